@@ -1,0 +1,14 @@
+#include <QApplication>
+
+#include "core/frmMain.h"
+#include "core/ui/Forms.h"
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+
+    frmMain main;
+    if (!main.Load()) return 0;
+    return app.exec();
+}

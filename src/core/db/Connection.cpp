@@ -1,0 +1,140 @@
+#include "core/db/Connection.h"
+
+#include <sqlite3.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include "core/db/Dialect.h"
+#include "core/db/Recordset.h"
+#include "core/db/schema_sql.h"
+
+namespace db {
+
+namespace {
+
+// Access's Sgn: -1, 0 or 1 by the sign of a number; NULL stays NULL.
+void sgnFunction(sqlite3_context* context, int, sqlite3_value** argv)
+{
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const double v = sqlite3_value_double(argv[0]);
+    sqlite3_result_int(context, v > 0 ? 1 : (v < 0 ? -1 : 0));
+}
+
+QString errorText(sqlite3* handle)
+{
+    return handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QStringLiteral("no connection");
+}
+
+}  // namespace
+
+Connection::~Connection()
+{
+    Close();
+}
+
+bool Connection::Open(const QString& databasePath)
+{
+    Close();
+    lastError_.clear();
+    if (!QFileInfo(databasePath).isFile()) {
+        lastError_ = QStringLiteral("no database file at ") + databasePath;
+        return false;
+    }
+    sqlite3* handle = nullptr;
+    const int rc = sqlite3_open_v2(QFile::encodeName(databasePath).constData(), &handle,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        lastError_ = errorText(handle);
+        sqlite3_close(handle);
+        return false;
+    }
+    // A catalogue held by another process for a moment is waited for; one that stays locked
+    // counts as a failed connection.
+    sqlite3_busy_timeout(handle, 1500);
+    sqlite3_create_function(handle, "Sgn", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, sgnFunction,
+                            nullptr, nullptr);
+
+    // Reading the table list is the first real access to the file: a file that is not a database,
+    // or one that is locked, fails here.
+    sqlite3_stmt* stmt = nullptr;
+    int tables = -1;
+    if (sqlite3_prepare_v2(handle,
+                           "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name IN "
+                           "('t_HouseType', 't_House', 't_Content', 't_Image', 't_Content_Auto')",
+                           -1, &stmt, nullptr) == SQLITE_OK &&
+        sqlite3_step(stmt) == SQLITE_ROW) {
+        tables = sqlite3_column_int(stmt, 0);
+    }
+    if (tables != 5) lastError_ = tables < 0 ? errorText(handle) : QStringLiteral("catalogue tables missing");
+    sqlite3_finalize(stmt);
+    if (tables != 5) {
+        sqlite3_close(handle);
+        return false;
+    }
+    handle_ = handle;
+    return true;
+}
+
+void Connection::Close()
+{
+    if (handle_) {
+        // Recordsets finalize their own statements; close_v2 defers the close until they have.
+        sqlite3_close_v2(handle_);
+        handle_ = nullptr;
+    }
+}
+
+bool Connection::Execute(const QString& jetSql)
+{
+    if (!handle_) {
+        lastError_ = QStringLiteral("connection is not open");
+        return false;
+    }
+    sqlite3_stmt* stmt = nullptr;
+    const QByteArray sql = toSqlite(jetSql).toUtf8();
+    if (sqlite3_prepare_v2(handle_, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
+        lastError_ = errorText(handle_);
+        sqlite3_finalize(stmt);
+        return false;
+    }
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    }
+    const bool ok = rc == SQLITE_DONE;
+    if (!ok) lastError_ = errorText(handle_);
+    sqlite3_finalize(stmt);
+    return ok;
+}
+
+bool Connection::Execute(const QString& jetSql, Recordset& result)
+{
+    return result.Open(jetSql, *this, CursorType::ForwardOnly, LockType::ReadOnly);
+}
+
+bool CreateEmptyDatabase(const QString& path, QString* error)
+{
+    if (QFileInfo::exists(path)) {
+        if (error) *error = QStringLiteral("a file is already there: ") + path;
+        return false;
+    }
+    sqlite3* handle = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) != SQLITE_OK) {
+        if (error) *error = errorText(handle);
+        sqlite3_close(handle);
+        return false;
+    }
+    char* message = nullptr;
+    const int rc = sqlite3_exec(handle, kSchemaSql, nullptr, nullptr, &message);
+    if (rc != SQLITE_OK && error) *error = QString::fromUtf8(message);
+    sqlite3_free(message);
+    sqlite3_close(handle);
+    if (rc != SQLITE_OK) QFile::remove(path);
+    return rc == SQLITE_OK;
+}
+
+}  // namespace db

@@ -1,0 +1,29 @@
+#include "core/db/Dialect.h"
+
+#include <QRegularExpression>
+
+namespace db {
+
+QString toSqlite(const QString& jetSql)
+{
+    QString sql = jetSql;
+
+    static const QRegularExpression top(QStringLiteral(R"(^(\s*Select\s+(?:Distinct\s+)?)Top\s+(\d+)\s+)"),
+                                        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch m = top.match(sql);
+    if (m.hasMatch()) {
+        const QString limit = m.captured(2);
+        sql = m.captured(1) + sql.mid(m.capturedEnd(0));
+        sql = sql.trimmed() + QStringLiteral(" LIMIT ") + limit;
+    }
+
+    // Between's bounds are single operands in every statement the program builds (numbers or
+    // column names), so a plain token match is enough; min/max make the bound order irrelevant.
+    static const QRegularExpression between(
+        QStringLiteral(R"(\bBetween\s+([^\s]+)\s+And\s+([^\s]+))"),
+        QRegularExpression::CaseInsensitiveOption);
+    sql.replace(between, QStringLiteral("Between min(\\1, \\2) And max(\\1, \\2)"));
+    return sql;
+}
+
+}  // namespace db

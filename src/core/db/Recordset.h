@@ -1,0 +1,82 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <vector>
+
+struct sqlite3_stmt;
+
+namespace db {
+
+class Connection;
+
+enum class CursorType { ForwardOnly, Keyset };
+enum class LockType { ReadOnly, Optimistic };
+
+// The rows of one statement, in the shape the windows' descriptions use: Eof/MoveNext/Field.
+//  - Forward-only recordsets step the statement lazily and know no record count (-1).
+//  - Keyset recordsets read every row at Open, so RecordCount is known.
+//  - Keyset + Optimistic on a single-table "Select * From t ..." can AddNew, SetField and Update;
+//    values are bound as parameters, so an apostrophe in a value is stored as it is.
+class Recordset {
+public:
+    Recordset() = default;
+    ~Recordset();
+    Recordset(const Recordset&) = delete;
+    Recordset& operator=(const Recordset&) = delete;
+
+    bool Open(const QString& jetSql, Connection& connection, CursorType cursor = CursorType::Keyset,
+              LockType lock = LockType::ReadOnly);
+    void Close();
+    bool IsOpen() const { return open_; }
+
+    bool Eof() const;
+    void MoveNext();
+    int RecordCount() const;  // -1 when not known (forward-only)
+
+    int FieldCount() const { return int(names_.size()); }
+    QString FieldName(int index) const { return names_.value(index); }
+    // Field values by name, without regard to case; a null QVariant for NULL, no row or no column.
+    QVariant Field(const QString& name) const;
+    QVariant Field(int index) const;
+
+    bool AddNew();
+    // Fails, leaving the field as it was, when the recordset cannot be updated, the column does not
+    // exist, or a number column is given something the long-integer conversion refuses.
+    bool SetField(const QString& name, const QVariant& value);
+    bool Update();
+
+private:
+    friend class Connection;
+    bool prepare(const QString& jetSql, Connection& connection);
+    void readColumnNames();
+    QVariant columnValue(int index) const;
+    bool stepForward();
+    int indexOf(const QString& name) const;
+    bool loadTableColumns();
+
+    Connection* connection_ = nullptr;
+    sqlite3_stmt* stmt_ = nullptr;
+    bool open_ = false;
+    bool keyset_ = false;
+    bool eof_ = true;
+    QStringList names_;
+    QHash<QString, int> nameIndex_;  // lower-case name -> index
+
+    // keyset
+    std::vector<std::vector<QVariant>> rows_;
+    int current_ = 0;
+
+    // updating
+    bool updatable_ = false;
+    QString table_;
+    int rowidColumn_ = -1;          // hidden column holding the row id, keyset + optimistic only
+    QHash<QString, bool> numberColumns_;  // lower-case column -> declared INTEGER
+    bool adding_ = false;
+    std::vector<QVariant> buffer_;
+    std::vector<bool> dirty_;
+};
+
+}  // namespace db

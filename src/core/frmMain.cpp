@@ -1,0 +1,109 @@
+#include "core/frmMain.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QFile>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/MsgBox.h"
+#include "core/ui/SingleInstance.h"
+
+namespace {
+std::function<void()>& endProgram()
+{
+    static std::function<void()> end = [] { QCoreApplication::exit(0); };
+    return end;
+}
+}  // namespace
+
+frmMain::frmMain()
+{
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(mdlHouse::kProgramTitle);
+    setupControls();
+}
+
+frmMain::~frmMain()
+{
+    if (Forms::MdiArea() == mdiArea_) Forms::SetMdiArea(nullptr);
+}
+
+void frmMain::SetEndProgram(std::function<void()> end)
+{
+    endProgram() = end ? std::move(end) : [] { QCoreApplication::exit(0); };
+}
+
+void frmMain::setupControls()
+{
+    mdiArea_ = new QMdiArea(this);
+    mdiArea_->setObjectName(QStringLiteral("mdiArea"));
+    mdiArea_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    mdiArea_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setCentralWidget(mdiArea_);
+    Forms::SetMdiArea(mdiArea_);
+
+    auto menu = [this](const char* name, const QString& caption) {
+        QMenu* m = menuBar()->addMenu(caption);
+        m->setObjectName(QLatin1String(name));
+        m->menuAction()->setObjectName(QLatin1String(name));
+        return m;
+    };
+    auto entry = [this](QMenu* m, const char* name, const QString& caption) {
+        QAction* a = m->addAction(caption);
+        a->setObjectName(QLatin1String(name));
+        return a;
+    };
+    mnuSystem = menu("mnuSystem", QStringLiteral("系统"));
+    mnuExit = entry(mnuSystem, "mnuExit", QStringLiteral("退出"));
+    mnuHouse = menu("mnuHouse", QStringLiteral("房产信息"));
+    mnuHouseList = entry(mnuHouse, "mnuHouseList", QStringLiteral("列表"));
+    mnuHouseInput = entry(mnuHouse, "mnuHouseInput", QStringLiteral("录入"));
+    mnuHouseType = entry(mnuHouse, "mnuHouseType", QStringLiteral("类型"));
+    mnuHelp = menu("mnuHelp", QStringLiteral("帮助"));
+    mnuAbout = entry(mnuHelp, "mnuAbout", QStringLiteral("关于"));
+
+    connect(mnuExit, &QAction::triggered, this, [] { endProgram()(); });
+    connect(mnuHouseList, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseList")); });
+    connect(mnuHouseInput, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseInput")); });
+    connect(mnuHouseType, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseType")); });
+    connect(mnuAbout, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmAbout")); });
+}
+
+bool frmMain::Load()
+{
+    instance_ = std::make_unique<ui::SingleInstance>(QCoreApplication::applicationFilePath());
+    if (!instance_->TryAcquire()) {
+        instance_.reset();
+        ui::MsgBox(QStringLiteral("<") + mdlHouse::kProgramTitle + QStringLiteral("> 正在运行中。"));
+        // Unloading this copy's frame runs its unload handler, which deletes the Image.htm that
+        // both copies share. Kept as the program has always behaved.
+        unloadHandler();
+        return false;
+    }
+    showMaximized();
+    mdlHouse::CreateMediaFolders();
+    return true;
+}
+
+void frmMain::unloadHandler()
+{
+    QFile::remove(mdlHouse::ProgramPath(QStringLiteral("/Image.htm")));
+}
+
+void frmMain::closeEvent(QCloseEvent* event)
+{
+    // Children first: each runs its own unload handler. One that stays open keeps the frame open.
+    mdiArea_->closeAllSubWindows();
+    for (QMdiSubWindow* sub : mdiArea_->subWindowList()) {
+        if (sub->isVisible()) {
+            event->ignore();
+            return;
+        }
+    }
+    unloadHandler();
+    event->accept();
+}

@@ -1,0 +1,45 @@
+#include "core/ui/FileDialog.h"
+
+#include <QFileDialog>
+#include <QStringList>
+
+namespace ui {
+
+namespace {
+std::function<QString(const QString&)>& interceptor()
+{
+    static std::function<QString(const QString&)> f;
+    return f;
+}
+}  // namespace
+
+void SetFileDialogInterceptor(std::function<QString(const QString& filter)> f)
+{
+    interceptor() = std::move(f);
+}
+
+QStringList QtNameFilters(const QString& filter)
+{
+    QStringList result;
+    const QStringList parts = filter.split(QLatin1Char('|'));
+    for (int i = 0; i + 1 < parts.size(); i += 2) {
+        QString patterns = parts[i + 1];
+        patterns.replace(QLatin1Char(';'), QLatin1Char(' '));
+        result << parts[i] + QStringLiteral(" (") + patterns + QStringLiteral(")");
+    }
+    return result;
+}
+
+QString GetOpenFileName(QWidget* parent, const QString& filter, const QString& title)
+{
+    if (interceptor()) return interceptor()(filter);
+    QFileDialog dialog(parent, title);
+    dialog.setObjectName(QStringLiteral("FileDialog"));
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setNameFilters(QtNameFilters(filter));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return QString();
+    return dialog.selectedFiles().constFirst();
+}
+
+}  // namespace ui

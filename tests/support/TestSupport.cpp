@@ -1,0 +1,184 @@
+#include "TestSupport.h"
+
+#include <sqlite3.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+
+#include "core/db/Connection.h"
+#include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
+
+namespace testsupport {
+
+ProgramFolder::ProgramFolder(bool withDatabase)
+{
+    dir_.setAutoRemove(true);
+    QDir(dir_.path()).mkdir(QStringLiteral("Images"));
+    QDir(dir_.path()).mkdir(QStringLiteral("Music"));
+    if (withDatabase) {
+        QString error;
+        if (!db::CreateEmptyDatabase(DatabasePath(), &error)) qFatal("cannot make House.db: %s", qPrintable(error));
+    }
+    mdlHouse::SetProgramFolder(dir_.path());
+}
+
+ProgramFolder::~ProgramFolder()
+{
+    mdlHouse::SetProgramFolder(QString());
+}
+
+QString ProgramFolder::Path() const
+{
+    return dir_.path();
+}
+
+QString ProgramFolder::DatabasePath() const
+{
+    return dir_.path() + QStringLiteral("/House.db");
+}
+
+namespace {
+
+QList<QVariantList> runSql(const QString& path, const QString& sql, bool* ok)
+{
+    QList<QVariantList> rows;
+    *ok = false;
+    sqlite3* handle = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+        sqlite3_close(handle);
+        return rows;
+    }
+    sqlite3_busy_timeout(handle, 2000);
+    const QByteArray utf8 = sql.toUtf8();
+    const char* tail = utf8.constData();
+    *ok = true;
+    while (tail && *tail) {
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(handle, tail, -1, &stmt, &tail) != SQLITE_OK) {
+            qWarning("SQL failed: %s (%s)", sqlite3_errmsg(handle), qPrintable(sql));
+            *ok = false;
+            break;
+        }
+        if (!stmt) break;
+        int rc;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+            QVariantList row;
+            for (int i = 0; i < sqlite3_column_count(stmt); ++i) {
+                switch (sqlite3_column_type(stmt, i)) {
+                case SQLITE_NULL: row << QVariant(); break;
+                case SQLITE_INTEGER: row << qint64(sqlite3_column_int64(stmt, i)); break;
+                case SQLITE_FLOAT: row << sqlite3_column_double(stmt, i); break;
+                default:
+                    row << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, i)),
+                                             sqlite3_column_bytes(stmt, i));
+                }
+            }
+            rows << row;
+        }
+        if (rc != SQLITE_DONE) {
+            qWarning("SQL failed: %s (%s)", sqlite3_errmsg(handle), qPrintable(sql));
+            *ok = false;
+        }
+        sqlite3_finalize(stmt);
+        if (!*ok) break;
+    }
+    sqlite3_close(handle);
+    return rows;
+}
+
+}  // namespace
+
+bool ProgramFolder::Exec(const QString& sql) const
+{
+    bool ok = false;
+    runSql(DatabasePath(), sql, &ok);
+    return ok;
+}
+
+QList<QVariantList> ProgramFolder::Rows(const QString& sql) const
+{
+    bool ok = false;
+    return runSql(DatabasePath(), sql, &ok);
+}
+
+QVariant ProgramFolder::Value(const QString& sql) const
+{
+    const QList<QVariantList> rows = Rows(sql);
+    return rows.isEmpty() || rows.first().isEmpty() ? QVariant() : rows.first().first();
+}
+
+MsgBoxRecorder::MsgBoxRecorder()
+{
+    ui::SetMsgBoxInterceptor([this](const QString& text, ui::Buttons buttons) {
+        messages.append({text, buttons});
+        if (!answers.isEmpty()) return answers.takeFirst();
+        if (buttons == ui::Buttons::OkOnly) return ui::Answer::Ok;
+        return defaultAnswer == ui::Answer::Ok ? ui::Answer::Yes : defaultAnswer;
+    });
+}
+
+MsgBoxRecorder::~MsgBoxRecorder()
+{
+    ui::SetMsgBoxInterceptor({});
+}
+
+QStringList MsgBoxRecorder::Texts() const
+{
+    QStringList texts;
+    for (const auto& m : messages) texts << m.first;
+    return texts;
+}
+
+FileDialogStub::FileDialogStub()
+{
+    ui::SetFileDialogInterceptor([this](const QString& filter) {
+        filters << filter;
+        return paths.isEmpty() ? QString() : paths.takeFirst();
+    });
+}
+
+FileDialogStub::~FileDialogStub()
+{
+    ui::SetFileDialogInterceptor({});
+}
+
+bool Click(QObject* root, const QString& name)
+{
+    auto* button = Find<QAbstractButton>(root, name);
+    if (!button || !button->isEnabled()) return false;
+    if (button->isVisible()) {
+        QTest::mouseClick(button, Qt::LeftButton);
+    } else {
+        button->click();
+    }
+    return true;
+}
+
+bool Type(QObject* root, const QString& name, const QString& text)
+{
+    QWidget* target = nullptr;
+    if (auto* combo = Find<QComboBox>(root, name)) {
+        combo->setCurrentIndex(-1);
+        combo->setEditText(QString());
+        target = combo->lineEdit() ? static_cast<QWidget*>(combo->lineEdit()) : combo;
+    } else if (auto* edit = root->findChild<QWidget*>(name)) {
+        if (auto* line = qobject_cast<QLineEdit*>(edit)) line->clear();
+        target = edit;
+    }
+    if (!target) return false;
+    target->setFocus();
+    QTest::keyClicks(target, text);
+    return true;
+}
+
+QString MakePicture(const QString& path, int width, int height, Qt::GlobalColor color)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(color);
+    image.save(path);
+    return path;
+}
+
+}  // namespace testsupport
