@@ -208,7 +208,10 @@ bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, K
         bool ok = false;
         number = text.toLongLong(&ok);
         if (!ok) {
-            *why = QStringLiteral("the text \"%1\" is not a whole number").arg(raw.toString());
+            QString shown;
+            for (const QChar ch : raw.toString())
+                shown += ch.isPrint() ? QString(ch) : QStringLiteral("\\u%1").arg(ch.unicode(), 4, 16, QLatin1Char('0'));
+            *why = QStringLiteral("the text \"%1\" is not a whole number").arg(shown);
             return false;
         }
     }
