@@ -486,7 +486,7 @@ private slots:
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("damaged");
         const QByteArray whole = readAll(old + "/House.MDB");
-        const QString expectedDifference;
+        const QJsonObject json = loadJson("House.json");
         int refused = 0;
         for (int page = 0; page < whole.size() / kPage; ++page) {
             for (char fill : {char(0x00), char(0xA5)}) {
@@ -500,10 +500,16 @@ private slots:
                     ++refused;
                     QVERIFY(!result.error.isEmpty());
                     QCOMPARE(snapshot(program.Path()), before);
+                } else {
+                    // A page the catalogue does not need (free, or an index): the rows are all there.
+                    QString difference;
+                    QVERIFY2(sameAsJson(program.DatabasePath(), json, &difference),
+                             qPrintable(QStringLiteral("page %1: %2").arg(page).arg(difference)));
                 }
             }
         }
         // Pages that hold the catalogue's rows and table definitions are missed when damaged.
+        qInfo("%d of %d damaged copies refused", refused, int(whole.size() / kPage * 2));
         QVERIFY2(refused >= 10, qPrintable(QString::number(refused)));
     }
 
