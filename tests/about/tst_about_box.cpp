@@ -9,7 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 #include "about/Registry.h"
 #include "about/frmAbout.h"
 #include "core/frmMain.h"

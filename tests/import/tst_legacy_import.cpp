@@ -16,7 +16,7 @@
 #include "LegacyReader.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 
 using testsupport::ProgramFolder;
 
