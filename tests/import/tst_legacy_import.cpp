@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
@@ -196,6 +198,165 @@ int columnDescriptor(const QByteArray& file, const QString& column, int* typeOff
     return -1;
 }
 
+
+// Grows a copy of the sample file the way Access lays out a larger catalogue: new data pages for a
+// table (marked in its usage bitmap, its row count raised), and memo texts too long for the row,
+// kept on long-value pages, either whole on one page or chained over several.
+class JetGrower {
+public:
+    explicit JetGrower(QByteArray file) : d(std::move(file)) {}
+    QByteArray d;
+
+    struct Col {
+        int type, var, rowcol, fixoff, len;
+        bool fixed;
+        QString name;
+    };
+
+    quint16 u16(int o) const { return quint16(quint8(d[o]) | quint8(d[o + 1]) << 8); }
+    quint32 u32(int o) const { return quint32(u16(o)) | quint32(u16(o + 2)) << 16; }
+    static void put16(QByteArray& b, int o, quint16 v) { b[o] = char(v & 0xFF); b[o + 1] = char(v >> 8); }
+    static void put32(QByteArray& b, int o, quint32 v) { put16(b, o, quint16(v & 0xFFFF)); put16(b, o + 2, quint16(v >> 16)); }
+    static QByteArray le32(quint32 v) { QByteArray b(4, 0); put32(b, 0, v); return b; }
+
+    // The table-definition page of the table whose first two columns are named so.
+    int tablePage(const QString& first, const QString& second, QList<Col>* cols) const
+    {
+        for (int pg = 1; pg * kPage < d.size(); ++pg) {
+            const int b = pg * kPage;
+            if (d[b] != 0x02 || d[b + 1] != 0x01) continue;
+            const int ncols = u16(b + 45), nridx = int(u32(b + 51));
+            QList<Col> c;
+            for (int i = 0; i < ncols; ++i) {
+                const int e = b + 63 + nridx * 12 + i * 25;
+                c << Col{quint8(d[e]), u16(e + 7), u16(e + 9), u16(e + 21), u16(e + 23), bool(d[e + 15] & 1), {}};
+            }
+            int pos = b + 63 + nridx * 12 + ncols * 25;
+            for (Col& col : c) {
+                const int l = u16(pos);
+                col.name = QString::fromUtf16(reinterpret_cast<const char16_t*>(d.constData() + pos + 2), l / 2);
+                pos += 2 + l;
+            }
+            if (c.size() > 1 && c[0].name == first && c[1].name == second) {
+                *cols = c;
+                return pg;
+            }
+        }
+        return -1;
+    }
+
+    // A page of rows (data rows of a table, or long-value rows when owner is "LVAL").
+    int appendPage(const QList<QByteArray>& rows, const QByteArray& owner)
+    {
+        QByteArray page(kPage, 0);
+        page[0] = 0x01;
+        page[1] = 0x01;
+        page.replace(4, 4, owner);
+        int end = kPage;
+        for (int n = 0; n < rows.size(); ++n) {
+            end -= rows[n].size();
+            page.replace(end, rows[n].size(), rows[n]);
+            put16(page, 14 + 2 * n, quint16(end));
+        }
+        put16(page, 12, quint16(rows.size()));
+        put16(page, 2, quint16(end - 14 - 2 * rows.size()));
+        const int pg = d.size() / kPage;
+        d += page;
+        return pg;
+    }
+
+    // A memo kept outside the row; returns the 12-byte reference the row holds.
+    QByteArray longMemo(const QString& text, bool chained)
+    {
+        const QByteArray bytes = utf16(text);
+        if (!chained) {
+            const int pg = appendPage({bytes}, "LVAL");
+            return le32(quint32(bytes.size()) | 0x40000000u) + le32(quint32(pg) << 8) + le32(0);
+        }
+        // Pieces of at most 2000 bytes, each on its own page, each pointing at the next.
+        QList<QByteArray> pieces;
+        for (int i = 0; i < bytes.size(); i += 2000) pieces << bytes.mid(i, 2000);
+        quint32 next = 0;
+        for (int i = pieces.size() - 1; i >= 0; --i) {
+            const int pg = appendPage({le32(next) + pieces[i]}, "LVAL");
+            next = quint32(pg) << 8;
+        }
+        return le32(quint32(bytes.size())) + le32(next) + le32(0);
+    }
+
+    static QByteArray row(const QList<Col>& cols, const QVariantMap& values)
+    {
+        int fixedSize = 0;
+        QList<Col> varCols;
+        for (const Col& c : cols) {
+            if (c.fixed) fixedSize = qMax(fixedSize, c.fixoff + c.len);
+            else varCols << c;
+        }
+        std::sort(varCols.begin(), varCols.end(), [](const Col& a, const Col& b) { return a.var < b.var; });
+        QByteArray fixed(fixedSize, 0);
+        QByteArray mask((cols.size() + 7) / 8, 0);
+        for (const Col& c : cols) {
+            const QVariant v = values.value(c.name);
+            if (v.isNull()) continue;
+            mask[c.rowcol / 8] = char(mask[c.rowcol / 8] | (1 << (c.rowcol % 8)));
+            if (c.fixed) put32(fixed, c.fixoff, quint32(v.toInt()));
+        }
+        QByteArray data;
+        QList<int> offsets;
+        for (const Col& c : varCols) {
+            offsets << 2 + fixedSize + data.size();
+            const QVariant v = values.value(c.name);
+            if (v.isNull()) continue;
+            if (v.typeId() == QMetaType::QByteArray) {
+                data += v.toByteArray();  // a memo reference made beforehand
+            } else if (c.type == 0x0C) {
+                const QByteArray text = utf16(v.toString());
+                data += le32(quint32(text.size()) | 0x80000000u) + le32(0) + le32(0) + text;
+            } else {
+                data += utf16(v.toString());
+            }
+        }
+        offsets << 2 + fixedSize + data.size();
+        QByteArray r(2, 0);
+        put16(r, 0, quint16(cols.size()));
+        r += fixed + data;
+        for (int i = offsets.size() - 1; i >= 0; --i) {
+            QByteArray o(2, 0);
+            put16(o, 0, quint16(offsets[i]));
+            r += o;
+        }
+        QByteArray count(2, 0);
+        put16(count, 0, quint16(varCols.size()));
+        return r + count + mask;
+    }
+
+    bool appendRows(const QString& first, const QString& second, const QList<QVariantMap>& rows)
+    {
+        QList<Col> cols;
+        const int tdef = tablePage(first, second, &cols);
+        if (tdef < 0) return false;
+        const quint32 map = u32(tdef * kPage + 55);
+        const int mapPage = int(map >> 8) * kPage, mapRow = int(map & 0xFF);
+        const int start = (u16(mapPage + 14 + 2 * mapRow) & 0x1FFF) + mapPage;
+        if (d[start] != 0x01) return false;  // a reference map: its first bitmap page follows
+        const int bitmap = int(u32(start + 1)) * kPage;
+        if (d[bitmap] != 0x05) return false;
+        QList<QByteArray> built;
+        for (const QVariantMap& r : rows) built << row(cols, r);
+        for (int i = 0; i < built.size();) {
+            QList<QByteArray> page;
+            int used = 14 + 16;
+            while (i < built.size() && used + built[i].size() + 2 < kPage) {
+                used += built[i].size() + 2;
+                page << built[i++];
+            }
+            const int pg = appendPage(page, le32(quint32(tdef)));
+            d[bitmap + 4 + pg / 8] = char(d[bitmap + 4 + pg / 8] | (1 << (pg % 8)));
+        }
+        put32(d, tdef * kPage + 16, u32(tdef * kPage + 16) + quint32(rows.size()));
+        return true;
+    }
+};
 }  // namespace
 
 class tst_legacy_import : public QObject {
@@ -457,6 +618,53 @@ private slots:
         QString difference;
         QVERIFY2(sameAsJson(program.DatabasePath(), json, &difference), qPrintable(difference));
         QCOMPARE(program.Value("Select MusicTitle Is Null From t_HouseType Where TypeID = 1").toInt(), 1);
+    }
+
+    void thousands_of_houses_on_many_pages_with_long_texts()
+    {
+        REQUIRE_FIXTURES();
+        const QString old = makeOldFolder("large");
+        JetGrower grower(readAll(old + "/House.MDB"));
+        QList<QVariantMap> houses, contents;
+        QMap<int, QString> intros;
+        for (int i = 0; i < 3000; ++i) {
+            const int id = 1000 + i;
+            QString intro = QStringLiteral("第%1套，朝南。").arg(i);
+            QVariant introValue = intro;
+            if (i % 500 == 7) {  // too long for the row: one long-value page
+                intro = QStringLiteral("长说明%1：").arg(i) + QString(1500, QChar(0x623F));
+                introValue = grower.longMemo(intro, false);
+            } else if (i % 500 == 11) {  // longer still: chained over several pages
+                intro = QStringLiteral("很长的说明%1：").arg(i) + QString(4000, QChar(0x697C)) + QStringLiteral("😊");
+                introValue = grower.longMemo(intro, true);
+            }
+            intros.insert(id, intro);
+            houses << QVariantMap{{"HouseID", id}, {"HouseName", QStringLiteral("幸福家园%1号楼").arg(i / 40 + 1)},
+                                  {"HouseNo", QString::number(101 + i % 40)}, {"Intro", introValue},
+                                  {"HouseFloor", i % 40 / 4 + 1}, {"TypeID", 1 + i % 3}};
+            contents << QVariantMap{{"ContentID", 1000 + i}, {"HouseID", id}, {"Caption", QStringLiteral("面积")},
+                                    {"Content", i % 10 ? QVariant(QStringLiteral("%1平方米").arg(60 + i % 80)) : QVariant()},
+                                    {"List", 1}};
+        }
+        QVERIFY(grower.appendRows("HouseID", "HouseName", houses));
+        QVERIFY(grower.appendRows("ContentID", "HouseID", contents));
+        QVERIFY(writeAll(old + "/House.MDB", grower.d));
+
+        ProgramFolder program;
+        const legacy::ImportResult result = legacy::Import({old, program.Path(), false});
+        QVERIFY2(result.ok, qPrintable(result.error));
+        QCOMPARE(program.Value("Select Count(*) From t_House").toInt(), 12 + 3000);
+        QCOMPARE(program.Value("Select Count(*) From t_Content").toInt(), 35 + 3000);
+        QCOMPARE(program.Value("Select Count(*) From t_Content Where Content Is Null").toInt(), 300);
+        const QList<QVariantList> rows = program.Rows("Select HouseID, Intro, HouseNo, TypeID From t_House Where HouseID >= 1000 Order By HouseID");
+        QCOMPARE(rows.size(), 3000);
+        for (const QVariantList& r : rows) {
+            const int id = r[0].toInt();
+            QCOMPARE(r[1].toString(), intros.value(id));
+            QCOMPARE(r[2].toString(), QString::number(101 + (id - 1000) % 40));
+            QCOMPARE(r[3].toInt(), 1 + (id - 1000) % 3);
+        }
+        QCOMPARE(program.Value("Select seq From sqlite_sequence Where name = 't_House'").toInt(), 3999);
     }
 
     void refuses_a_file_that_is_not_access()
