@@ -22,7 +22,8 @@ class Registry {
 public:
     virtual ~Registry() = default;
     // Opens keyName below root; true and a non-zero handle on success.
-    virtual bool OpenKey(RegistryHandle root, const QString& keyName, quint32 access, RegistryHandle* key) = 0;
+    virtual bool OpenKey(RegistryHandle root, const QString& keyName, quint32 access,
+                         RegistryHandle* key) = 0;
     // Reads a value into buffer (at most *size bytes); on success *type is its type and *size the
     // number of bytes written, including a string's terminating zero.
     virtual bool QueryValue(RegistryHandle key, const QString& valueName, quint32* type, QByteArray* buffer,

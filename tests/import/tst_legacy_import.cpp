@@ -1,363 +1,22 @@
-#include <algorithm>
-
-#include <QCryptographicHash>
-#include <QDir>
-#include <QDirIterator>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QStandardPaths>
-#include <functional>
 #include <unistd.h>
 
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
 #include "Importer.h"
+#include "LegacyFixtures.h"
 #include "LegacyReader.h"
+#include "TestSupport.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
-#include "TestSupport.h"
 
+using namespace importtest;
 using testsupport::ProgramFolder;
-
-namespace {
-
-constexpr int kPage = 4096;
-
-// Beside the repository (../shared/fixtures/legacy); TAVRELO_LEGACY_FIXTURES points elsewhere, for
-// a working copy that sits in another folder.
-QString fixtureDir()
-{
-    const QString other = qEnvironmentVariable("TAVRELO_LEGACY_FIXTURES");
-    if (!other.isEmpty()) return other;
-    return qEnvironmentVariable("TAVRELO_SOURCE_DIR") + QStringLiteral("/../shared/fixtures/legacy");
-}
-
-bool fixturesPresent()
-{
-    return QFileInfo::exists(fixtureDir() + QStringLiteral("/House.MDB")) &&
-           QFileInfo::exists(fixtureDir() + QStringLiteral("/Empty.MDB"));
-}
-
-#define REQUIRE_FIXTURES()                                                                               \
-    if (!fixturesPresent())                                                                              \
-        QSKIP(qPrintable(QStringLiteral("the legacy fixtures (House.MDB, Empty.MDB) are not at %1 "     \
-                                        "(TAVRELO_SOURCE_DIR/../shared/fixtures/legacy)").arg(fixtureDir())))
-
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
-}
-
-QJsonObject loadJson(const QString& name)
-{
-    return QJsonDocument::fromJson(readAll(fixtureDir() + QLatin1Char('/') + name)).object();
-}
-
-// Every file below a folder with its content hash: what "left as it was" is checked against.
-QMap<QString, QByteArray> snapshot(const QString& folder)
-{
-    QMap<QString, QByteArray> files;
-    QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString path = it.next();
-        const QFileInfo info(path);
-        files.insert(QDir(folder).relativeFilePath(path),
-                     info.isDir() ? QByteArray("dir")
-                                  : QCryptographicHash::hash(readAll(path), QCryptographicHash::Sha256));
-    }
-    return files;
-}
-
-QList<QVariantList> query(const QString& dbPath, const QString& sql)
-{
-    QList<QVariantList> rows;
-    db::Connection conn;
-    if (!conn.Open(dbPath)) return rows;
-    db::Recordset rs;
-    if (!conn.Execute(sql, rs)) return rows;
-    while (!rs.Eof()) {
-        QVariantList row;
-        for (int i = 0; i < rs.FieldCount(); ++i) row << rs.Field(i);
-        rows << row;
-        rs.MoveNext();
-    }
-    return rows;
-}
-
-QString show(const QVariant& v)
-{
-    return v.isNull() ? QStringLiteral("NULL") : QStringLiteral("%1(%2)").arg(v.typeName(), v.toString());
-}
-
-// Compares every table of the catalogue at dbPath with the rows the JSON lists, value by value
-// (NULL against null, numbers against numbers, text exactly).
-bool sameAsJson(const QString& dbPath, const QJsonObject& json, QString* difference)
-{
-    const QJsonObject tables = json.value("tables").toObject();
-    if (tables.size() != 5) {
-        *difference = "the JSON does not list five tables";
-        return false;
-    }
-    for (auto t = tables.begin(); t != tables.end(); ++t) {
-        const QJsonArray columns = t.value().toObject().value("columns").toArray();
-        QStringList names;
-        for (const auto& c : columns) names << c.toObject().value("name").toString();
-        const QList<QVariantList> rows =
-            query(dbPath, QStringLiteral("Select %1 From %2 Order By %3").arg(names.join(", "), t.key(), names[0]));
-        const QJsonArray expected = t.value().toObject().value("rows").toArray();
-        if (rows.size() != expected.size()) {
-            *difference = QStringLiteral("%1: %2 rows, expected %3").arg(t.key()).arg(rows.size()).arg(expected.size());
-            return false;
-        }
-        for (int r = 0; r < rows.size(); ++r) {
-            const QJsonObject e = expected[r].toObject();
-            for (int c = 0; c < names.size(); ++c) {
-                const QJsonValue want = e.value(names[c]);
-                const QVariant got = rows[r][c];
-                bool same = false;
-                if (want.isNull()) same = got.isNull();
-                else if (want.isDouble()) same = !got.isNull() && got.typeId() == QMetaType::LongLong && got.toLongLong() == qint64(want.toDouble());
-                else if (want.isString()) same = !got.isNull() && got.typeId() == QMetaType::QString && got.toString() == want.toString();
-                if (!same) {
-                    *difference = QStringLiteral("%1 row %2 column %3: got %4, expected %5")
-                                      .arg(t.key()).arg(r).arg(names[c], show(got), want.toVariant().toString());
-                    return false;
-                }
-            }
-        }
-    }
-    return true;
-}
-
-// Applies f to every text value of the JSON's rows.
-QJsonObject mapStrings(QJsonObject json, const std::function<QJsonValue(const QString& table, const QString& column,
-                                                                         const QJsonObject& row, const QJsonValue&)>& f)
-{
-    QJsonObject tables = json.value("tables").toObject();
-    for (auto t = tables.begin(); t != tables.end(); ++t) {
-        QJsonObject table = t.value().toObject();
-        QJsonArray rows = table.value("rows").toArray();
-        for (int i = 0; i < rows.size(); ++i) {
-            QJsonObject row = rows[i].toObject();
-            for (auto c = row.begin(); c != row.end(); ++c) c.value() = f(t.key(), c.key(), row, c.value());
-            rows[i] = row;
-        }
-        table["rows"] = rows;
-        t.value() = table;
-    }
-    json["tables"] = tables;
-    return json;
-}
-
-int replaceAll(QByteArray& data, const QByteArray& from, const QByteArray& to)
-{
-    int count = 0;
-    for (int i = data.indexOf(from); i >= 0; i = data.indexOf(from, i + to.size())) {
-        data.replace(i, from.size(), to);
-        ++count;
-    }
-    return count;
-}
-
-QByteArray utf16(const QString& s)
-{
-    return QByteArray(reinterpret_cast<const char*>(s.utf16()), s.size() * 2);
-}
-
-// The table-definition page whose column names include column (Jet 4 keeps them as UTF-16), and
-// the byte offset of that column's 25-byte descriptor.
-int columnDescriptor(const QByteArray& file, const QString& column, int* typeOffset)
-{
-    const QByteArray name = utf16(column);
-    for (int page = 1; page * kPage < file.size(); ++page) {
-        const char* p = file.constData() + page * kPage;
-        if (p[0] != 0x02 || p[1] != 0x01) continue;
-        const int numCols = quint8(p[45]) | quint8(p[46]) << 8;
-        const int realIdx = quint8(p[51]) | quint8(p[52]) << 8;
-        int pos = 63 + realIdx * 12 + numCols * 25;
-        for (int c = 0; c < numCols && pos + 2 < kPage; ++c) {
-            const int len = quint8(p[pos]) | quint8(p[pos + 1]) << 8;
-            if (QByteArray(p + pos + 2, len) == name) {
-                *typeOffset = page * kPage + 63 + realIdx * 12 + c * 25;
-                return page;
-            }
-            pos += 2 + len;
-        }
-    }
-    return -1;
-}
-
-
-// Grows a copy of the sample file the way Access lays out a larger catalogue: new data pages for a
-// table (marked in its usage bitmap, its row count raised), and memo texts too long for the row,
-// kept on long-value pages, either whole on one page or chained over several.
-class JetGrower {
-public:
-    explicit JetGrower(QByteArray file) : d(std::move(file)) {}
-    QByteArray d;
-
-    struct Col {
-        int type, var, rowcol, fixoff, len;
-        bool fixed;
-        QString name;
-    };
-
-    quint16 u16(int o) const { return quint16(quint8(d[o]) | quint8(d[o + 1]) << 8); }
-    quint32 u32(int o) const { return quint32(u16(o)) | quint32(u16(o + 2)) << 16; }
-    static void put16(QByteArray& b, int o, quint16 v) { b[o] = char(v & 0xFF); b[o + 1] = char(v >> 8); }
-    static void put32(QByteArray& b, int o, quint32 v) { put16(b, o, quint16(v & 0xFFFF)); put16(b, o + 2, quint16(v >> 16)); }
-    static QByteArray le32(quint32 v) { QByteArray b(4, 0); put32(b, 0, v); return b; }
-
-    // The table-definition page of the table whose first two columns are named so.
-    int tablePage(const QString& first, const QString& second, QList<Col>* cols) const
-    {
-        for (int pg = 1; pg * kPage < d.size(); ++pg) {
-            const int b = pg * kPage;
-            if (d[b] != 0x02 || d[b + 1] != 0x01) continue;
-            const int ncols = u16(b + 45), nridx = int(u32(b + 51));
-            QList<Col> c;
-            for (int i = 0; i < ncols; ++i) {
-                const int e = b + 63 + nridx * 12 + i * 25;
-                c << Col{quint8(d[e]), u16(e + 7), u16(e + 9), u16(e + 21), u16(e + 23), bool(d[e + 15] & 1), {}};
-            }
-            int pos = b + 63 + nridx * 12 + ncols * 25;
-            for (Col& col : c) {
-                const int l = u16(pos);
-                col.name = QString::fromUtf16(reinterpret_cast<const char16_t*>(d.constData() + pos + 2), l / 2);
-                pos += 2 + l;
-            }
-            if (c.size() > 1 && c[0].name == first && c[1].name == second) {
-                *cols = c;
-                return pg;
-            }
-        }
-        return -1;
-    }
-
-    // A page of rows (data rows of a table, or long-value rows when owner is "LVAL").
-    int appendPage(const QList<QByteArray>& rows, const QByteArray& owner)
-    {
-        QByteArray page(kPage, 0);
-        page[0] = 0x01;
-        page[1] = 0x01;
-        page.replace(4, 4, owner);
-        int end = kPage;
-        for (int n = 0; n < rows.size(); ++n) {
-            end -= rows[n].size();
-            page.replace(end, rows[n].size(), rows[n]);
-            put16(page, 14 + 2 * n, quint16(end));
-        }
-        put16(page, 12, quint16(rows.size()));
-        put16(page, 2, quint16(end - 14 - 2 * rows.size()));
-        const int pg = d.size() / kPage;
-        d += page;
-        return pg;
-    }
-
-    // A memo kept outside the row; returns the 12-byte reference the row holds.
-    QByteArray longMemo(const QString& text, bool chained)
-    {
-        const QByteArray bytes = utf16(text);
-        if (!chained) {
-            const int pg = appendPage({bytes}, "LVAL");
-            return le32(quint32(bytes.size()) | 0x40000000u) + le32(quint32(pg) << 8) + le32(0);
-        }
-        // Pieces of at most 2000 bytes, each on its own page, each pointing at the next.
-        QList<QByteArray> pieces;
-        for (int i = 0; i < bytes.size(); i += 2000) pieces << bytes.mid(i, 2000);
-        quint32 next = 0;
-        for (int i = pieces.size() - 1; i >= 0; --i) {
-            const int pg = appendPage({le32(next) + pieces[i]}, "LVAL");
-            next = quint32(pg) << 8;
-        }
-        return le32(quint32(bytes.size())) + le32(next) + le32(0);
-    }
-
-    static QByteArray row(const QList<Col>& cols, const QVariantMap& values)
-    {
-        int fixedSize = 0;
-        QList<Col> varCols;
-        for (const Col& c : cols) {
-            if (c.fixed) fixedSize = qMax(fixedSize, c.fixoff + c.len);
-            else varCols << c;
-        }
-        std::sort(varCols.begin(), varCols.end(), [](const Col& a, const Col& b) { return a.var < b.var; });
-        QByteArray fixed(fixedSize, 0);
-        QByteArray mask((cols.size() + 7) / 8, 0);
-        for (const Col& c : cols) {
-            const QVariant v = values.value(c.name);
-            if (v.isNull()) continue;
-            mask[c.rowcol / 8] = char(mask[c.rowcol / 8] | (1 << (c.rowcol % 8)));
-            if (c.fixed) put32(fixed, c.fixoff, quint32(v.toInt()));
-        }
-        QByteArray data;
-        QList<int> offsets;
-        for (const Col& c : varCols) {
-            offsets << 2 + fixedSize + data.size();
-            const QVariant v = values.value(c.name);
-            if (v.isNull()) continue;
-            if (v.typeId() == QMetaType::QByteArray) {
-                data += v.toByteArray();  // a memo reference made beforehand
-            } else if (c.type == 0x0C) {
-                const QByteArray text = utf16(v.toString());
-                data += le32(quint32(text.size()) | 0x80000000u) + le32(0) + le32(0) + text;
-            } else {
-                data += utf16(v.toString());
-            }
-        }
-        offsets << 2 + fixedSize + data.size();
-        QByteArray r(2, 0);
-        put16(r, 0, quint16(cols.size()));
-        r += fixed + data;
-        for (int i = offsets.size() - 1; i >= 0; --i) {
-            QByteArray o(2, 0);
-            put16(o, 0, quint16(offsets[i]));
-            r += o;
-        }
-        QByteArray count(2, 0);
-        put16(count, 0, quint16(varCols.size()));
-        return r + count + mask;
-    }
-
-    bool appendRows(const QString& first, const QString& second, const QList<QVariantMap>& rows)
-    {
-        QList<Col> cols;
-        const int tdef = tablePage(first, second, &cols);
-        if (tdef < 0) return false;
-        const quint32 map = u32(tdef * kPage + 55);
-        const int mapPage = int(map >> 8) * kPage, mapRow = int(map & 0xFF);
-        const int start = (u16(mapPage + 14 + 2 * mapRow) & 0x1FFF) + mapPage;
-        if (d[start] != 0x01) return false;  // a reference map: its first bitmap page follows
-        const int bitmap = int(u32(start + 1)) * kPage;
-        if (d[bitmap] != 0x05) return false;
-        QList<QByteArray> built;
-        for (const QVariantMap& r : rows) built << row(cols, r);
-        for (int i = 0; i < built.size();) {
-            QList<QByteArray> page;
-            int used = 14 + 16;
-            while (i < built.size() && used + built[i].size() + 2 < kPage) {
-                used += built[i].size() + 2;
-                page << built[i++];
-            }
-            const int pg = appendPage(page, le32(quint32(tdef)));
-            d[bitmap + 4 + pg / 8] = char(d[bitmap + 4 + pg / 8] | (1 << (pg % 8)));
-        }
-        put32(d, tdef * kPage + 16, u32(tdef * kPage + 16) + quint32(rows.size()));
-        return true;
-    }
-};
-}  // namespace
 
 class tst_legacy_import : public QObject {
     Q_OBJECT
@@ -366,18 +25,17 @@ private:
     QString importer;
 
     // A copy of the sample office's old folder: House.MDB, Images and Music.
-    QString makeOldFolder(const QString& name, const QString& mdb = QStringLiteral("House.MDB"))
-    {
+    QString makeOldFolder(const QString& name, const QString& mdb = QStringLiteral("House.MDB")) {
         const QString folder = work.filePath(name);
         QDir().mkpath(folder);
         QFile::copy(fixtureDir() + QLatin1Char('/') + mdb, folder + QStringLiteral("/House.MDB"));
-        QFile(folder + QStringLiteral("/House.MDB")).setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+        QFile(folder + QStringLiteral("/House.MDB"))
+            .setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
         return folder;
     }
 
     // Runs the import into a fresh program folder, expecting a refusal that leaves it untouched.
-    void expectRefusal(const QString& source, const QString& mentioned)
-    {
+    void expectRefusal(const QString& source, const QString& mentioned) {
         ProgramFolder program;
         const auto before = snapshot(program.Path());
         const auto oldBefore = snapshot(QFileInfo(source).isDir() ? source : QFileInfo(source).path());
@@ -389,18 +47,19 @@ private:
     }
 
 private slots:
-    void initTestCase()
-    {
+    void initTestCase() {
         QVERIFY(work.isValid());
         importer = qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tavrelo-import");
     }
 
-    void decodes_compressed_and_plain_text_with_surrogate_pairs()
-    {
+    void decodes_compressed_and_plain_text_with_surrogate_pairs() {
         // Compressed: FF FE, one byte a character, a zero switches to two bytes a character.
         QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFEO'Neil", 8)), QStringLiteral("O'Neil"));
         const QString mixed = QStringLiteral("ab😊楼c");
-        QByteArray compressed("\xFF\xFE" "ab", 4);
+        QByteArray compressed(
+            "\xFF\xFE"
+            "ab",
+            4);
         compressed += '\0';
         compressed += utf16(QStringLiteral("😊楼"));
         compressed += '\0';
@@ -408,29 +67,30 @@ private slots:
         QCOMPARE(legacy::DecodeJetText(compressed), mixed);
         // A zero byte switches modes wherever it stands, as Access reads it; strings with such
         // characters are therefore stored without compression.
-        QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFEx\0\x00\x4E", 6)), QStringLiteral("x") + QChar(0x4E));
+        QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFEx\0\x00\x4E", 6)),
+                 QStringLiteral("x") + QChar(0x4E));
         QCOMPARE(legacy::DecodeJetText(utf16(mixed)), mixed);
         QCOMPARE(legacy::DecodeJetText(QByteArray()), QString());
         QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFE", 2)), QString());
     }
 
-    void sample_office_imports_exactly()
-    {
+    void sample_office_imports_exactly() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("sample");
         ProgramFolder program;
         const legacy::ImportResult result = legacy::Import({old, program.Path(), false});
         QVERIFY2(result.ok, qPrintable(result.error));
         QString difference;
-        QVERIFY2(sameAsJson(program.DatabasePath(), loadJson("House.json"), &difference), qPrintable(difference));
+        QVERIFY2(sameAsJson(program.DatabasePath(), loadJson("House.json"), &difference),
+                 qPrintable(difference));
         QCOMPARE(result.rowCounts.size(), 5);
         QCOMPARE(result.rowCounts[1], qMakePair(QStringLiteral("t_House"), 12));
         // An empty string stays an empty string.
-        QCOMPARE(program.Value("Select quote(MusicFile) From t_HouseType Where TypeID = 2").toString(), QStringLiteral("''"));
+        QCOMPARE(program.Value("Select quote(MusicFile) From t_HouseType Where TypeID = 2").toString(),
+                 QStringLiteral("''"));
     }
 
-    void new_keys_continue_above_the_largest_imported()
-    {
+    void new_keys_continue_above_the_largest_imported() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("keys");
         ProgramFolder program;
@@ -439,7 +99,13 @@ private slots:
         const QStringList keyTables = {"t_HouseType", "t_House", "t_Content", "t_Image", "t_Content_Auto"};
         for (const QString& table : keyTables) {
             const QJsonArray rows = tables.value(table).toObject().value("rows").toArray();
-            const QString key = tables.value(table).toObject().value("columns").toArray()[0].toObject().value("name").toString();
+            const QString key = tables.value(table)
+                                    .toObject()
+                                    .value("columns")
+                                    .toArray()[0]
+                                    .toObject()
+                                    .value("name")
+                                    .toString();
             const qint64 largest = rows.last().toObject().value(key).toInteger();
             db::Connection conn;
             QVERIFY(conn.Open(program.DatabasePath()));
@@ -449,25 +115,28 @@ private slots:
             QVERIFY(rs.AddNew());
             QVERIFY(rs.Update());
             rs.Close();
-            QCOMPARE(query(program.DatabasePath(), QStringLiteral("Select Max(%1) From %2").arg(key, table))[0][0].toLongLong(),
-                     largest + 1);
+            QCOMPARE(
+                query(program.DatabasePath(), QStringLiteral("Select Max(%1) From %2").arg(key, table))[0][0]
+                    .toLongLong(),
+                largest + 1);
         }
     }
 
-    void imported_catalogue_lists_its_houses()
-    {
+    void imported_catalogue_lists_its_houses() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("list");
         ProgramFolder program;
         QVERIFY(legacy::Import({old, program.Path(), false}).ok);
         // The catalogue window's own list statement, through the program's data layer.
-        const QList<QVariantList> rows = query(program.DatabasePath(),
+        const QList<QVariantList> rows = query(
+            program.DatabasePath(),
             "Select a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,a.TypeID From t_House as a, "
             "t_HouseType as b Where a.TypeID = b.TypeID Order By a.HouseName,a.TypeID");
         const QJsonObject tables = loadJson("House.json").value("tables").toObject();
         QMap<qint64, QString> typeNames;
         for (const auto& t : tables.value("t_HouseType").toObject().value("rows").toArray())
-            typeNames.insert(t.toObject().value("TypeID").toInteger(), t.toObject().value("HouseType").toString());
+            typeNames.insert(t.toObject().value("TypeID").toInteger(),
+                             t.toObject().value("HouseType").toString());
         QMap<qint64, QJsonObject> expected;
         for (const auto& h : tables.value("t_House").toObject().value("rows").toArray()) {
             if (typeNames.contains(h.toObject().value("TypeID").toInteger()))
@@ -489,21 +158,20 @@ private slots:
         }
     }
 
-    void empty_office_imports_exactly()
-    {
+    void empty_office_imports_exactly() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("empty", "Empty.MDB");
         ProgramFolder program;
         const legacy::ImportResult result = legacy::Import({old + "/House.MDB", program.Path(), false});
         QVERIFY2(result.ok, qPrintable(result.error));
         QString difference;
-        QVERIFY2(sameAsJson(program.DatabasePath(), loadJson("Empty.json"), &difference), qPrintable(difference));
+        QVERIFY2(sameAsJson(program.DatabasePath(), loadJson("Empty.json"), &difference),
+                 qPrintable(difference));
         QVERIFY(result.copied.isEmpty());
         QVERIFY(result.missing.isEmpty());
     }
 
-    void named_files_are_copied_and_missing_ones_listed()
-    {
+    void named_files_are_copied_and_missing_ones_listed() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("media");
         QDir(old).mkdir("Images");
@@ -525,8 +193,8 @@ private slots:
         QCOMPARE(snapshot(old), oldBefore);
         QStringList copied = result.copied;
         copied.sort();
-        QCOMPARE(copied, (QStringList{"Images/000001_0001.jpg", "Images/000001_0002.jpg", "Images/000013_0001.JPG",
-                                      "Music/spring.mp3"}));
+        QCOMPARE(copied, (QStringList{"Images/000001_0001.jpg", "Images/000001_0002.jpg",
+                                      "Images/000013_0001.JPG", "Music/spring.mp3"}));
         QCOMPARE(readAll(program.File("Images/000001_0002.jpg")), QByteArray("two"));
         QCOMPARE(readAll(program.File("Images/000013_0001.JPG")), QByteArray("thirteen"));
         QVERIFY(!QFileInfo::exists(program.File("Images/unrelated.jpg")));
@@ -536,11 +204,11 @@ private slots:
         QVERIFY(result.missing.contains("Music/moonlight.mid"));
         QCOMPARE(result.missing.size() + result.copied.size(), 9 + 2 - 0);  // 9 pictures + 2 named tunes
         // No temporary file is left behind.
-        for (const QString& f : snapshot(program.Path()).keys()) QVERIFY2(!f.contains(".import-"), qPrintable(f));
+        for (const QString& f : snapshot(program.Path()).keys())
+            QVERIFY2(!f.contains(".import-"), qPrintable(f));
     }
 
-    void refuses_a_catalogue_with_rows_unless_replace()
-    {
+    void refuses_a_catalogue_with_rows_unless_replace() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("replace");
         ProgramFolder program;
@@ -559,8 +227,7 @@ private slots:
         QCOMPARE(result.backupPath, program.DatabasePath() + ".bak");
     }
 
-    void keeps_apostrophes_and_characters_outside_the_bmp()
-    {
+    void keeps_apostrophes_and_characters_outside_the_bmp() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("unicode");
         QByteArray file = readAll(old + "/House.MDB");
@@ -569,22 +236,23 @@ private slots:
         QVERIFY(replaceAll(file, utf16("南北"), utf16("😊")) > 0);
         QVERIFY(replaceAll(file, utf16("客厅"), utf16("O'")) > 0);
         QVERIFY(writeAll(old + "/House.MDB", file));
-        QJsonObject json = mapStrings(loadJson("House.json"), [](const QString&, const QString&, const QJsonObject&,
-                                                                 const QJsonValue& v) -> QJsonValue {
-            if (!v.isString()) return v;
-            return v.toString().replace("南北", "😊").replace("客厅", "O'");
-        });
+        QJsonObject json = mapStrings(
+            loadJson("House.json"),
+            [](const QString&, const QString&, const QJsonObject&, const QJsonValue& v) -> QJsonValue {
+                if (!v.isString()) return v;
+                return v.toString().replace("南北", "😊").replace("客厅", "O'");
+            });
         ProgramFolder program;
         const legacy::ImportResult result = legacy::Import({old, program.Path(), false});
         QVERIFY2(result.ok, qPrintable(result.error));
         QString difference;
         QVERIFY2(sameAsJson(program.DatabasePath(), json, &difference), qPrintable(difference));
-        QCOMPARE(program.Value("Select Content From t_Content Where ContentID = 1").toString(), QStringLiteral("😊"));
+        QCOMPARE(program.Value("Select Content From t_Content Where ContentID = 1").toString(),
+                 QStringLiteral("😊"));
         QVERIFY(program.Value("Select Count(*) From t_Image Where Caption = 'O''' ").toInt() > 0);
     }
 
-    void null_stays_null()
-    {
+    void null_stays_null() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("null");
         QByteArray file = readAll(old + "/House.MDB");
@@ -607,11 +275,14 @@ private slots:
         QVERIFY(file[rowEnd - 1] & 0x08);
         file[rowEnd - 1] = char(file[rowEnd - 1] & ~0x08);
         QVERIFY(writeAll(old + "/House.MDB", file));
-        const QJsonObject json = mapStrings(loadJson("House.json"), [](const QString& table, const QString& column,
-                                                                       const QJsonObject& row, const QJsonValue& v) {
-            return table == "t_HouseType" && column == "MusicTitle" && row.value("TypeID").toInteger() == 1
-                       ? QJsonValue(QJsonValue::Null) : v;
-        });
+        const QJsonObject json = mapStrings(
+            loadJson("House.json"),
+            [](const QString& table, const QString& column, const QJsonObject& row, const QJsonValue& v) {
+                return table == "t_HouseType" && column == "MusicTitle" &&
+                               row.value("TypeID").toInteger() == 1
+                           ? QJsonValue(QJsonValue::Null)
+                           : v;
+            });
         ProgramFolder program;
         const legacy::ImportResult result = legacy::Import({old, program.Path(), false});
         QVERIFY2(result.ok, qPrintable(result.error));
@@ -620,8 +291,7 @@ private slots:
         QCOMPARE(program.Value("Select MusicTitle Is Null From t_HouseType Where TypeID = 1").toInt(), 1);
     }
 
-    void thousands_of_houses_on_many_pages_with_long_texts()
-    {
+    void thousands_of_houses_on_many_pages_with_long_texts() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("large");
         JetGrower grower(readAll(old + "/House.MDB"));
@@ -635,16 +305,23 @@ private slots:
                 intro = QStringLiteral("长说明%1：").arg(i) + QString(1500, QChar(0x623F));
                 introValue = grower.longMemo(intro, false);
             } else if (i % 500 == 11) {  // longer still: chained over several pages
-                intro = QStringLiteral("很长的说明%1：").arg(i) + QString(4000, QChar(0x697C)) + QStringLiteral("😊");
+                intro = QStringLiteral("很长的说明%1：").arg(i) + QString(4000, QChar(0x697C)) +
+                        QStringLiteral("😊");
                 introValue = grower.longMemo(intro, true);
             }
             intros.insert(id, intro);
-            houses << QVariantMap{{"HouseID", id}, {"HouseName", QStringLiteral("幸福家园%1号楼").arg(i / 40 + 1)},
-                                  {"HouseNo", QString::number(101 + i % 40)}, {"Intro", introValue},
-                                  {"HouseFloor", i % 40 / 4 + 1}, {"TypeID", 1 + i % 3}};
-            contents << QVariantMap{{"ContentID", 1000 + i}, {"HouseID", id}, {"Caption", QStringLiteral("面积")},
-                                    {"Content", i % 10 ? QVariant(QStringLiteral("%1平方米").arg(60 + i % 80)) : QVariant()},
-                                    {"List", 1}};
+            houses << QVariantMap{{"HouseID", id},
+                                  {"HouseName", QStringLiteral("幸福家园%1号楼").arg(i / 40 + 1)},
+                                  {"HouseNo", QString::number(101 + i % 40)},
+                                  {"Intro", introValue},
+                                  {"HouseFloor", i % 40 / 4 + 1},
+                                  {"TypeID", 1 + i % 3}};
+            contents << QVariantMap{
+                {"ContentID", 1000 + i},
+                {"HouseID", id},
+                {"Caption", QStringLiteral("面积")},
+                {"Content", i % 10 ? QVariant(QStringLiteral("%1平方米").arg(60 + i % 80)) : QVariant()},
+                {"List", 1}};
         }
         QVERIFY(grower.appendRows("HouseID", "HouseName", houses));
         QVERIFY(grower.appendRows("ContentID", "HouseID", contents));
@@ -656,7 +333,8 @@ private slots:
         QCOMPARE(program.Value("Select Count(*) From t_House").toInt(), 12 + 3000);
         QCOMPARE(program.Value("Select Count(*) From t_Content").toInt(), 35 + 3000);
         QCOMPARE(program.Value("Select Count(*) From t_Content Where Content Is Null").toInt(), 300);
-        const QList<QVariantList> rows = program.Rows("Select HouseID, Intro, HouseNo, TypeID From t_House Where HouseID >= 1000 Order By HouseID");
+        const QList<QVariantList> rows = program.Rows(
+            "Select HouseID, Intro, HouseNo, TypeID From t_House Where HouseID >= 1000 Order By HouseID");
         QCOMPARE(rows.size(), 3000);
         for (const QVariantList& r : rows) {
             const int id = r[0].toInt();
@@ -667,18 +345,17 @@ private slots:
         QCOMPARE(program.Value("Select seq From sqlite_sequence Where name = 't_House'").toInt(), 3999);
     }
 
-    void refuses_a_file_that_is_not_access()
-    {
+    void refuses_a_file_that_is_not_access() {
         const QString old = work.filePath("notaccess");
         QDir().mkpath(old);
-        QVERIFY(writeAll(old + "/House.MDB", QByteArray("this is a text file, not a database\n").repeated(300)));
+        QVERIFY(
+            writeAll(old + "/House.MDB", QByteArray("this is a text file, not a database\n").repeated(300)));
         expectRefusal(old, "not an Access");
         QVERIFY(writeAll(old + "/House.MDB", QByteArray()));
         expectRefusal(old, "not an Access");
     }
 
-    void refuses_a_truncated_file()
-    {
+    void refuses_a_truncated_file() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("truncated");
         const QByteArray whole = readAll(old + "/House.MDB");
@@ -689,8 +366,7 @@ private slots:
         expectRefusal(old, "House.MDB");
     }
 
-    void refuses_or_survives_every_damaged_page()
-    {
+    void refuses_or_survives_every_damaged_page() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("damaged");
         const QByteArray whole = readAll(old + "/House.MDB");
@@ -721,8 +397,7 @@ private slots:
         QVERIFY2(refused >= 10, qPrintable(QString::number(refused)));
     }
 
-    void refuses_a_file_without_one_of_the_tables()
-    {
+    void refuses_a_file_without_one_of_the_tables() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("notable");
         QByteArray file = readAll(old + "/House.MDB");
@@ -734,8 +409,7 @@ private slots:
         expectRefusal(old, "t_Content_Auto is missing");
     }
 
-    void refuses_a_table_without_a_needed_column()
-    {
+    void refuses_a_table_without_a_needed_column() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("nocolumn");
         QByteArray file = readAll(old + "/House.MDB");
@@ -744,8 +418,7 @@ private slots:
         expectRefusal(old, "t_House has no column HouseFloor");
     }
 
-    void refuses_text_in_a_number_column()
-    {
+    void refuses_text_in_a_number_column() {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("textnumber");
         QByteArray file = readAll(old + "/House.MDB");
@@ -757,8 +430,7 @@ private slots:
         expectRefusal(old, "t_House.HouseFloor of row 1 (HouseID 1) does not fit: the text");
     }
 
-    void refuses_missing_and_unreadable_sources()
-    {
+    void refuses_missing_and_unreadable_sources() {
         expectRefusal(work.filePath("no-such-folder"), "does not exist");
         const QString emptyFolder = work.filePath("nomdb");
         QDir().mkpath(emptyFolder);
@@ -767,8 +439,7 @@ private slots:
 
     // The real program, as a user runs it: output, exit codes, and permissions (as an unprivileged
     // user when the tests run as root, since root reads and writes everything).
-    void program_reports_and_refuses()
-    {
+    void program_reports_and_refuses() {
         REQUIRE_FIXTURES();
         if (!QFileInfo::exists(importer)) QSKIP("tavrelo-import is not built beside tavrelo");
         const QString old = makeOldFolder("program");
@@ -796,8 +467,7 @@ private slots:
         QCOMPARE(p.exitCode(), 2);
     }
 
-    void program_folder_without_write_access_and_unreadable_folders()
-    {
+    void program_folder_without_write_access_and_unreadable_folders() {
         REQUIRE_FIXTURES();
         if (!QFileInfo::exists(importer)) QSKIP("tavrelo-import is not built beside tavrelo");
         QStringList runner;
@@ -806,8 +476,8 @@ private slots:
             runner = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
         }
         QTemporaryDir base;
-        QFile::setPermissions(base.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther |
-                                               QFile::ExeOther);
+        QFile::setPermissions(base.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                               QFile::ReadOther | QFile::ExeOther);
         const QString old = base.filePath("old");
         QDir().mkpath(old + "/Images");
         QVERIFY(QFile::copy(fixtureDir() + "/House.MDB", old + "/House.MDB"));

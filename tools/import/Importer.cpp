@@ -21,8 +21,7 @@ const QString kDatabaseName = QStringLiteral("House.db");
 
 // A name in dir matching name without regard to case (the old program ran where case did not
 // matter); the exact spelling wins when it is there.
-QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters filters)
-{
+QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters filters) {
     if (QFileInfo::exists(dir.filePath(name))) return dir.filePath(name);
     const QStringList entries = dir.entryList(filters | QDir::Hidden | QDir::System);
     for (const QString& entry : entries) {
@@ -31,18 +30,17 @@ QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters 
     return QString();
 }
 
-bool isPlainFileName(const QString& name)
-{
+bool isPlainFileName(const QString& name) {
     return !name.isEmpty() && !name.contains(QLatin1Char('/')) && !name.contains(QLatin1Char('\\')) &&
            name != QLatin1String(".") && name != QLatin1String("..");
 }
 
 // True when the catalogue at path holds a row in any of its tables, or cannot be read at all
 // (then it is treated as holding rows: better to ask for --replace than to lose something).
-bool catalogueHasRows(const QString& path)
-{
+bool catalogueHasRows(const QString& path) {
     sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) !=
+        SQLITE_OK) {
         sqlite3_close(handle);
         return true;
     }
@@ -61,16 +59,17 @@ bool catalogueHasRows(const QString& path)
     return rows;
 }
 
-bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error)
-{
+bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error) {
     QString createError;
     if (!db::CreateEmptyDatabase(path, &createError)) {
         *error = QStringLiteral("cannot make a new catalogue at %1: %2").arg(path, createError);
         return false;
     }
     sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
-        *error = QStringLiteral("cannot open the new catalogue %1: %2").arg(path, QString::fromUtf8(sqlite3_errmsg(handle)));
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
+        SQLITE_OK) {
+        *error = QStringLiteral("cannot open the new catalogue %1: %2")
+                     .arg(path, QString::fromUtf8(sqlite3_errmsg(handle)));
         sqlite3_close(handle);
         return false;
     }
@@ -88,9 +87,10 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
             names << c.name;
             marks << QStringLiteral("?");
         }
-        const QByteArray sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                                   .arg(table.spec.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
-                                   .toUtf8();
+        const QByteArray sql =
+            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                .arg(table.spec.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
+                .toUtf8();
         sqlite3_stmt* stmt = nullptr;
         if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK)
             return fail(QStringLiteral("cannot write %1").arg(table.spec.name));
@@ -119,7 +119,8 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
         }
         sqlite3_finalize(stmt);
     }
-    if (sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) return fail("cannot finish writing");
+    if (sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+        return fail("cannot finish writing");
     if (sqlite3_close(handle) != SQLITE_OK) {
         *error = QStringLiteral("cannot close the new catalogue");
         return false;
@@ -128,14 +129,13 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
 }
 
 struct PendingFile {
-    QString label;   // "Images/000001_0001.jpg"
+    QString label;  // "Images/000001_0001.jpg"
     QString source;
     QString staged;  // the copy, beside its final place under a temporary name
     QString target;
 };
 
-bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* bytes, QString* error)
-{
+bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* bytes, QString* error) {
     QFile in(file.source);
     if (!in.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("cannot read %1: %2").arg(file.source, in.errorString());
@@ -171,15 +171,13 @@ bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* byt
     return true;
 }
 
-bool renameOver(const QString& from, const QString& to)
-{
+bool renameOver(const QString& from, const QString& to) {
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
 }  // namespace
 
-QString LocateDatabase(const QString& source, QString* error)
-{
+QString LocateDatabase(const QString& source, QString* error) {
     const QFileInfo info(source);
     if (!info.exists()) {
         *error = QStringLiteral("%1 does not exist").arg(source);
@@ -199,8 +197,7 @@ QString LocateDatabase(const QString& source, QString* error)
     return QFileInfo(found).absoluteFilePath();
 }
 
-ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
-{
+ImportResult Import(const ImportOptions& options, const CopyProgress& progress) {
     ImportResult result;
     QString error;
 
@@ -232,14 +229,16 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
     const bool existing = QFileInfo::exists(result.databasePath);
     const bool existingHasRows = existing && catalogueHasRows(result.databasePath);
     if (existingHasRows && !options.replace) {
-        result.error = QStringLiteral("%1 already holds a catalogue; give --replace to replace it "
-                                      "(it is then kept as House.db.bak)")
+        result.error = QStringLiteral(
+                           "%1 already holds a catalogue; give --replace to replace it "
+                           "(it is then kept as House.db.bak)")
                            .arg(result.databasePath);
         return result;
     }
     if (existingHasRows && QFileInfo::exists(backupPath)) {
-        result.error = QStringLiteral("%1 is already there; move it away first, so that no earlier "
-                                      "catalogue is lost")
+        result.error = QStringLiteral(
+                           "%1 is already there; move it away first, so that no earlier "
+                           "catalogue is lost")
                            .arg(backupPath);
         return result;
     }
@@ -289,8 +288,8 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
     if (!collect(QStringLiteral("Music"), QStringLiteral("t_HouseType"), 4)) return result;
 
     // Write aside: the new catalogue and the copies, under temporary names.
-    const QString tempDatabase = programFolder.filePath(QStringLiteral(".House.db.import-%1")
-                                                            .arg(QCoreApplication::applicationPid()));
+    const QString tempDatabase =
+        programFolder.filePath(QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid()));
     QStringList madeFolders;
     QStringList staged;
     auto undo = [&]() {
@@ -348,7 +347,8 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
         staged.removeOne(file.staged);
         result.copied << file.label;
     }
-    for (const Table& table : catalogue.tables) result.rowCounts << qMakePair(table.spec.name, int(table.rows.size()));
+    for (const Table& table : catalogue.tables)
+        result.rowCounts << qMakePair(table.spec.name, int(table.rows.size()));
     result.ok = true;
     return result;
 }

@@ -20,14 +20,14 @@ struct ImportOptions {
 
 struct ImportResult {
     bool ok = false;
-    QString error;                           // why nothing was written, for the user
+    QString error;  // why nothing was written, for the user
     QString mdbPath;
     QString databasePath;
-    QList<QPair<QString, int>> rowCounts;    // table name, rows written
-    QStringList copied;                      // "Images/000001_0001.jpg", ...
-    QStringList missing;                     // files that rows name but the old folders lack
+    QList<QPair<QString, int>> rowCounts;  // table name, rows written
+    QStringList copied;                    // "Images/000001_0001.jpg", ...
+    QStringList missing;                   // files that rows name but the old folders lack
     qint64 bytesCopied = 0;
-    QString backupPath;                      // the replaced catalogue, when there was one
+    QString backupPath;  // the replaced catalogue, when there was one
 };
 
 // Called while a large file is copied.

@@ -17,50 +17,57 @@ constexpr quint32 kMaxMemoPages = 1u << 20;
 
 const QList<TableSpec> kTables = {
     {QStringLiteral("t_HouseType"),
-     {{"TypeID", Kind::Key}, {"List", Kind::Number}, {"HouseType", Kind::Text}, {"MusicTitle", Kind::Text},
+     {{"TypeID", Kind::Key},
+      {"List", Kind::Number},
+      {"HouseType", Kind::Text},
+      {"MusicTitle", Kind::Text},
       {"MusicFile", Kind::Text}}},
     {QStringLiteral("t_House"),
-     {{"HouseID", Kind::Key}, {"HouseName", Kind::Text}, {"HouseNo", Kind::Text}, {"Intro", Kind::Text},
-      {"HouseFloor", Kind::Number}, {"TypeID", Kind::Number}}},
+     {{"HouseID", Kind::Key},
+      {"HouseName", Kind::Text},
+      {"HouseNo", Kind::Text},
+      {"Intro", Kind::Text},
+      {"HouseFloor", Kind::Number},
+      {"TypeID", Kind::Number}}},
     {QStringLiteral("t_Content"),
-     {{"ContentID", Kind::Key}, {"HouseID", Kind::Number}, {"Caption", Kind::Text}, {"Content", Kind::Text},
+     {{"ContentID", Kind::Key},
+      {"HouseID", Kind::Number},
+      {"Caption", Kind::Text},
+      {"Content", Kind::Text},
       {"List", Kind::Number}}},
     {QStringLiteral("t_Image"),
-     {{"ImageID", Kind::Key}, {"HouseID", Kind::Number}, {"Caption", Kind::Text}, {"Intro", Kind::Text},
-      {"ImageFile", Kind::Text}, {"List", Kind::Number}}},
+     {{"ImageID", Kind::Key},
+      {"HouseID", Kind::Number},
+      {"Caption", Kind::Text},
+      {"Intro", Kind::Text},
+      {"ImageFile", Kind::Text},
+      {"List", Kind::Number}}},
     {QStringLiteral("t_Content_Auto"),
      {{"ContentID", Kind::Key}, {"TypeID", Kind::Number}, {"Caption", Kind::Text}, {"Content", Kind::Text}}},
 };
 
 struct MdbCloser {
     MdbHandle* mdb = nullptr;
-    ~MdbCloser()
-    {
+    ~MdbCloser() {
         if (mdb) mdb_close(mdb);
     }
 };
 
 struct TableFreer {
     MdbTableDef* table = nullptr;
-    ~TableFreer()
-    {
+    ~TableFreer() {
         if (table) mdb_free_tabledef(table);
     }
 };
 
-quint32 readU32(const unsigned char* p)
-{
+quint32 readU32(const unsigned char* p) {
     return quint32(p[0]) | quint32(p[1]) << 8 | quint32(p[2]) << 16 | quint32(p[3]) << 24;
 }
 
-quint16 readU16(const unsigned char* p)
-{
-    return quint16(p[0] | p[1] << 8);
-}
+quint16 readU16(const unsigned char* p) { return quint16(p[0] | p[1] << 8); }
 
 // Finds row `row` on a data page held in buf; false when the page's row table is not sane.
-bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int* length)
-{
+bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int* length) {
     const int pageSize = int(mdb->fmt->pg_size);
     const int rco = mdb->fmt->row_count_offset;
     const int rowCount = readU16(buf + rco);
@@ -75,8 +82,7 @@ bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int*
 
 // The bytes of a memo value. Short values sit in the row; longer ones on one or more
 // long-value pages that the row points to.
-bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteArray* out)
-{
+bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteArray* out) {
     if (fieldSize < MDB_MEMO_OVERHEAD) return false;
     const quint32 word = readU32(header);
     const quint32 length = word & 0x3FFFFFFFu;
@@ -109,25 +115,32 @@ bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteA
     return true;
 }
 
-QString columnTypeName(int type)
-{
+QString columnTypeName(int type) {
     switch (type) {
-    case MDB_BOOL: return QStringLiteral("Yes/No");
-    case MDB_BYTE: return QStringLiteral("Byte");
-    case MDB_INT: return QStringLiteral("Integer");
-    case MDB_LONGINT: return QStringLiteral("Long Integer");
-    case MDB_FLOAT: return QStringLiteral("Single");
-    case MDB_DOUBLE: return QStringLiteral("Double");
-    case MDB_TEXT: return QStringLiteral("Text");
-    case MDB_MEMO: return QStringLiteral("Memo");
-    default: return QStringLiteral("type %1").arg(type);
+        case MDB_BOOL:
+            return QStringLiteral("Yes/No");
+        case MDB_BYTE:
+            return QStringLiteral("Byte");
+        case MDB_INT:
+            return QStringLiteral("Integer");
+        case MDB_LONGINT:
+            return QStringLiteral("Long Integer");
+        case MDB_FLOAT:
+            return QStringLiteral("Single");
+        case MDB_DOUBLE:
+            return QStringLiteral("Double");
+        case MDB_TEXT:
+            return QStringLiteral("Text");
+        case MDB_MEMO:
+            return QStringLiteral("Memo");
+        default:
+            return QStringLiteral("type %1").arg(type);
     }
 }
 
 // The value of one field, as the column's kind wants it. A value that does not fit gives *why.
 bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, Kind kind, QVariant* value,
-                  QString* why)
-{
+                  QString* why) {
     if (field.is_null) {
         if (kind == Kind::Key) {
             *why = QStringLiteral("the key is empty");
@@ -140,42 +153,42 @@ bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, K
     const int size = field.siz;
     QVariant raw;
     switch (col->col_type) {
-    case MDB_BYTE:
-        if (size < 1) break;
-        raw = qint64(bytes[0]);
-        break;
-    case MDB_INT:
-        if (size < 2) break;
-        raw = qint64(qint16(readU16(bytes)));
-        break;
-    case MDB_LONGINT:
-        if (size < 4) break;
-        raw = qint64(qint32(readU32(bytes)));
-        break;
-    case MDB_DOUBLE:
-        if (size < 8) break;
-        raw = mdb_get_double(const_cast<unsigned char*>(bytes), 0);
-        break;
-    case MDB_FLOAT:
-        if (size < 4) break;
-        raw = double(mdb_get_single(const_cast<unsigned char*>(bytes), 0));
-        break;
-    case MDB_TEXT:
-        raw = DecodeJetText(QByteArray(reinterpret_cast<const char*>(bytes), size));
-        break;
-    case MDB_MEMO: {
-        QByteArray memo;
-        if (!readMemo(mdb, bytes, size, &memo)) {
-            *why = QStringLiteral("its memo text cannot be read (the file is damaged)");
-            return false;
+        case MDB_BYTE:
+            if (size < 1) break;
+            raw = qint64(bytes[0]);
+            break;
+        case MDB_INT:
+            if (size < 2) break;
+            raw = qint64(qint16(readU16(bytes)));
+            break;
+        case MDB_LONGINT:
+            if (size < 4) break;
+            raw = qint64(qint32(readU32(bytes)));
+            break;
+        case MDB_DOUBLE:
+            if (size < 8) break;
+            raw = mdb_get_double(const_cast<unsigned char*>(bytes), 0);
+            break;
+        case MDB_FLOAT:
+            if (size < 4) break;
+            raw = double(mdb_get_single(const_cast<unsigned char*>(bytes), 0));
+            break;
+        case MDB_TEXT:
+            raw = DecodeJetText(QByteArray(reinterpret_cast<const char*>(bytes), size));
+            break;
+        case MDB_MEMO: {
+            QByteArray memo;
+            if (!readMemo(mdb, bytes, size, &memo)) {
+                *why = QStringLiteral("its memo text cannot be read (the file is damaged)");
+                return false;
+            }
+            raw = DecodeJetText(memo);
+            break;
         }
-        raw = DecodeJetText(memo);
-        break;
-    }
-    default:
-        *why = QStringLiteral("the column holds %1 values, which the catalogue cannot keep")
-                   .arg(columnTypeName(col->col_type));
-        return false;
+        default:
+            *why = QStringLiteral("the column holds %1 values, which the catalogue cannot keep")
+                       .arg(columnTypeName(col->col_type));
+            return false;
     }
     if (!raw.isValid()) {
         *why = QStringLiteral("the stored value is cut short (the file is damaged)");
@@ -210,7 +223,8 @@ bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, K
         if (!ok) {
             QString shown;
             for (const QChar ch : raw.toString())
-                shown += ch.isPrint() ? QString(ch) : QStringLiteral("\\u%1").arg(ch.unicode(), 4, 16, QLatin1Char('0'));
+                shown += ch.isPrint() ? QString(ch)
+                                      : QStringLiteral("\\u%1").arg(ch.unicode(), 4, 16, QLatin1Char('0'));
             *why = QStringLiteral("the text \"%1\" is not a whole number").arg(shown);
             return false;
         }
@@ -223,8 +237,7 @@ bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, K
     return true;
 }
 
-MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name)
-{
+MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name) {
     for (guint i = 0; i < mdb->num_catalog; ++i) {
         auto* entry = static_cast<MdbCatalogEntry*>(g_ptr_array_index(mdb->catalog, i));
         if (entry->object_type != MDB_TABLE) continue;
@@ -233,8 +246,7 @@ MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name)
     return nullptr;
 }
 
-bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error)
-{
+bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error) {
     MdbCatalogEntry* entry = findTableEntry(mdb, spec.name);
     if (!entry) {
         *error = QStringLiteral("the table %1 is missing").arg(spec.name);
@@ -279,9 +291,10 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
             QVariant value;
             QString why;
             if (!convertField(mdb, col, fields[size_t(index)], spec.columns[i].kind, &value, &why)) {
-                const QString key = i == 0 || row.isEmpty() ? QString()
-                                                             : QStringLiteral(" (%1 %2)").arg(spec.columns[0].name,
-                                                                                             row[0].toString());
+                const QString key =
+                    i == 0 || row.isEmpty()
+                        ? QString()
+                        : QStringLiteral(" (%1 %2)").arg(spec.columns[0].name, row[0].toString());
                 *error = QStringLiteral("%1.%2 of row %3%4 does not fit: %5")
                              .arg(spec.name, spec.columns[i].name)
                              .arg(out->rows.size() + 1)
@@ -304,21 +317,16 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
 
 }  // namespace
 
-const QList<TableSpec>& CatalogueTables()
-{
-    return kTables;
-}
+const QList<TableSpec>& CatalogueTables() { return kTables; }
 
-const Table* Catalogue::Find(const QString& name) const
-{
+const Table* Catalogue::Find(const QString& name) const {
     for (const Table& t : tables) {
         if (t.spec.name == name) return &t;
     }
     return nullptr;
 }
 
-QString DecodeJetText(const QByteArray& bytes)
-{
+QString DecodeJetText(const QByteArray& bytes) {
     const auto* b = reinterpret_cast<const unsigned char*>(bytes.constData());
     const int n = bytes.size();
     QList<char16_t> units;
@@ -346,8 +354,7 @@ QString DecodeJetText(const QByteArray& bytes)
     return QString(reinterpret_cast<const QChar*>(units.constData()), units.size());
 }
 
-bool ReadCatalogue(const QString& mdbPath, Catalogue* catalogue, QString* error)
-{
+bool ReadCatalogue(const QString& mdbPath, Catalogue* catalogue, QString* error) {
     const QFileInfo info(mdbPath);
     if (!info.isFile()) {
         *error = QStringLiteral("%1 is not a file").arg(mdbPath);

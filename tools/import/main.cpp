@@ -9,27 +9,25 @@
 
 namespace {
 
-void print(FILE* stream, const QString& text)
-{
+void print(FILE* stream, const QString& text) {
     std::fputs(text.toLocal8Bit().constData(), stream);
     std::fflush(stream);
 }
 
-void usage()
-{
-    print(stderr, QStringLiteral(
-                      "usage: tavrelo-import [--replace] OLD_FOLDER_OR_MDB [PROGRAM_FOLDER]\n"
-                      "  Reads House.MDB of an earlier installation (never changing it), writes its five tables\n"
-                      "  into PROGRAM_FOLDER/House.db with every key kept, and copies the pictures and tunes\n"
-                      "  the rows name into PROGRAM_FOLDER/Images and Music. PROGRAM_FOLDER defaults to the\n"
-                      "  folder of this program. A House.db that holds rows is only replaced with --replace\n"
-                      "  and is then kept as House.db.bak.\n"));
+void usage() {
+    print(stderr,
+          QStringLiteral(
+              "usage: tavrelo-import [--replace] OLD_FOLDER_OR_MDB [PROGRAM_FOLDER]\n"
+              "  Reads House.MDB of an earlier installation (never changing it), writes its five tables\n"
+              "  into PROGRAM_FOLDER/House.db with every key kept, and copies the pictures and tunes\n"
+              "  the rows name into PROGRAM_FOLDER/Images and Music. PROGRAM_FOLDER defaults to the\n"
+              "  folder of this program. A House.db that holds rows is only replaced with --replace\n"
+              "  and is then kept as House.db.bak.\n"));
 }
 
 }  // namespace
 
-int main(int argc, char* argv[])
-{
+int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QStringList positional;
     legacy::ImportOptions options;
