@@ -13,24 +13,28 @@ namespace {
 const QString kSysInfoKey = QStringLiteral("SOFTWARE\\Microsoft\\Shared Tools\\MSINFO");
 constexpr RegistryHandle kSysInfoHandle = 1;
 
-std::unique_ptr<Registry>& registrySlot() {
+std::unique_ptr<Registry>& registrySlot()
+{
     static std::unique_ptr<Registry> slot;
     return slot;
 }
 
-std::function<bool(const QString&)>& starterSlot() {
+std::function<bool(const QString&)>& starterSlot()
+{
     static std::function<bool(const QString&)> starter;
     return starter;
 }
 
-std::function<bool(const QString&)>& openerSlot() {
+std::function<bool(const QString&)>& openerSlot()
+{
     static std::function<bool(const QString&)> opener;
     return opener;
 }
 
 // How a hexadecimal text converts to a number in the program's original language: up to four
 // digits make a 16-bit whole number and up to eight a 32-bit one, both signed.
-QString hexToDecimalText(const QString& digits) {
+QString hexToDecimalText(const QString& digits)
+{
     bool ok = false;
     const quint64 value = digits.toULongLong(&ok, 16);
     if (!ok || digits.size() > 8) return QString();
@@ -40,7 +44,8 @@ QString hexToDecimalText(const QString& digits) {
 
 }  // namespace
 
-QStringList LinuxRegistry::SystemInformationPrograms() {
+QStringList LinuxRegistry::SystemInformationPrograms()
+{
     return {QStringLiteral("hardinfo"),
             QStringLiteral("hardinfo2"),
             QStringLiteral("gnome-system-monitor"),
@@ -50,7 +55,8 @@ QStringList LinuxRegistry::SystemInformationPrograms() {
             QStringLiteral("lxtask")};
 }
 
-QString LinuxRegistry::FindSystemInformationProgram() {
+QString LinuxRegistry::FindSystemInformationProgram()
+{
     for (const QString& name : SystemInformationPrograms()) {
         const QString path = QStandardPaths::findExecutable(name);
         if (!path.isEmpty()) return path;
@@ -58,7 +64,8 @@ QString LinuxRegistry::FindSystemInformationProgram() {
     return QString();
 }
 
-bool LinuxRegistry::OpenKey(RegistryHandle root, const QString& keyName, quint32, RegistryHandle* key) {
+bool LinuxRegistry::OpenKey(RegistryHandle root, const QString& keyName, quint32, RegistryHandle* key)
+{
     *key = 0;
     if (root != HKEY_LOCAL_MACHINE || keyName.compare(kSysInfoKey, Qt::CaseInsensitive) != 0) return false;
     *key = kSysInfoHandle;
@@ -66,7 +73,8 @@ bool LinuxRegistry::OpenKey(RegistryHandle root, const QString& keyName, quint32
 }
 
 bool LinuxRegistry::QueryValue(RegistryHandle key, const QString& valueName, quint32* type,
-                               QByteArray* buffer, quint32* size) {
+                               QByteArray* buffer, quint32* size)
+{
     if (key != kSysInfoHandle || valueName.compare(QStringLiteral("PATH"), Qt::CaseInsensitive) != 0)
         return false;
     const QString program = FindSystemInformationProgram();
@@ -82,35 +90,44 @@ bool LinuxRegistry::QueryValue(RegistryHandle key, const QString& valueName, qui
 
 void LinuxRegistry::CloseKey(RegistryHandle) {}
 
-Registry& CurrentRegistry() {
+Registry& CurrentRegistry()
+{
     std::unique_ptr<Registry>& slot = registrySlot();
     if (!slot) slot = std::make_unique<LinuxRegistry>();
     return *slot;
 }
 
-void SetRegistry(std::unique_ptr<Registry> registry) { registrySlot() = std::move(registry); }
+void SetRegistry(std::unique_ptr<Registry> registry)
+{
+    registrySlot() = std::move(registry);
+}
 
-bool StartProgram(const QString& path) {
+bool StartProgram(const QString& path)
+{
     if (starterSlot()) return starterSlot()(path);
     // Detached, so the tool outlives the box and the program; the desktop gives it a normal,
     // focused window of its own.
     return QProcess::startDetached(path, QStringList());
 }
 
-void SetProgramStarter(std::function<bool(const QString& path)> starter) {
+void SetProgramStarter(std::function<bool(const QString& path)> starter)
+{
     starterSlot() = std::move(starter);
 }
 
-bool OpenAddress(const QString& address) {
+bool OpenAddress(const QString& address)
+{
     if (openerSlot()) return openerSlot()(address);
     return QDesktopServices::openUrl(QUrl::fromUserInput(address));
 }
 
-void SetAddressOpener(std::function<bool(const QString& address)> opener) {
+void SetAddressOpener(std::function<bool(const QString& address)> opener)
+{
     openerSlot() = std::move(opener);
 }
 
-void DecodeKeyValue(quint32 type, const QByteArray& buffer, quint32 size, QString& keyVal) {
+void DecodeKeyValue(quint32 type, const QByteArray& buffer, quint32 size, QString& keyVal)
+{
     QByteArray value = buffer.left(int(qMin<quint32>(size, quint32(buffer.size()))));
     if (!value.isEmpty() && value.back() == '\0') value.chop(1);
 

@@ -26,18 +26,21 @@ const QString gREGVALSYSINFO = QStringLiteral("PATH");
 
 constexpr int kBufferSize = 1024;
 
-void place(QWidget* w, int left, int top, int width, int height) {
+void place(QWidget* w, int left, int top, int width, int height)
+{
     w->setGeometry(ui::Px(left), ui::Px(top), ui::Px(width), ui::Px(height));
 }
 
 }  // namespace
 
-frmAbout::frmAbout() {
+frmAbout::frmAbout()
+{
     setObjectName(QStringLiteral("frmAbout"));
     setupControls();
 }
 
-void frmAbout::setupControls() {
+void frmAbout::setupControls()
+{
     auto label = [this](const char* name, const QString& text) {
         auto* l = new QLabel(text, this);
         l->setObjectName(QLatin1String(name));
@@ -101,7 +104,8 @@ void frmAbout::setupControls() {
     setFixedSize(ui::Px(6100), ui::Px(3750));
 }
 
-void frmAbout::Load() {
+void frmAbout::Load()
+{
     SetCaption(QStringLiteral("关于 ") + mdlHouse::kProgramTitle);
     lblVersion->setText(VersionText(TAVRELO_VERSION_MAJOR, TAVRELO_VERSION_MINOR, TAVRELO_VERSION_PATCH));
     lblTitle->setText(mdlHouse::kProgramTitle);
@@ -110,14 +114,19 @@ void frmAbout::Load() {
     Label1->setToolTip(Address());
 }
 
-QString frmAbout::VersionText(int major, int minor, int revision) {
+QString frmAbout::VersionText(int major, int minor, int revision)
+{
     return QStringLiteral("版本 ") + QString::number(major) + QLatin1Char('.') + QString::number(minor) +
            QLatin1Char('.') + QString::number(revision);
 }
 
-QString frmAbout::Address() { return QUrl::fromLocalFile(mdlHouse::ProgramFolder()).toString(); }
+QString frmAbout::Address()
+{
+    return QUrl::fromLocalFile(mdlHouse::ProgramFolder()).toString();
+}
 
-bool frmAbout::eventFilter(QObject* watched, QEvent* event) {
+bool frmAbout::eventFilter(QObject* watched, QEvent* event)
+{
     if (watched == Label1 && event->type() == QEvent::MouseButtonRelease) {
         if (static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton) {
             about::OpenAddress(Address());
@@ -127,7 +136,8 @@ bool frmAbout::eventFilter(QObject* watched, QEvent* event) {
     return ui::Form::eventFilter(watched, event);
 }
 
-void frmAbout::StartSysInfo() {
+void frmAbout::StartSysInfo()
+{
     QString SysInfoPath;
     bool found = false;
     if (GetKeyValue(about::HKEY_LOCAL_MACHINE, gREGKEYSYSINFO, gREGVALSYSINFO, SysInfoPath)) {
@@ -145,7 +155,8 @@ void frmAbout::StartSysInfo() {
 }
 
 bool frmAbout::GetKeyValue(about::RegistryHandle KeyRoot, const QString& KeyName, const QString& SubKeyRef,
-                           QString& KeyVal) {
+                           QString& KeyVal)
+{
     about::Registry& registry = about::CurrentRegistry();
     about::RegistryHandle hKey = 0;
     bool result = false;

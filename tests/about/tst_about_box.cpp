@@ -39,7 +39,8 @@ public:
     QList<quint32> accessMasks;
 
     bool OpenKey(about::RegistryHandle root, const QString& keyName, quint32 access,
-                 about::RegistryHandle* key) override {
+                 about::RegistryHandle* key) override
+    {
         opened << keyName;
         accessMasks << access;
         *key = 0;
@@ -48,7 +49,8 @@ public:
         return true;
     }
     bool QueryValue(about::RegistryHandle key, const QString& valueName, quint32* type, QByteArray* buffer,
-                    quint32* size) override {
+                    quint32* size) override
+    {
         const QString name = keys.keys().value(int(key) - 100);
         if (!keys.value(name).contains(valueName)) return false;
         const Value v = keys.value(name).value(valueName);
@@ -61,7 +63,8 @@ public:
     void CloseKey(about::RegistryHandle key) override { closed << key; }
 };
 
-QByteArray sz(const QString& text) {
+QByteArray sz(const QString& text)
+{
     QByteArray b = text.toUtf8();
     b.append('\0');
     return b;
@@ -77,17 +80,20 @@ private:
     bool startSucceeds = true;
     QStringList opened;
 
-    frmAbout* showBox() {
+    frmAbout* showBox()
+    {
         auto* box = qobject_cast<frmAbout*>(Forms::Show(QStringLiteral("frmAbout")));
         if (!box) qWarning("the About box did not open");
         return box;
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
     }
-    void init() {
+    void init()
+    {
         auto registry = std::make_unique<FakeRegistry>();
         fake = registry.get();
         about::SetRegistry(std::move(registry));
@@ -103,7 +109,8 @@ private slots:
             return true;
         });
     }
-    void cleanup() {
+    void cleanup()
+    {
         Forms::Unload(QStringLiteral("frmAbout"));
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         about::SetRegistry(nullptr);
@@ -111,12 +118,14 @@ private slots:
         about::SetAddressOpener(nullptr);
     }
 
-    void version_text_is_major_minor_revision_unpadded() {
+    void version_text_is_major_minor_revision_unpadded()
+    {
         QCOMPARE(frmAbout::VersionText(2, 1, 0), QStringLiteral("版本 2.1.0"));
         QCOMPARE(frmAbout::VersionText(1, 0, 12), QStringLiteral("版本 1.0.12"));
     }
 
-    void load_shows_caption_title_and_the_build_version() {
+    void load_shows_caption_title_and_the_build_version()
+    {
         ProgramFolder folder;
         frmAbout* box = showBox();
         QVERIFY(box);
@@ -131,7 +140,8 @@ private slots:
         QCOMPARE(box->cmdSysInfo->text(), QStringLiteral("系统信息(&S)..."));
     }
 
-    void help_menu_opens_one_mdi_child() {
+    void help_menu_opens_one_mdi_child()
+    {
         ProgramFolder folder;
         frmMain frame;
         frame.show();
@@ -148,7 +158,8 @@ private slots:
         QVERIFY(!Forms::Find(QStringLiteral("frmAbout")));
     }
 
-    void ok_closes_the_box() {
+    void ok_closes_the_box()
+    {
         frmAbout* box = showBox();
         QVERIFY(box);
         QVERIFY(Click(box, QStringLiteral("cmdOK")));
@@ -156,7 +167,8 @@ private slots:
         QVERIFY(!Forms::Find(QStringLiteral("frmAbout")));
     }
 
-    void address_label_opens_the_program_folder() {
+    void address_label_opens_the_program_folder()
+    {
         ProgramFolder folder;
         frmAbout* box = showBox();
         QVERIFY(box);
@@ -164,7 +176,8 @@ private slots:
         QCOMPARE(opened, QStringList{QUrl::fromLocalFile(folder.Path()).toString()});
     }
 
-    void registered_path_is_started() {
+    void registered_path_is_started()
+    {
         MsgBoxRecorder messages;
         fake->keys[kSysInfoKey][QStringLiteral("PATH")] = {about::REG_SZ,
                                                            sz(QStringLiteral("/opt/info/sysinfo"))};
@@ -180,7 +193,8 @@ private slots:
         QCOMPARE(fake->accessMasks, QList<quint32>{0x2003Fu});
     }
 
-    void failed_start_shows_the_message() {
+    void failed_start_shows_the_message()
+    {
         MsgBoxRecorder messages;
         fake->keys[kSysInfoKey][QStringLiteral("PATH")] = {about::REG_SZ,
                                                            sz(QStringLiteral("/opt/info/sysinfo"))};
@@ -191,7 +205,8 @@ private slots:
         QCOMPARE(messages.Texts(), QStringList{kUnavailable});
     }
 
-    void folder_with_the_program_is_used_when_the_path_is_absent() {
+    void folder_with_the_program_is_used_when_the_path_is_absent()
+    {
         MsgBoxRecorder messages;
         QTemporaryDir dir;
         QFile exe(dir.filePath(QStringLiteral("MSINFO32.EXE")));
@@ -206,7 +221,8 @@ private slots:
         QVERIFY(messages.Texts().isEmpty());
     }
 
-    void folder_without_the_program_shows_the_message() {
+    void folder_without_the_program_shows_the_message()
+    {
         MsgBoxRecorder messages;
         QTemporaryDir dir;
         fake->keys[kSysInfoLocKey][QStringLiteral("MSINFO")] = {about::REG_SZ, sz(dir.path())};
@@ -217,7 +233,8 @@ private slots:
         QCOMPARE(messages.messages.first().second, ui::Buttons::OkOnly);
     }
 
-    void nothing_registered_shows_the_message() {
+    void nothing_registered_shows_the_message()
+    {
         MsgBoxRecorder messages;
         frmAbout box;
         box.StartSysInfo();
@@ -226,7 +243,8 @@ private slots:
         QCOMPARE(fake->opened, (QStringList{kSysInfoKey, kSysInfoLocKey}));
     }
 
-    void every_lookup_closes_its_handle() {
+    void every_lookup_closes_its_handle()
+    {
         fake->keys[kSysInfoKey][QStringLiteral("PATH")] = {about::REG_SZ, sz(QStringLiteral("/bin/x"))};
         QString value = QStringLiteral("kept");
         QVERIFY(!frmAbout::GetKeyValue(about::HKEY_LOCAL_MACHINE, QStringLiteral("NO\\SUCH"), "PATH", value));
@@ -240,7 +258,8 @@ private slots:
         QCOMPARE(fake->closed, (QList<about::RegistryHandle>{0, 100, 100}));
     }
 
-    void number_value_is_read_through_the_registry() {
+    void number_value_is_read_through_the_registry()
+    {
         fake->keys[QStringLiteral("K")][QStringLiteral("N")] = {about::REG_DWORD,
                                                                 QByteArray("\x05\x01\x00\x00", 4)};
         fake->keys[QStringLiteral("K")][QStringLiteral("B")] = {3, QByteArray("\x01\x02", 2)};
@@ -254,7 +273,8 @@ private slots:
         QCOMPARE(value, QStringLiteral("as passed"));
     }
 
-    void decode_string_cuts_the_terminator() {
+    void decode_string_cuts_the_terminator()
+    {
         QByteArray buffer(1024, '\0');
         const QByteArray text = QStringLiteral("C:\\WINDOWS\\msinfo32.exe").toUtf8();
         buffer.replace(0, text.size(), text);
@@ -268,7 +288,8 @@ private slots:
         QCOMPARE(value, QStringLiteral("C:\\WI"));
     }
 
-    void decode_number_reads_bytes_unpadded_last_to_first_data() {
+    void decode_number_reads_bytes_unpadded_last_to_first_data()
+    {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("expected");
         // 261 stored little-endian: the last zero goes as a terminator, then 00 01 05 read
@@ -280,7 +301,8 @@ private slots:
         QTest::newRow("FF FF") << QByteArray("\xFF\xFF", 2) << QStringLiteral("-1");
         QTest::newRow("78 56 34 92") << QByteArray("\x78\x56\x34\x92", 4) << QStringLiteral("-1842063752");
     }
-    void decode_number_reads_bytes_unpadded_last_to_first() {
+    void decode_number_reads_bytes_unpadded_last_to_first()
+    {
         QFETCH(QByteArray, bytes);
         QFETCH(QString, expected);
         QByteArray buffer(1024, '\0');
@@ -290,7 +312,8 @@ private slots:
         QCOMPARE(value, expected);
     }
 
-    void decode_other_types_leave_the_value() {
+    void decode_other_types_leave_the_value()
+    {
         QString value = QStringLiteral("unchanged");
         about::DecodeKeyValue(3, QByteArray("\x01\x02\x00", 3), 3, value);
         QCOMPARE(value, QStringLiteral("unchanged"));
@@ -298,7 +321,8 @@ private slots:
         QCOMPARE(value, QStringLiteral("unchanged"));
     }
 
-    void linux_registry_answers_from_the_path() {
+    void linux_registry_answers_from_the_path()
+    {
         QTemporaryDir bin;
         auto makeProgram = [&](const QString& name) {
             QFile f(bin.filePath(name));

@@ -24,13 +24,15 @@ constexpr int kPage = 4096;
 
 // Beside the repository (../shared/fixtures/legacy); TAVRELO_LEGACY_FIXTURES points elsewhere, for
 // a working copy that sits in another folder.
-inline QString fixtureDir() {
+inline QString fixtureDir()
+{
     const QString other = qEnvironmentVariable("TAVRELO_LEGACY_FIXTURES");
     if (!other.isEmpty()) return other;
     return qEnvironmentVariable("TAVRELO_SOURCE_DIR") + QStringLiteral("/../shared/fixtures/legacy");
 }
 
-inline bool fixturesPresent() {
+inline bool fixturesPresent()
+{
     return QFileInfo::exists(fixtureDir() + QStringLiteral("/House.MDB")) &&
            QFileInfo::exists(fixtureDir() + QStringLiteral("/Empty.MDB"));
 }
@@ -41,22 +43,26 @@ inline bool fixturesPresent() {
                                     "(TAVRELO_SOURCE_DIR/../shared/fixtures/legacy)")           \
                          .arg(fixtureDir())))
 
-inline QByteArray readAll(const QString& path) {
+inline QByteArray readAll(const QString& path)
+{
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-inline bool writeAll(const QString& path, const QByteArray& data) {
+inline bool writeAll(const QString& path, const QByteArray& data)
+{
     QFile f(path);
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
 }
 
-inline QJsonObject loadJson(const QString& name) {
+inline QJsonObject loadJson(const QString& name)
+{
     return QJsonDocument::fromJson(readAll(fixtureDir() + QLatin1Char('/') + name)).object();
 }
 
 // Every file below a folder with its content hash: what "left as it was" is checked against.
-inline QMap<QString, QByteArray> snapshot(const QString& folder) {
+inline QMap<QString, QByteArray> snapshot(const QString& folder)
+{
     QMap<QString, QByteArray> files;
     QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                     QDirIterator::Subdirectories);
@@ -70,7 +76,8 @@ inline QMap<QString, QByteArray> snapshot(const QString& folder) {
     return files;
 }
 
-inline QList<QVariantList> query(const QString& dbPath, const QString& sql) {
+inline QList<QVariantList> query(const QString& dbPath, const QString& sql)
+{
     QList<QVariantList> rows;
     db::Connection conn;
     if (!conn.Open(dbPath)) return rows;
@@ -85,13 +92,15 @@ inline QList<QVariantList> query(const QString& dbPath, const QString& sql) {
     return rows;
 }
 
-inline QString show(const QVariant& v) {
+inline QString show(const QVariant& v)
+{
     return v.isNull() ? QStringLiteral("NULL") : QStringLiteral("%1(%2)").arg(v.typeName(), v.toString());
 }
 
 // Compares every table of the catalogue at dbPath with the rows the JSON lists, value by value
 // (NULL against null, numbers against numbers, text exactly).
-inline bool sameAsJson(const QString& dbPath, const QJsonObject& json, QString* difference) {
+inline bool sameAsJson(const QString& dbPath, const QJsonObject& json, QString* difference)
+{
     const QJsonObject tables = json.value("tables").toObject();
     if (tables.size() != 5) {
         *difference = "the JSON does not list five tables";
@@ -139,7 +148,8 @@ inline bool sameAsJson(const QString& dbPath, const QJsonObject& json, QString* 
 // Applies f to every text value of the JSON's rows.
 inline QJsonObject mapStrings(QJsonObject json,
                               const std::function<QJsonValue(const QString& table, const QString& column,
-                                                             const QJsonObject& row, const QJsonValue&)>& f) {
+                                                             const QJsonObject& row, const QJsonValue&)>& f)
+{
     QJsonObject tables = json.value("tables").toObject();
     for (auto t = tables.begin(); t != tables.end(); ++t) {
         QJsonObject table = t.value().toObject();
@@ -156,7 +166,8 @@ inline QJsonObject mapStrings(QJsonObject json,
     return json;
 }
 
-inline int replaceAll(QByteArray& data, const QByteArray& from, const QByteArray& to) {
+inline int replaceAll(QByteArray& data, const QByteArray& from, const QByteArray& to)
+{
     int count = 0;
     for (int i = data.indexOf(from); i >= 0; i = data.indexOf(from, i + to.size())) {
         data.replace(i, from.size(), to);
@@ -165,13 +176,15 @@ inline int replaceAll(QByteArray& data, const QByteArray& from, const QByteArray
     return count;
 }
 
-inline QByteArray utf16(const QString& s) {
+inline QByteArray utf16(const QString& s)
+{
     return QByteArray(reinterpret_cast<const char*>(s.utf16()), s.size() * 2);
 }
 
 // The table-definition page whose column names include column (Jet 4 keeps them as UTF-16), and
 // the byte offset of that column's 25-byte descriptor.
-inline int columnDescriptor(const QByteArray& file, const QString& column, int* typeOffset) {
+inline int columnDescriptor(const QByteArray& file, const QString& column, int* typeOffset)
+{
     const QByteArray name = utf16(column);
     for (int page = 1; page * kPage < file.size(); ++page) {
         const char* p = file.constData() + page * kPage;
@@ -207,22 +220,26 @@ public:
 
     quint16 u16(int o) const { return quint16(quint8(d[o]) | quint8(d[o + 1]) << 8); }
     quint32 u32(int o) const { return quint32(u16(o)) | quint32(u16(o + 2)) << 16; }
-    static void put16(QByteArray& b, int o, quint16 v) {
+    static void put16(QByteArray& b, int o, quint16 v)
+    {
         b[o] = char(v & 0xFF);
         b[o + 1] = char(v >> 8);
     }
-    static void put32(QByteArray& b, int o, quint32 v) {
+    static void put32(QByteArray& b, int o, quint32 v)
+    {
         put16(b, o, quint16(v & 0xFFFF));
         put16(b, o + 2, quint16(v >> 16));
     }
-    static QByteArray le32(quint32 v) {
+    static QByteArray le32(quint32 v)
+    {
         QByteArray b(4, 0);
         put32(b, 0, v);
         return b;
     }
 
     // The table-definition page of the table whose first two columns are named so.
-    int tablePage(const QString& first, const QString& second, QList<Col>* cols) const {
+    int tablePage(const QString& first, const QString& second, QList<Col>* cols) const
+    {
         for (int pg = 1; pg * kPage < d.size(); ++pg) {
             const int b = pg * kPage;
             if (d[b] != 0x02 || d[b + 1] != 0x01) continue;
@@ -249,7 +266,8 @@ public:
     }
 
     // A page of rows (data rows of a table, or long-value rows when owner is "LVAL").
-    int appendPage(const QList<QByteArray>& rows, const QByteArray& owner) {
+    int appendPage(const QList<QByteArray>& rows, const QByteArray& owner)
+    {
         QByteArray page(kPage, 0);
         page[0] = 0x01;
         page[1] = 0x01;
@@ -268,7 +286,8 @@ public:
     }
 
     // A memo kept outside the row; returns the 12-byte reference the row holds.
-    QByteArray longMemo(const QString& text, bool chained) {
+    QByteArray longMemo(const QString& text, bool chained)
+    {
         const QByteArray bytes = utf16(text);
         if (!chained) {
             const int pg = appendPage({bytes}, "LVAL");
@@ -285,7 +304,8 @@ public:
         return le32(quint32(bytes.size())) + le32(next) + le32(0);
     }
 
-    static QByteArray row(const QList<Col>& cols, const QVariantMap& values) {
+    static QByteArray row(const QList<Col>& cols, const QVariantMap& values)
+    {
         int fixedSize = 0;
         QList<Col> varCols;
         for (const Col& c : cols) {
@@ -332,7 +352,8 @@ public:
         return r + count + mask;
     }
 
-    bool appendRows(const QString& first, const QString& second, const QList<QVariantMap>& rows) {
+    bool appendRows(const QString& first, const QString& second, const QList<QVariantMap>& rows)
+    {
         QList<Col> cols;
         const int tdef = tablePage(first, second, &cols);
         if (tdef < 0) return false;

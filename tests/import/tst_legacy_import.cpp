@@ -25,7 +25,8 @@ private:
     QString importer;
 
     // A copy of the sample office's old folder: House.MDB, Images and Music.
-    QString makeOldFolder(const QString& name, const QString& mdb = QStringLiteral("House.MDB")) {
+    QString makeOldFolder(const QString& name, const QString& mdb = QStringLiteral("House.MDB"))
+    {
         const QString folder = work.filePath(name);
         QDir().mkpath(folder);
         QFile::copy(fixtureDir() + QLatin1Char('/') + mdb, folder + QStringLiteral("/House.MDB"));
@@ -35,7 +36,8 @@ private:
     }
 
     // Runs the import into a fresh program folder, expecting a refusal that leaves it untouched.
-    void expectRefusal(const QString& source, const QString& mentioned) {
+    void expectRefusal(const QString& source, const QString& mentioned)
+    {
         ProgramFolder program;
         const auto before = snapshot(program.Path());
         const auto oldBefore = snapshot(QFileInfo(source).isDir() ? source : QFileInfo(source).path());
@@ -47,12 +49,14 @@ private:
     }
 
 private slots:
-    void initTestCase() {
+    void initTestCase()
+    {
         QVERIFY(work.isValid());
         importer = qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tavrelo-import");
     }
 
-    void decodes_compressed_and_plain_text_with_surrogate_pairs() {
+    void decodes_compressed_and_plain_text_with_surrogate_pairs()
+    {
         // Compressed: FF FE, one byte a character, a zero switches to two bytes a character.
         QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFEO'Neil", 8)), QStringLiteral("O'Neil"));
         const QString mixed = QStringLiteral("ab😊楼c");
@@ -74,7 +78,8 @@ private slots:
         QCOMPARE(legacy::DecodeJetText(QByteArray("\xFF\xFE", 2)), QString());
     }
 
-    void sample_office_imports_exactly() {
+    void sample_office_imports_exactly()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("sample");
         ProgramFolder program;
@@ -90,7 +95,8 @@ private slots:
                  QStringLiteral("''"));
     }
 
-    void new_keys_continue_above_the_largest_imported() {
+    void new_keys_continue_above_the_largest_imported()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("keys");
         ProgramFolder program;
@@ -122,7 +128,8 @@ private slots:
         }
     }
 
-    void imported_catalogue_lists_its_houses() {
+    void imported_catalogue_lists_its_houses()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("list");
         ProgramFolder program;
@@ -158,7 +165,8 @@ private slots:
         }
     }
 
-    void empty_office_imports_exactly() {
+    void empty_office_imports_exactly()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("empty", "Empty.MDB");
         ProgramFolder program;
@@ -171,7 +179,8 @@ private slots:
         QVERIFY(result.missing.isEmpty());
     }
 
-    void named_files_are_copied_and_missing_ones_listed() {
+    void named_files_are_copied_and_missing_ones_listed()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("media");
         QDir(old).mkdir("Images");
@@ -208,7 +217,8 @@ private slots:
             QVERIFY2(!f.contains(".import-"), qPrintable(f));
     }
 
-    void refuses_a_catalogue_with_rows_unless_replace() {
+    void refuses_a_catalogue_with_rows_unless_replace()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("replace");
         ProgramFolder program;
@@ -227,7 +237,8 @@ private slots:
         QCOMPARE(result.backupPath, program.DatabasePath() + ".bak");
     }
 
-    void keeps_apostrophes_and_characters_outside_the_bmp() {
+    void keeps_apostrophes_and_characters_outside_the_bmp()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("unicode");
         QByteArray file = readAll(old + "/House.MDB");
@@ -252,7 +263,8 @@ private slots:
         QVERIFY(program.Value("Select Count(*) From t_Image Where Caption = 'O''' ").toInt() > 0);
     }
 
-    void null_stays_null() {
+    void null_stays_null()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("null");
         QByteArray file = readAll(old + "/House.MDB");
@@ -291,7 +303,8 @@ private slots:
         QCOMPARE(program.Value("Select MusicTitle Is Null From t_HouseType Where TypeID = 1").toInt(), 1);
     }
 
-    void thousands_of_houses_on_many_pages_with_long_texts() {
+    void thousands_of_houses_on_many_pages_with_long_texts()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("large");
         JetGrower grower(readAll(old + "/House.MDB"));
@@ -345,7 +358,8 @@ private slots:
         QCOMPARE(program.Value("Select seq From sqlite_sequence Where name = 't_House'").toInt(), 3999);
     }
 
-    void refuses_a_file_that_is_not_access() {
+    void refuses_a_file_that_is_not_access()
+    {
         const QString old = work.filePath("notaccess");
         QDir().mkpath(old);
         QVERIFY(
@@ -355,7 +369,8 @@ private slots:
         expectRefusal(old, "not an Access");
     }
 
-    void refuses_a_truncated_file() {
+    void refuses_a_truncated_file()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("truncated");
         const QByteArray whole = readAll(old + "/House.MDB");
@@ -366,7 +381,8 @@ private slots:
         expectRefusal(old, "House.MDB");
     }
 
-    void refuses_or_survives_every_damaged_page() {
+    void refuses_or_survives_every_damaged_page()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("damaged");
         const QByteArray whole = readAll(old + "/House.MDB");
@@ -397,7 +413,8 @@ private slots:
         QVERIFY2(refused >= 10, qPrintable(QString::number(refused)));
     }
 
-    void refuses_a_file_without_one_of_the_tables() {
+    void refuses_a_file_without_one_of_the_tables()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("notable");
         QByteArray file = readAll(old + "/House.MDB");
@@ -409,7 +426,8 @@ private slots:
         expectRefusal(old, "t_Content_Auto is missing");
     }
 
-    void refuses_a_table_without_a_needed_column() {
+    void refuses_a_table_without_a_needed_column()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("nocolumn");
         QByteArray file = readAll(old + "/House.MDB");
@@ -418,7 +436,8 @@ private slots:
         expectRefusal(old, "t_House has no column HouseFloor");
     }
 
-    void refuses_text_in_a_number_column() {
+    void refuses_text_in_a_number_column()
+    {
         REQUIRE_FIXTURES();
         const QString old = makeOldFolder("textnumber");
         QByteArray file = readAll(old + "/House.MDB");
@@ -430,7 +449,8 @@ private slots:
         expectRefusal(old, "t_House.HouseFloor of row 1 (HouseID 1) does not fit: the text");
     }
 
-    void refuses_missing_and_unreadable_sources() {
+    void refuses_missing_and_unreadable_sources()
+    {
         expectRefusal(work.filePath("no-such-folder"), "does not exist");
         const QString emptyFolder = work.filePath("nomdb");
         QDir().mkpath(emptyFolder);
@@ -439,7 +459,8 @@ private slots:
 
     // The real program, as a user runs it: output, exit codes, and permissions (as an unprivileged
     // user when the tests run as root, since root reads and writes everything).
-    void program_reports_and_refuses() {
+    void program_reports_and_refuses()
+    {
         REQUIRE_FIXTURES();
         if (!QFileInfo::exists(importer)) QSKIP("tavrelo-import is not built beside tavrelo");
         const QString old = makeOldFolder("program");
@@ -467,7 +488,8 @@ private slots:
         QCOMPARE(p.exitCode(), 2);
     }
 
-    void program_folder_without_write_access_and_unreadable_folders() {
+    void program_folder_without_write_access_and_unreadable_folders()
+    {
         REQUIRE_FIXTURES();
         if (!QFileInfo::exists(importer)) QSKIP("tavrelo-import is not built beside tavrelo");
         QStringList runner;

@@ -21,7 +21,8 @@ const QString kDatabaseName = QStringLiteral("House.db");
 
 // A name in dir matching name without regard to case (the old program ran where case did not
 // matter); the exact spelling wins when it is there.
-QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters filters) {
+QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters filters)
+{
     if (QFileInfo::exists(dir.filePath(name))) return dir.filePath(name);
     const QStringList entries = dir.entryList(filters | QDir::Hidden | QDir::System);
     for (const QString& entry : entries) {
@@ -30,14 +31,16 @@ QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters 
     return QString();
 }
 
-bool isPlainFileName(const QString& name) {
+bool isPlainFileName(const QString& name)
+{
     return !name.isEmpty() && !name.contains(QLatin1Char('/')) && !name.contains(QLatin1Char('\\')) &&
            name != QLatin1String(".") && name != QLatin1String("..");
 }
 
 // True when the catalogue at path holds a row in any of its tables, or cannot be read at all
 // (then it is treated as holding rows: better to ask for --replace than to lose something).
-bool catalogueHasRows(const QString& path) {
+bool catalogueHasRows(const QString& path)
+{
     sqlite3* handle = nullptr;
     if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) !=
         SQLITE_OK) {
@@ -59,7 +62,8 @@ bool catalogueHasRows(const QString& path) {
     return rows;
 }
 
-bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error) {
+bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error)
+{
     QString createError;
     if (!db::CreateEmptyDatabase(path, &createError)) {
         *error = QStringLiteral("cannot make a new catalogue at %1: %2").arg(path, createError);
@@ -135,7 +139,8 @@ struct PendingFile {
     QString target;
 };
 
-bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* bytes, QString* error) {
+bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* bytes, QString* error)
+{
     QFile in(file.source);
     if (!in.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("cannot read %1: %2").arg(file.source, in.errorString());
@@ -171,13 +176,15 @@ bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* byt
     return true;
 }
 
-bool renameOver(const QString& from, const QString& to) {
+bool renameOver(const QString& from, const QString& to)
+{
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
 }  // namespace
 
-QString LocateDatabase(const QString& source, QString* error) {
+QString LocateDatabase(const QString& source, QString* error)
+{
     const QFileInfo info(source);
     if (!info.exists()) {
         *error = QStringLiteral("%1 does not exist").arg(source);
@@ -197,7 +204,8 @@ QString LocateDatabase(const QString& source, QString* error) {
     return QFileInfo(found).absoluteFilePath();
 }
 
-ImportResult Import(const ImportOptions& options, const CopyProgress& progress) {
+ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
+{
     ImportResult result;
     QString error;
 

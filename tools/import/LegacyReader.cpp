@@ -48,26 +48,33 @@ const QList<TableSpec> kTables = {
 
 struct MdbCloser {
     MdbHandle* mdb = nullptr;
-    ~MdbCloser() {
+    ~MdbCloser()
+    {
         if (mdb) mdb_close(mdb);
     }
 };
 
 struct TableFreer {
     MdbTableDef* table = nullptr;
-    ~TableFreer() {
+    ~TableFreer()
+    {
         if (table) mdb_free_tabledef(table);
     }
 };
 
-quint32 readU32(const unsigned char* p) {
+quint32 readU32(const unsigned char* p)
+{
     return quint32(p[0]) | quint32(p[1]) << 8 | quint32(p[2]) << 16 | quint32(p[3]) << 24;
 }
 
-quint16 readU16(const unsigned char* p) { return quint16(p[0] | p[1] << 8); }
+quint16 readU16(const unsigned char* p)
+{
+    return quint16(p[0] | p[1] << 8);
+}
 
 // Finds row `row` on a data page held in buf; false when the page's row table is not sane.
-bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int* length) {
+bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int* length)
+{
     const int pageSize = int(mdb->fmt->pg_size);
     const int rco = mdb->fmt->row_count_offset;
     const int rowCount = readU16(buf + rco);
@@ -82,7 +89,8 @@ bool findRow(MdbHandle* mdb, const unsigned char* buf, int row, int* start, int*
 
 // The bytes of a memo value. Short values sit in the row; longer ones on one or more
 // long-value pages that the row points to.
-bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteArray* out) {
+bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteArray* out)
+{
     if (fieldSize < MDB_MEMO_OVERHEAD) return false;
     const quint32 word = readU32(header);
     const quint32 length = word & 0x3FFFFFFFu;
@@ -115,7 +123,8 @@ bool readMemo(MdbHandle* mdb, const unsigned char* header, int fieldSize, QByteA
     return true;
 }
 
-QString columnTypeName(int type) {
+QString columnTypeName(int type)
+{
     switch (type) {
         case MDB_BOOL:
             return QStringLiteral("Yes/No");
@@ -140,7 +149,8 @@ QString columnTypeName(int type) {
 
 // The value of one field, as the column's kind wants it. A value that does not fit gives *why.
 bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, Kind kind, QVariant* value,
-                  QString* why) {
+                  QString* why)
+{
     if (field.is_null) {
         if (kind == Kind::Key) {
             *why = QStringLiteral("the key is empty");
@@ -237,7 +247,8 @@ bool convertField(MdbHandle* mdb, const MdbColumn* col, const MdbField& field, K
     return true;
 }
 
-MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name) {
+MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name)
+{
     for (guint i = 0; i < mdb->num_catalog; ++i) {
         auto* entry = static_cast<MdbCatalogEntry*>(g_ptr_array_index(mdb->catalog, i));
         if (entry->object_type != MDB_TABLE) continue;
@@ -246,7 +257,8 @@ MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name) {
     return nullptr;
 }
 
-bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error) {
+bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error)
+{
     MdbCatalogEntry* entry = findTableEntry(mdb, spec.name);
     if (!entry) {
         *error = QStringLiteral("the table %1 is missing").arg(spec.name);
@@ -317,16 +329,21 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
 
 }  // namespace
 
-const QList<TableSpec>& CatalogueTables() { return kTables; }
+const QList<TableSpec>& CatalogueTables()
+{
+    return kTables;
+}
 
-const Table* Catalogue::Find(const QString& name) const {
+const Table* Catalogue::Find(const QString& name) const
+{
     for (const Table& t : tables) {
         if (t.spec.name == name) return &t;
     }
     return nullptr;
 }
 
-QString DecodeJetText(const QByteArray& bytes) {
+QString DecodeJetText(const QByteArray& bytes)
+{
     const auto* b = reinterpret_cast<const unsigned char*>(bytes.constData());
     const int n = bytes.size();
     QList<char16_t> units;
@@ -354,7 +371,8 @@ QString DecodeJetText(const QByteArray& bytes) {
     return QString(reinterpret_cast<const QChar*>(units.constData()), units.size());
 }
 
-bool ReadCatalogue(const QString& mdbPath, Catalogue* catalogue, QString* error) {
+bool ReadCatalogue(const QString& mdbPath, Catalogue* catalogue, QString* error)
+{
     const QFileInfo info(mdbPath);
     if (!info.isFile()) {
         *error = QStringLiteral("%1 is not a file").arg(mdbPath);

@@ -9,12 +9,14 @@
 
 namespace {
 
-void print(FILE* stream, const QString& text) {
+void print(FILE* stream, const QString& text)
+{
     std::fputs(text.toLocal8Bit().constData(), stream);
     std::fflush(stream);
 }
 
-void usage() {
+void usage()
+{
     print(stderr,
           QStringLiteral(
               "usage: tavrelo-import [--replace] OLD_FOLDER_OR_MDB [PROGRAM_FOLDER]\n"
@@ -27,7 +29,8 @@ void usage() {
 
 }  // namespace
 
-int main(int argc, char* argv[]) {
+int main(int argc, char* argv[])
+{
     QCoreApplication app(argc, argv);
     QStringList positional;
     legacy::ImportOptions options;
