@@ -31,14 +31,12 @@ constexpr int kListTop = 1680;
 constexpr int kButtonWidth = 1000;
 constexpr int kButtonHeight = 375;
 
-void placeTwips(QWidget* w, int left, int top, int width, int height)
-{
+void placeTwips(QWidget* w, int left, int top, int width, int height) {
     w->setGeometry(Px(left), Px(top), Px(width), Px(height));
 }
 
 // Index of a result column by name, without regard to case; -1 when the statement has none.
-int fieldIndex(const db::Recordset& rs, const QString& name)
-{
+int fieldIndex(const db::Recordset& rs, const QString& name) {
     for (int i = 0; i < rs.FieldCount(); ++i) {
         if (rs.FieldName(i).compare(name, Qt::CaseInsensitive) == 0) return i;
     }
@@ -47,15 +45,13 @@ int fieldIndex(const db::Recordset& rs, const QString& name)
 
 }  // namespace
 
-frmHouseList::frmHouseList()
-{
+frmHouseList::frmHouseList() {
     setObjectName(QStringLiteral("frmHouseList"));
     SetCaption(QStringLiteral("列表"));
     setupControls();
 }
 
-void frmHouseList::setupControls()
-{
+void frmHouseList::setupControls() {
     auto label = [this](QWidget* parent, const char* name, const QString& caption) {
         auto* l = new QLabel(caption, parent);
         l->setObjectName(QLatin1String(name));
@@ -145,8 +141,7 @@ void frmHouseList::setupControls()
     connect(lsvHouse, &ui::ListView::ColumnClick, this, [this](int column) { lsvHouse->SetSortKey(column); });
 }
 
-void frmHouseList::Load()
-{
+void frmHouseList::Load() {
     SetSizeTwips(kLoadWidth, kLoadHeight);
     // Report view, full-row selection, grid lines, a selection that stays visible without the
     // focus and no editing in place are how ui::ListView always behaves.
@@ -155,14 +150,12 @@ void frmHouseList::Load()
     StartList();
 }
 
-void frmHouseList::Unload()
-{
+void frmHouseList::Unload() {
     recordset_.Close();
     connection_.Close();
 }
 
-void frmHouseList::StartList()
-{
+void frmHouseList::StartList() {
     for (QComboBox* c : {cmbHouseName, cmbHouseType, cmbHouseFloor, cmbHouseNo, cmbCaption, cmbContent}) {
         c->clear();
         c->clearEditText();
@@ -173,12 +166,13 @@ void frmHouseList::StartList()
     fillQueryBoxes();
     addColumns();
     fillList();
-    // Whatever order the statement gave, the list shows the houses by their number.
+    // Whatever order the statement gave, the list shows the houses by their number, and the
+    // selection starts on the top row, where the user can see it.
     lsvHouse->SetSortKey(0);
+    lsvHouse->SelectRow(0);
 }
 
-void frmHouseList::fillQueryBoxes()
-{
+void frmHouseList::fillQueryBoxes() {
     mdlHouse::OpenDatabase(connection_);
     auto fill = [this](QComboBox* box, const QString& sql, const QString& field) {
         db::Recordset rs;
@@ -210,8 +204,7 @@ void frmHouseList::fillQueryBoxes()
     }
 }
 
-void frmHouseList::addColumns()
-{
+void frmHouseList::addColumns() {
     ui::ListModel* model = lsvHouse->Model();
     model->AddColumn(QStringLiteral("序号"), 1000);
     model->AddColumn(QStringLiteral("楼宇名称"), 1500);
@@ -221,8 +214,7 @@ void frmHouseList::addColumns()
     model->AddColumn(QStringLiteral("说明"), 3000);
 }
 
-void frmHouseList::fillList()
-{
+void frmHouseList::fillList() {
     mdlHouse::OpenDatabase(connection_);
     workSql_ = querySql_.isEmpty() ? catalogue::AllHousesSql() : querySql_;
     if (!recordset_.Open(workSql_, connection_, db::CursorType::Keyset, db::LockType::ReadOnly)) {
@@ -234,7 +226,8 @@ void frmHouseList::fillList()
     const int recordCount = recordset_.RecordCount();
 
     if (!querySql_.isEmpty()) {
-        lblStatus->setText(QStringLiteral("共查询到 ") + QString::number(recordCount) + QStringLiteral(" 项。"));
+        lblStatus->setText(QStringLiteral("共查询到 ") + QString::number(recordCount) +
+                           QStringLiteral(" 项。"));
     } else {
         db::Recordset count;
         if (connection_.Execute(catalogue::CountHousesSql(), count) && !count.Eof()) {
@@ -272,8 +265,7 @@ void frmHouseList::fillList()
     connection_.Close();
 }
 
-void frmHouseList::cmdQuery_Click()
-{
+void frmHouseList::cmdQuery_Click() {
     if (!mdlHouse::CheckNumberRange(cmbHouseFloor, QStringLiteral("楼层"), 1, 99)) return;
     catalogue::HouseCriteria criteria;
     criteria.houseName = cmbHouseName->currentText();
@@ -289,39 +281,32 @@ void frmHouseList::cmdQuery_Click()
     StartList();
 }
 
-void frmHouseList::cmdAll_Click()
-{
+void frmHouseList::cmdAll_Click() {
     querySql_.clear();
     queryCaption_.clear();
     StartList();
 }
 
-void frmHouseList::cmdShow_Click()
-{
+void frmHouseList::cmdShow_Click() {
     if (GetSelectedHouse() != 0) OpenPresentation();
 }
 
-void frmHouseList::cmdEdit_Click()
-{
+void frmHouseList::cmdEdit_Click() {
     if (GetSelectedHouse() != 0) OpenEntry(1);
 }
 
-void frmHouseList::cmdAddNew_Click()
-{
-    OpenEntry(0);
-}
+void frmHouseList::cmdAddNew_Click() { OpenEntry(0); }
 
-void frmHouseList::cmdDelete_Click()
-{
+void frmHouseList::cmdDelete_Click() {
     if (GetSelectedHouse() == 0) return;
-    const QString text = QStringLiteral("确实要删除序号为 ") + lsvHouse->SelectedText() + QStringLiteral(" 的项目吗？");
+    const QString text =
+        QStringLiteral("确实要删除序号为 ") + lsvHouse->SelectedText() + QStringLiteral(" 的项目吗？");
     if (ui::MsgBox(text, ui::Buttons::YesNo) != ui::Answer::Yes) return;
     DeleteHouse();
     StartList();
 }
 
-qint32 frmHouseList::GetSelectedHouse()
-{
+qint32 frmHouseList::GetSelectedHouse() {
     if (lsvHouse->Model()->Count() == 0) {
         mdlHouse::CurrentHouseID = 0;
         return 0;
@@ -332,22 +317,19 @@ qint32 frmHouseList::GetSelectedHouse()
     return key;
 }
 
-void frmHouseList::OpenPresentation()
-{
+void frmHouseList::OpenPresentation() {
     // Unloading first makes every show start afresh: the house, its pictures and its music of now.
     Forms::Unload(QStringLiteral("frmHouseShow"));
     Forms::Show(QStringLiteral("frmHouseShow"));
 }
 
-void frmHouseList::OpenEntry(int mode)
-{
+void frmHouseList::OpenEntry(int mode) {
     // The wizard is reached by name only; it takes the mode through its StartInput.
     QWidget* w = Forms::Show(QStringLiteral("frmHouseInput"));
     if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
 }
 
-void frmHouseList::DeleteHouse()
-{
+void frmHouseList::DeleteHouse() {
     const qint32 key = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(connection_);
     connection_.Execute(catalogue::DeleteHouseSql(key));
@@ -362,8 +344,7 @@ void frmHouseList::DeleteHouse()
     connection_.Close();
 }
 
-void frmHouseList::Resized()
-{
+void frmHouseList::Resized() {
     // Lengths are in twips of the window's outer size, as the layout rules give them.
     QWidget* frame = Frame();
     const int minWidth = Px(kMinWidth);

@@ -10,8 +10,7 @@ using testsupport::Type;
 
 namespace {
 
-void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int list)
-{
+void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int list) {
     testsupport::MakePicture(folder.File("Images/" + file), 40, 30);
     folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
                                "Values (%1, '图', '说明', '%2', %3)")
@@ -20,10 +19,7 @@ void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int
                     .arg(list));
 }
 
-qint64 Count(const ProgramFolder& folder, const QString& sql)
-{
-    return folder.Value(sql).toLongLong();
-}
+qint64 Count(const ProgramFolder& folder, const QString& sql) { return folder.Value(sql).toLongLong(); }
 
 }  // namespace
 
@@ -32,8 +28,7 @@ class tst_house_delete : public QObject {
 private slots:
     void init() { mdlHouse::CurrentHouseID = 0; }
 
-    void deleting_the_only_house_removes_its_rows_and_keeps_its_pictures()
-    {
+    void deleting_the_only_house_removes_its_rows_and_keeps_its_pictures() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 12, "A座", "0101", 1, 2, "东边");
@@ -59,8 +54,7 @@ private slots:
         QCOMPARE(w->cmbCaption->count(), 0);
     }
 
-    void only_the_selected_house_goes()
-    {
+    void only_the_selected_house_goes() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "C座", "0302", 3, 1);
@@ -84,8 +78,7 @@ private slots:
         QVERIFY(QFile::exists(folder.File("Images/7-1.png")));
     }
 
-    void answering_no_changes_nothing_but_keeps_the_selected_key()
-    {
+    void answering_no_changes_nothing_but_keeps_the_selected_key() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "C座", "0302", 3, 1);
@@ -107,8 +100,7 @@ private slots:
         QCOMPARE(w->lsvHouse->SelectedText(), QString("000012"));
     }
 
-    void a_query_stays_active_across_deletion_and_refresh()
-    {
+    void a_query_stays_active_across_deletion_and_refresh() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "A座", "0302", 3, 1);
@@ -134,8 +126,8 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000003", "000009"}));
         QCOMPARE(Titles(w).at(4), QString("朝向"));
         QCOMPARE(w->lblStatus->text(), QString("共查询到 2 项。"));
-        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo, w->cmbCaption,
-                               w->cmbContent})
+        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo,
+                               w->cmbCaption, w->cmbContent})
             QCOMPARE(box->currentText(), QString());
         QCOMPARE(Count(folder, "Select Count(*) From t_House"), 3);
         QVERIFY(Click(w, "cmdRefresh"));
@@ -145,8 +137,7 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000003", "000009", "000011"}));
     }
 
-    void missing_database_on_delete_shows_only_connection_messages()
-    {
+    void missing_database_on_delete_shows_only_connection_messages() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 5, "A座", "0101", 1, 1);
@@ -156,7 +147,8 @@ private slots:
         QVERIFY(QFile::rename(folder.DatabasePath(), folder.DatabasePath() + ".away"));
         QVERIFY(Click(w, "cmdDelete"));
         const QString failure = mdlHouse::DatabaseFailureMessage();
-        QCOMPARE(boxes.Texts(), QStringList({"确实要删除序号为 000005 的项目吗？", failure, failure, failure}));
+        QCOMPARE(boxes.Texts(),
+                 QStringList({"确实要删除序号为 000005 的项目吗？", failure, failure, failure}));
         QCOMPARE(w->lsvHouse->Model()->Count(), 0);
         QVERIFY(QFile::rename(folder.DatabasePath() + ".away", folder.DatabasePath()));
         QCOMPARE(Count(folder, "Select Count(*) From t_House"), 1);

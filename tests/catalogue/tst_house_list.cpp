@@ -19,8 +19,7 @@ class FakeHouseShow : public ui::Form {
 public:
     static inline int loads = 0;
     static inline qint32 houseAtLoad = -1;
-    void Load() override
-    {
+    void Load() override {
         ++loads;
         houseAtLoad = mdlHouse::CurrentHouseID;
     }
@@ -31,8 +30,7 @@ class FakeHouseInput : public QWidget {
 public:
     static inline QList<int> modes;
     static inline QList<qint32> houses;
-    Q_INVOKABLE void StartInput(int mode)
-    {
+    Q_INVOKABLE void StartInput(int mode) {
         modes << mode;
         houses << mdlHouse::CurrentHouseID;
     }
@@ -41,8 +39,7 @@ public:
 namespace {
 
 // Houses 3, 12 and 7 (keys deliberately not in name order), one of type 9 that does not exist.
-void AddSample(const ProgramFolder& folder)
-{
+void AddSample(const ProgramFolder& folder) {
     AddTypes(folder);
     AddHouse(folder, 12, "A座", "0101", 1, 2, "东边");
     AddHouse(folder, 3, "C座", "0302", 3, 1, "西边");
@@ -59,8 +56,7 @@ void AddSample(const ProgramFolder& folder)
 class tst_house_list : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
+    void init() {
         mdlHouse::CurrentHouseID = 0;
         FakeHouseShow::loads = 0;
         FakeHouseShow::houseAtLoad = -1;
@@ -68,8 +64,7 @@ private slots:
         FakeHouseInput::houses.clear();
     }
 
-    void opens_from_the_menu_as_an_mdi_child()
-    {
+    void opens_from_the_menu_as_an_mdi_child() {
         ProgramFolder folder;
         Frame frame;  // registers the catalogue
         frmMain main;
@@ -90,8 +85,7 @@ private slots:
         for (QMdiSubWindow* s : main.MdiArea()->subWindowList()) s->close();
     }
 
-    void window_controls_and_list_settings()
-    {
+    void window_controls_and_list_settings() {
         ProgramFolder folder;
         MsgBoxRecorder boxes;
         Frame frame;
@@ -99,21 +93,23 @@ private slots:
         QVERIFY(w);
         QCOMPARE(w->Frame()->size(), QSize(ui::Px(10100), ui::Px(7000)));
         QCOMPARE(w->Frame1->title(), QString(" 查询内容 "));
-        const QList<QPair<QString, QString>> captions = {
-            {"lblHouseName", "名称"}, {"lblHouseType", "类型"}, {"lblHouseFloor", "楼层"},
-            {"lblHouseNo", "房号"},   {"lblOthers", "其它"}};
+        const QList<QPair<QString, QString>> captions = {{"lblHouseName", "名称"},
+                                                         {"lblHouseType", "类型"},
+                                                         {"lblHouseFloor", "楼层"},
+                                                         {"lblHouseNo", "房号"},
+                                                         {"lblOthers", "其它"}};
         for (const auto& c : captions) QCOMPARE(testsupport::Find<QLabel>(w, c.first)->text(), c.second);
         const QList<QPair<QString, QString>> buttons = {
-            {"cmdQuery", "查询"}, {"cmdShow", "查看"},    {"cmdEdit", "编辑"}, {"cmdDelete", "删除"},
-            {"cmdAddNew", "新增"}, {"cmdRefresh", "刷新"}, {"cmdAll", "全部"}, {"cmdExit", "退出"}};
+            {"cmdQuery", "查询"},  {"cmdShow", "查看"},    {"cmdEdit", "编辑"}, {"cmdDelete", "删除"},
+            {"cmdAddNew", "新增"}, {"cmdRefresh", "刷新"}, {"cmdAll", "全部"},  {"cmdExit", "退出"}};
         for (const auto& b : buttons) {
             auto* button = testsupport::Find<QPushButton>(w, b.first);
             QVERIFY(button);
             QCOMPARE(button->text(), b.second);
             QVERIFY(button->isEnabled());
         }
-        for (const char* name : {"cmbHouseName", "cmbHouseType", "cmbHouseFloor", "cmbHouseNo", "cmbCaption",
-                                 "cmbContent"}) {
+        for (const char* name :
+             {"cmbHouseName", "cmbHouseType", "cmbHouseFloor", "cmbHouseNo", "cmbCaption", "cmbContent"}) {
             auto* box = testsupport::Find<QComboBox>(w->Frame1, name);
             QVERIFY(box);
             QVERIFY(box->isEditable());
@@ -122,15 +118,15 @@ private slots:
         QVERIFY(w->lsvHouse->showGrid());
         QCOMPARE(w->lsvHouse->editTriggers(), QAbstractItemView::NoEditTriggers);
         const QPalette p = w->lsvHouse->palette();
-        QCOMPARE(p.color(QPalette::Inactive, QPalette::Highlight), p.color(QPalette::Active, QPalette::Highlight));
+        QCOMPARE(p.color(QPalette::Inactive, QPalette::Highlight),
+                 p.color(QPalette::Active, QPalette::Highlight));
         QCOMPARE(Titles(w), QStringList({"序号", "楼宇名称", "房间类型", "房间号", "说明"}));
         const QList<int> widths = {1000, 1500, 1200, 1000, 3000};
         for (int c = 0; c < widths.size(); ++c) QCOMPARE(w->lsvHouse->columnWidth(c), ui::Px(widths[c]));
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void empty_catalogue()
-    {
+    void empty_catalogue() {
         ProgramFolder folder;
         MsgBoxRecorder boxes;
         Frame frame;
@@ -144,8 +140,7 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void lists_every_house_by_number_with_its_facts()
-    {
+    void lists_every_house_by_number_with_its_facts() {
         ProgramFolder folder;
         AddSample(folder);
         AddHouse(folder, 1234567, "E座", "0909", 9, 1, "大号");
@@ -161,10 +156,11 @@ private slots:
         QCOMPARE(Column(w, 4), QStringList({"西边", "南边", "东边", "大号"}));
         QCOMPARE(w->lblStatus->text(), QString("全部记录共 5 项。"));
         QCOMPARE(w->lsvHouse->SortKey(), 0);
+        // The selection starts on the top row, not on the first row the statement gave (A座).
+        QCOMPARE(w->lsvHouse->SelectedText(), QString("000003"));
     }
 
-    void query_boxes_are_filled_from_the_catalogue_and_left_blank()
-    {
+    void query_boxes_are_filled_from_the_catalogue_and_left_blank() {
         ProgramFolder folder;
         AddSample(folder);
         AddHouse(folder, 30, "a座", "0101", 2, 1);  // same building name but for case: listed once
@@ -176,21 +172,22 @@ private slots:
         QCOMPARE(Entries(w->cmbHouseNo), QStringList({"0101", "0302", "1201"}));
         QCOMPARE(Entries(w->cmbCaption), QStringList({"朝向", "面积"}));
         QCOMPARE(Entries(w->cmbContent), QStringList({"120", "东西", "南", "南北"}));
-        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo, w->cmbCaption,
-                               w->cmbContent})
+        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo,
+                               w->cmbCaption, w->cmbContent})
             QCOMPARE(box->currentText(), QString());
     }
 
-    void floor_out_of_range_or_not_a_number_runs_no_query_data()
-    {
+    void floor_out_of_range_or_not_a_number_runs_no_query_data() {
         QTest::addColumn<QString>("floor");
         QTest::addColumn<QString>("message");
-        QTest::newRow("0") << "0" << "\"楼层\"只能输入 1 到 99 之间的数值。";
-        QTest::newRow("100") << "100" << "\"楼层\"只能输入 1 到 99 之间的数值。";
-        QTest::newRow("abc") << "abc" << "\"楼层\"只能输入数字。";
+        QTest::newRow("0") << "0"
+                           << "\"楼层\"只能输入 1 到 99 之间的数值。";
+        QTest::newRow("100") << "100"
+                             << "\"楼层\"只能输入 1 到 99 之间的数值。";
+        QTest::newRow("abc") << "abc"
+                             << "\"楼层\"只能输入数字。";
     }
-    void floor_out_of_range_or_not_a_number_runs_no_query()
-    {
+    void floor_out_of_range_or_not_a_number_runs_no_query() {
         QFETCH(QString, floor);
         QFETCH(QString, message);
         ProgramFolder folder;
@@ -212,8 +209,7 @@ private slots:
         QVERIFY(w->cmbHouseFloor->hasFocus() || w->cmbHouseFloor->isAncestorOf(QApplication::focusWidget()));
     }
 
-    void floor_above_the_offered_forty_is_accepted()
-    {
+    void floor_above_the_offered_forty_is_accepted() {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 5, "高楼", "4101", 41, 1);
@@ -234,8 +230,7 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000006"}));
     }
 
-    void query_by_name_type_floor_and_room()
-    {
+    void query_by_name_type_floor_and_room() {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;
@@ -248,8 +243,8 @@ private slots:
         QCOMPARE(w->lblStatus->text(), QString("共查询到 2 项。"));
         QCOMPARE(Titles(w), QStringList({"序号", "楼宇名称", "房间类型", "房间号", "说明"}));
         // After a query the boxes are blank again; the criteria live in the stored query.
-        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo, w->cmbCaption,
-                               w->cmbContent})
+        for (QComboBox* box : {w->cmbHouseName, w->cmbHouseType, w->cmbHouseFloor, w->cmbHouseNo,
+                               w->cmbCaption, w->cmbContent})
             QCOMPARE(box->currentText(), QString());
         QVERIFY(Type(w, "cmbHouseNo", "0101"));
         QVERIFY(Click(w, "cmdQuery"));
@@ -260,8 +255,7 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void query_on_caption_adds_its_column_and_lists_a_house_per_matching_row()
-    {
+    void query_on_caption_adds_its_column_and_lists_a_house_per_matching_row() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -288,8 +282,7 @@ private slots:
         QCOMPARE(Column(w, 4), QStringList({"南北"}));
     }
 
-    void value_without_caption_is_ignored()
-    {
+    void value_without_caption_is_ignored() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -301,8 +294,7 @@ private slots:
         QCOMPARE(w->lblStatus->text(), QString("共查询到 3 项。"));
     }
 
-    void query_without_match_keeps_its_columns()
-    {
+    void query_without_match_keeps_its_columns() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -315,8 +307,7 @@ private slots:
         QCOMPARE(Titles(w), QStringList({"序号", "楼宇名称", "房间类型", "房间号", "面积", "说明"}));
     }
 
-    void refresh_keeps_the_query_and_all_drops_it()
-    {
+    void refresh_keeps_the_query_and_all_drops_it() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -335,8 +326,7 @@ private slots:
         QVERIFY(w->QuerySql().isEmpty());
     }
 
-    void start_list_reloads_from_the_database()
-    {
+    void start_list_reloads_from_the_database() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -347,8 +337,7 @@ private slots:
         QVERIFY(Entries(w->cmbHouseName).contains("F座"));
     }
 
-    void header_clicks_sort_as_text_and_number_restores_key_order()
-    {
+    void header_clicks_sort_as_text_and_number_restores_key_order() {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -368,8 +357,7 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000003", "000007", "000012"}));
     }
 
-    void show_edit_and_add_call_the_other_windows_with_the_selected_house()
-    {
+    void show_edit_and_add_call_the_other_windows_with_the_selected_house() {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;
@@ -407,8 +395,7 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void edit_show_and_delete_on_an_empty_list_do_nothing()
-    {
+    void edit_show_and_delete_on_an_empty_list_do_nothing() {
         ProgramFolder folder;
         AddTypes(folder);
         MsgBoxRecorder boxes;
@@ -431,16 +418,15 @@ private slots:
         QCOMPARE(FakeHouseInput::modes, QList<int>({0}));
     }
 
-    void resizing_keeps_the_minimum_and_moves_list_and_buttons()
-    {
+    void resizing_keeps_the_minimum_and_moves_list_and_buttons() {
         ProgramFolder folder;
         Frame frame;
         frmHouseList* w = frame.OpenList();
         QWidget* outer = w->Frame();
         outer->resize(ui::Px(12000), ui::Px(8000));
         QCOMPARE(w->lsvHouse->size(), QSize(ui::Px(12000 - 580), ui::Px(8000 - 3000)));
-        for (QPushButton* b : {w->cmdShow, w->cmdRefresh, w->cmdAll, w->cmdEdit, w->cmdDelete, w->cmdAddNew,
-                               w->cmdExit})
+        for (QPushButton* b :
+             {w->cmdShow, w->cmdRefresh, w->cmdAll, w->cmdEdit, w->cmdDelete, w->cmdAddNew, w->cmdExit})
             QCOMPARE(b->y(), ui::Px(8000 - 1100));
         const int exitLeft = w->cmdExit->x();
         const QPoint frameAt = w->Frame1->pos();
@@ -455,8 +441,7 @@ private slots:
         QCOMPARE(outer->size(), QSize(ui::Px(11000), ui::Px(3000)));
     }
 
-    void exit_unloads_the_window()
-    {
+    void exit_unloads_the_window() {
         ProgramFolder folder;
         Frame frame;
         frmHouseList* w = frame.OpenList();
@@ -466,14 +451,14 @@ private slots:
         QTRY_VERIFY(alive.isNull());
     }
 
-    void missing_database_shows_the_connection_message_twice_and_stays_open()
-    {
+    void missing_database_shows_the_connection_message_twice_and_stays_open() {
         ProgramFolder folder(false);
         MsgBoxRecorder boxes;
         Frame frame;
         frmHouseList* w = frame.OpenList();
         QVERIFY(w);
-        QCOMPARE(boxes.Texts(), QStringList({mdlHouse::DatabaseFailureMessage(), mdlHouse::DatabaseFailureMessage()}));
+        QCOMPARE(boxes.Texts(),
+                 QStringList({mdlHouse::DatabaseFailureMessage(), mdlHouse::DatabaseFailureMessage()}));
         QCOMPARE(w->lsvHouse->Model()->Count(), 0);
         QCOMPARE(Entries(w->cmbHouseFloor).size(), 40);
         QCOMPARE(w->cmbHouseName->count(), 0);
@@ -482,8 +467,7 @@ private slots:
         QCOMPARE(boxes.messages.size(), 2);
     }
 
-    void an_apostrophe_breaks_the_query_quietly()
-    {
+    void an_apostrophe_breaks_the_query_quietly() {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;

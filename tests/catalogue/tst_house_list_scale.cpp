@@ -14,29 +14,30 @@ namespace {
 
 // Adds houses first..last in one transaction: 300 buildings, five types, floors 1 to 30, and one
 // orientation row per house.
-bool FillHouses(const ProgramFolder& folder, int first, int last)
-{
-    return folder.Exec(QStringLiteral(
-                           "BEGIN;"
-                           "WITH RECURSIVE n(i) AS (SELECT %1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) "
-                           "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                           "SELECT i, '楼宇' || printf('%03d', i % 300), printf('%02d%02d', i % 30 + 1, (i / 300) % 20 + 1), "
-                           "'第 ' || i || ' 号房，采光好', i % 30 + 1, i % 5 + 1 FROM n;"
-                           "WITH RECURSIVE n(i) AS (SELECT %1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) "
-                           "INSERT INTO t_Content (HouseID, Caption, Content, List) "
-                           "SELECT i, '朝向', CASE i % 4 WHEN 0 THEN '南' WHEN 1 THEN '北' WHEN 2 THEN '东' ELSE '西' END, 1 FROM n;"
-                           "COMMIT;")
-                           .arg(first)
-                           .arg(last));
+bool FillHouses(const ProgramFolder& folder, int first, int last) {
+    return folder.Exec(
+        QStringLiteral("BEGIN;"
+                       "WITH RECURSIVE n(i) AS (SELECT %1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) "
+                       "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                       "SELECT i, '楼宇' || printf('%03d', i % 300), printf('%02d%02d', i % 30 + 1, (i / "
+                       "300) % 20 + 1), "
+                       "'第 ' || i || ' 号房，采光好', i % 30 + 1, i % 5 + 1 FROM n;"
+                       "WITH RECURSIVE n(i) AS (SELECT %1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) "
+                       "INSERT INTO t_Content (HouseID, Caption, Content, List) "
+                       "SELECT i, '朝向', CASE i % 4 WHEN 0 THEN '南' WHEN 1 THEN '北' WHEN 2 THEN '东' ELSE "
+                       "'西' END, 1 FROM n;"
+                       "COMMIT;")
+            .arg(first)
+            .arg(last));
 }
 
 // SQLite alone: the same statement, every row stepped and every column read as text.
-qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows)
-{
+qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows) {
     QElapsedTimer timer;
     timer.start();
     sqlite3* handle = nullptr;
-    sqlite3_open_v2(QFile::encodeName(folder.DatabasePath()).constData(), &handle, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2(QFile::encodeName(folder.DatabasePath()).constData(), &handle, SQLITE_OPEN_READONLY,
+                    nullptr);
     const QByteArray sql = db::toSqlite(catalogue::AllHousesSql()).toUtf8();
     sqlite3_stmt* stmt = nullptr;
     sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr);
@@ -60,11 +61,11 @@ qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows)
 class tst_house_list_scale : public QObject {
     Q_OBJECT
 private slots:
-    void a_hundred_thousand_houses_open_quickly()
-    {
+    void a_hundred_thousand_houses_open_quickly() {
         ProgramFolder folder;
-        folder.Exec("Insert Into t_HouseType (TypeID, List, HouseType) Values (1, 1, '公寓'), (2, 2, '别墅'), "
-                    "(3, 3, '商铺'), (4, 4, '写字楼'), (5, 5, '车位')");
+        folder.Exec(
+            "Insert Into t_HouseType (TypeID, List, HouseType) Values (1, 1, '公寓'), (2, 2, '别墅'), "
+            "(3, 3, '商铺'), (4, 4, '写字楼'), (5, 5, '车位')");
         QElapsedTimer fill;
         fill.start();
         QVERIFY(FillHouses(folder, 1, 10000));
@@ -103,7 +104,8 @@ private slots:
         QCOMPARE(model->Text(99999), QString("100000"));
         // The padded text order is the numeric order all the way.
         for (int r = 1; r < model->Count(); ++r) {
-            if (model->Text(r - 1) >= model->Text(r)) QFAIL(qPrintable("out of order at row " + QString::number(r)));
+            if (model->Text(r - 1) >= model->Text(r))
+                QFAIL(qPrintable("out of order at row " + QString::number(r)));
         }
         QCOMPARE(w->cmbHouseName->count(), 300);
         QCOMPARE(w->cmbContent->count(), 4);
