@@ -11,11 +11,11 @@
 #include <QTest>
 #include <memory>
 
+#include "TestSupport.h"
 #include "catalogue/frmHouseList.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
-#include "support/TestSupport.h"
 
 namespace cataloguetest {
 

@@ -1,10 +1,10 @@
 #include <QTest>
 
+#include "TestSupport.h"
 #include "catalogue/HouseQuery.h"
 #include "core/db/Connection.h"
 #include "core/db/Dialect.h"
 #include "core/db/Recordset.h"
-#include "support/TestSupport.h"
 
 using catalogue::BuildHouseQuery;
 using catalogue::HouseCriteria;
