@@ -1,5 +1,6 @@
 #include <QApplication>
 
+#include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
 
@@ -7,6 +8,8 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
 
     frmMain main;
     if (!main.Load()) return 0;

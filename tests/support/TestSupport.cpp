@@ -169,7 +169,14 @@ bool Type(QObject* root, const QString& name, const QString& text)
     }
     if (!target) return false;
     target->setFocus();
-    QTest::keyClicks(target, text);
+    // QTest::keyClicks only knows ASCII keys; any other character (Chinese text) is typed as a
+    // key event that carries the character, the way an input method delivers it.
+    for (const QChar ch : text) {
+        if (ch.unicode() < 128)
+            QTest::keyClick(target, ch.toLatin1());
+        else
+            QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+    }
     return true;
 }
 
