@@ -2,11 +2,16 @@
 
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
 
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
 
     frmMain main;
     if (!main.Load()) return 0;
