@@ -187,6 +187,21 @@ private slots:
         QVERIFY(!w->MMC1->IsOpen());
     }
 
+    void closing_the_window_stops_the_tune()
+    {
+        WriteWave(musicPath("long.wav"), 3000);
+        SeedTypes(*folder, 1);
+        folder->Exec("Update t_HouseType Set MusicFile = 'long.wav'");
+        frmHouseType* w = OpenTypes();
+        QSignalSpy done(w->MMC1, &ui::MediaControl::Done);
+        QVERIFY(Click(w, "cmdPlay"));
+        QVERIFY(w->MMC1->IsPlaying());
+        QVERIFY(Click(w, "cmdExit"));
+        QCOMPARE(done.size(), 1);
+        QCOMPARE(done.at(0).at(0).toInt(), 4);
+        QVERIFY(!Forms::Find("frmHouseType"));
+    }
+
     void a_type_without_music_plays_nothing_and_the_button_waits_for_a_stop()
     {
         SeedTypes(*folder, 1);
