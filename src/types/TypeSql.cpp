@@ -13,7 +13,8 @@ QString half(qint16 p, int offset)
 
 QString SelectTypes()
 {
-    return QStringLiteral("Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List");
+    return QStringLiteral(
+        "Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List");
 }
 
 QString MusicFileAt(qint16 list)
@@ -68,8 +69,8 @@ QString LastType()
 
 QString TemplateOf(qint32 typeId)
 {
-    return QStringLiteral("Select Caption, Content From t_Content_Auto Where TypeID = ") + QString::number(typeId) +
-           QStringLiteral(" Order By ContentID");
+    return QStringLiteral("Select Caption, Content From t_Content_Auto Where TypeID = ") +
+           QString::number(typeId) + QStringLiteral(" Order By ContentID");
 }
 
 QString DeleteTemplateOf(qint32 typeId)

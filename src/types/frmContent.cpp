@@ -108,7 +108,8 @@ void frmContent::GetTypeContent(qint16& TypeList)
     mdlHouse::OpenDatabase(conn_);
     sql_ = TypeSql::TypeIdAt(TypeList);
     // A position without a type leaves the current type as it was.
-    if (conn_.Execute(sql_, rs_) && !rs_.Eof()) CurrentTypeID = qint32(rs_.Field(QStringLiteral("TypeID")).toLongLong());
+    if (conn_.Execute(sql_, rs_) && !rs_.Eof())
+        CurrentTypeID = qint32(rs_.Field(QStringLiteral("TypeID")).toLongLong());
     rs_.Close();
     sql_ = TypeSql::TemplateOf(CurrentTypeID);
     if (conn_.Execute(sql_, rs_)) {

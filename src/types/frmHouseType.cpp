@@ -68,7 +68,8 @@ void frmHouseType::setupControls()
     const int buttonWidth = 1440;
     const int buttonHeight = 405;
     auto listButton = [&](const char* name, int index, const QString& caption) {
-        return make<QPushButton>(this, name, buttonLeft, 120 + index * 480, buttonWidth, buttonHeight, caption);
+        const int top = 120 + index * 480;
+        return make<QPushButton>(this, name, buttonLeft, top, buttonWidth, buttonHeight, caption);
     };
     cmdAddNew = listButton("cmdAddNew", 0, QStringLiteral("新增"));
     cmdEdit = listButton("cmdEdit", 1, QStringLiteral("编辑"));
@@ -84,12 +85,15 @@ void frmHouseType::setupControls()
     txtMusicTitle = make<QLineEdit>(this, "txtMusicTitle", 1620, 4590, 4500, 390);
     lblMusicFile = make<QLabel>(this, "lblMusicFile", 120, 5100, 1440, 330, QStringLiteral("文件："));
     txtMusicFile = make<QLineEdit>(this, "txtMusicFile", 1620, 5070, 3540, 390);
-    cmdOpenMusicFile = make<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420, QStringLiteral("浏览..."));
+    cmdOpenMusicFile =
+        make<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420, QStringLiteral("浏览..."));
     cmdPlay = make<QPushButton>(this, "cmdPlay", buttonLeft, 5055, 600, 420, kStopped);
 
     cmdEditOK = make<QPushButton>(this, "cmdEditOK", 1620, 5640, 1200, buttonHeight, QStringLiteral("确定"));
-    cmdEditCancel = make<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight, QStringLiteral("取消"));
-    cmdExit = make<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight, QStringLiteral("退出"));
+    cmdEditCancel =
+        make<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight, QStringLiteral("取消"));
+    cmdExit =
+        make<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight, QStringLiteral("退出"));
 
     MMC1 = new ui::MediaControl(this);
     MMC1->setObjectName(QStringLiteral("MMC1"));
@@ -184,7 +188,8 @@ void frmHouseType::ShowSelectedType()
     txtHouseType->setText(lsvType->SelectedText(1));
     txtMusicTitle->setText(lsvType->SelectedText(2));
     const QString file = MusicFileAtPosition();
-    txtMusicFile->setText(file.isEmpty() ? QString() : mdlHouse::ProgramPath(QStringLiteral("/Music/")) + file);
+    txtMusicFile->setText(file.isEmpty() ? QString()
+                                         : mdlHouse::ProgramPath(QStringLiteral("/Music/")) + file);
 }
 
 QString frmHouseType::MusicFileAtPosition()
@@ -211,7 +216,8 @@ qint32 frmHouseType::TypeIdAtPosition()
 
 void frmHouseType::SetBrowseState()
 {
-    for (QPushButton* b : {cmdUp, cmdDown, cmdContent, cmdRefresh, cmdDelete, cmdAddNew, cmdEdit}) b->setEnabled(true);
+    for (QPushButton* b : {cmdUp, cmdDown, cmdContent, cmdRefresh, cmdDelete, cmdAddNew, cmdEdit})
+        b->setEnabled(true);
     cmdEditOK->setEnabled(false);
     cmdEditCancel->setEnabled(false);
     for (QLineEdit* box : {txtHouseType, txtMusicTitle, txtMusicFile}) {
@@ -330,7 +336,8 @@ void frmHouseType::CopyMusicFile(const QString& fileName)
     // With no file chosen there is nothing to copy. An unchanged file is copied onto itself,
     // which leaves it as it is.
     if (fileName.isEmpty()) return;
-    TypeMusic::CopyReplacing(txtMusicFile->text(), mdlHouse::ProgramPath(QStringLiteral("/Music/")) + fileName);
+    const QString destination = mdlHouse::ProgramPath(QStringLiteral("/Music/")) + fileName;
+    TypeMusic::CopyReplacing(txtMusicFile->text(), destination);
 }
 
 bool frmHouseType::CanDeleteType()

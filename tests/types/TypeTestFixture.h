@@ -69,7 +69,8 @@ inline void SeedTypes(const testsupport::ProgramFolder& folder, int count)
 inline QString Positions(const testsupport::ProgramFolder& folder)
 {
     QStringList parts;
-    for (const QVariantList& row : folder.Rows(QStringLiteral("Select List, HouseType From t_HouseType Order By List")))
+    const QString sql = QStringLiteral("Select List, HouseType From t_HouseType Order By List");
+    for (const QVariantList& row : folder.Rows(sql))
         parts << row[0].toString() + QLatin1Char(':') + row[1].toString();
     return parts.join(QLatin1Char(' '));
 }
@@ -82,7 +83,8 @@ inline QList<QVariantList> TypeTable(const testsupport::ProgramFolder& folder)
 
 inline qint64 TypeIdOf(const testsupport::ProgramFolder& folder, const QString& name)
 {
-    return folder.Value(QStringLiteral("Select TypeID From t_HouseType Where HouseType = '%1'").arg(name)).toLongLong();
+    const QString sql = QStringLiteral("Select TypeID From t_HouseType Where HouseType = '%1'");
+    return folder.Value(sql.arg(name)).toLongLong();
 }
 
 // The item texts (column 0) or another column of the list, in displayed order.
@@ -110,7 +112,8 @@ inline void DoubleClickRow(ui::ListView* list, int row)
 inline void ClickHeader(ui::ListView* list, int column)
 {
     QHeaderView* header = list->horizontalHeader();
-    const QPoint at(header->sectionViewportPosition(column) + header->sectionSize(column) / 2, header->height() / 2);
+    const int x = header->sectionViewportPosition(column) + header->sectionSize(column) / 2;
+    const QPoint at(x, header->height() / 2);
     QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
 }
 

@@ -23,8 +23,9 @@ private:
     QStringList stored(qint64 typeId)
     {
         QStringList rows;
-        for (const QVariantList& r : folder->Rows(
-                 QString("Select Caption, Content From t_Content_Auto Where TypeID = %1 Order By ContentID").arg(typeId)))
+        const QString sql =
+            "Select Caption, Content From t_Content_Auto Where TypeID = %1 Order By ContentID";
+        for (const QVariantList& r : folder->Rows(sql.arg(typeId)))
             rows << r[0].toString() + "=" + r[1].toString();
         return rows;
     }
@@ -71,7 +72,8 @@ private slots:
         QCOMPARE(TypeSql::TemplateOf(5),
                  QString("Select Caption, Content From t_Content_Auto Where TypeID = 5 Order By ContentID"));
         QCOMPARE(TypeSql::DeleteTemplateOf(5), QString("Delete From t_Content_Auto Where TypeID = 5"));
-        QCOMPARE(TypeSql::EmptyTemplateRows(), QString("Select * From t_Content_Auto Where ContentID Is Null"));
+        QCOMPARE(TypeSql::EmptyTemplateRows(),
+                 QString("Select * From t_Content_Auto Where ContentID Is Null"));
     }
 
     void opens_with_the_rows_of_the_type_in_stored_order()
@@ -95,14 +97,15 @@ private slots:
     {
         addTemplateRow(t1, "x", "9");
         const auto before = folder->Rows("Select * From t_Content_Auto Order By ContentID");
-        const QVariant sequence = folder->Value("Select seq From sqlite_sequence Where name = 't_Content_Auto'");
+        const QString lastKey = "Select seq From sqlite_sequence Where name = 't_Content_Auto'";
+        const QVariant sequence = folder->Value(lastKey);
         frmContent* c = openTemplate(1);
         QVERIFY(c);
         QCOMPARE(c->lsvContent->Model()->Count(), 0);
         QVERIFY(Click(c, "cmdOK"));
         QVERIFY(!contentOpen());
         QCOMPARE(folder->Rows("Select * From t_Content_Auto Order By ContentID"), before);
-        QCOMPARE(folder->Value("Select seq From sqlite_sequence Where name = 't_Content_Auto'"), sequence);
+        QCOMPARE(folder->Value(lastKey), sequence);
     }
 
     void clear_then_ok_leaves_no_rows()

@@ -39,11 +39,12 @@ private slots:
                  QString("Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 3 And 2"));
         QCOMPARE(TypeSql::MoveDown(3),
                  QString("Update t_HouseType Set List = List + Sgn(3.5 - List) Where List Between 3 And 4"));
-        QCOMPARE(TypeSql::SelectTypes(),
-                 QString("Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List"));
+        QCOMPARE(TypeSql::SelectTypes(), QString("Select TypeID, List, HouseType, MusicTitle, MusicFile "
+                                                 "From t_HouseType Order By List"));
         QCOMPARE(TypeSql::DeleteTypeAt(2), QString("Delete From t_HouseType Where List = 2"));
         QCOMPARE(TypeSql::CloseGapAfter(2), QString("Update t_HouseType Set List = List - 1 Where List > 2"));
-        QCOMPARE(TypeSql::CountHousesOfType(7), QString("Select Count(*) as a From t_House Where TypeID = 7"));
+        QCOMPARE(TypeSql::CountHousesOfType(7),
+                 QString("Select Count(*) as a From t_House Where TypeID = 7"));
         QCOMPARE(TypeSql::LastType(), QString("Select Top 1 * From t_HouseType Order By List DESC"));
         QCOMPARE(TypeSql::EditedTypeAt(4),
                  QString("Select HouseType, MusicTitle, MusicFile From t_HouseType Where List = 4"));
@@ -155,7 +156,8 @@ private slots:
     {
         SeedTypes(*folder, 4);
         const qint64 t2 = TypeIdOf(*folder, "T2");
-        folder->Exec(QString("Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '朝向', '南')").arg(t2));
+        const QString row = "Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '朝向', '南')";
+        folder->Exec(row.arg(t2));
         frmHouseType* w = OpenTypes();
         ClickRow(w->lsvType, 1);
         boxes->answers << ui::Answer::Yes;
@@ -164,7 +166,8 @@ private slots:
         QCOMPARE(boxes->messages[0].first, QString("确定要删除类型 \"T2\" 吗？"));
         QCOMPARE(boxes->messages[0].second, ui::Buttons::YesNo);
         QCOMPARE(Positions(*folder), QString("1:T1 2:T3 3:T4"));
-        QCOMPARE(folder->Value(QString("Select Count(*) From t_Content_Auto Where TypeID = %1").arg(t2)).toInt(), 1);
+        const QString count = "Select Count(*) From t_Content_Auto Where TypeID = %1";
+        QCOMPARE(folder->Value(count.arg(t2)).toInt(), 1);
         QCOMPARE(Column(w->lsvType), QStringList({"1", "2", "3"}));
         QVERIFY(browseState(w));
     }
@@ -247,7 +250,8 @@ private slots:
         QVERIFY(TypeInto(w->txtHouseType, "flat"));
         QVERIFY(Click(w, "cmdEditOK"));
         QCOMPARE(Positions(*folder), QString("1:T1 2:flat 3:T3"));
-        QCOMPARE(folder->Value("Select MusicTitle From t_HouseType Where List = 2").toString(), QString("M2"));
+        QCOMPARE(folder->Value("Select MusicTitle From t_HouseType Where List = 2").toString(),
+                 QString("M2"));
         QCOMPARE(w->lsvType->SelectedRow(), 1);
         QCOMPARE(w->txtHouseType->text(), QString("flat"));
     }
@@ -297,7 +301,8 @@ private slots:
         ClickRow(w->lsvType, 5);
         QCOMPARE(w->lsvType->SelectedText(1), QString("T3"));
         QVERIFY(Click(w, "cmdUp"));
-        QCOMPARE(Positions(*folder), QString("1:T1 2:T3 3:T2 4:T4 5:T5 6:T6 7:T7 8:T8 9:T9 10:T10 11:T11 12:T12"));
+        QCOMPARE(Positions(*folder),
+                 QString("1:T1 2:T3 3:T2 4:T4 5:T5 6:T6 7:T7 8:T8 9:T9 10:T10 11:T11 12:T12"));
         // The list stays sorted as text, and row index 2 (displayed second) is selected: "10".
         QCOMPARE(Column(w->lsvType),
                  QStringList({"1", "10", "11", "12", "2", "3", "4", "5", "6", "7", "8", "9"}));
@@ -306,7 +311,8 @@ private slots:
         QCOMPARE(w->txtHouseType->text(), QString("T10"));
         // A move from there goes by the selected row's position, 10.
         QVERIFY(Click(w, "cmdDown"));
-        QCOMPARE(Positions(*folder), QString("1:T1 2:T3 3:T2 4:T4 5:T5 6:T6 7:T7 8:T8 9:T9 10:T11 11:T10 12:T12"));
+        QCOMPARE(Positions(*folder),
+                 QString("1:T1 2:T3 3:T2 4:T4 5:T5 6:T6 7:T7 8:T8 9:T9 10:T11 11:T10 12:T12"));
         QCOMPARE(w->lsvType->SelectedRow(), 10);
         QCOMPARE(w->lsvType->SelectedText(), QString("8"));
     }
@@ -335,7 +341,8 @@ private slots:
     {
         SeedTypes(*folder, 2);
         const qint64 t2 = TypeIdOf(*folder, "T2");
-        folder->Exec(QString("Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '面积', '90')").arg(t2));
+        const QString row = "Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '面积', '90')";
+        folder->Exec(row.arg(t2));
         frmHouseType* w = OpenTypes();
         ClickRow(w->lsvType, 1);
         QVERIFY(Click(w, "cmdContent"));

@@ -75,7 +75,8 @@ private slots:
         dialog->paths << song;
         QVERIFY(Click(w, "cmdOpenMusicFile"));
         QVERIFY(Click(w, "cmdEditOK"));
-        QCOMPARE(folder->Value("Select MusicFile From t_HouseType Where List = 2").toString(), QString("song.mp3"));
+        QCOMPARE(folder->Value("Select MusicFile From t_HouseType Where List = 2").toString(),
+                 QString("song.mp3"));
         QCOMPARE(ReadFile(musicPath("song.mp3")), QByteArray("the new song"));
         QCOMPARE(ReadFile(song), QByteArray("the new song"));
         QCOMPARE(w->lsvType->SelectedText(3), QString("song.mp3"));
