@@ -14,7 +14,7 @@
 #include <cmath>
 #include <memory>
 
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/MediaControl.h"
