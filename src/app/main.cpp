@@ -3,6 +3,8 @@
 #include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
 
 int main(int argc, char* argv[])
 {
@@ -10,6 +12,8 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
 
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
 
     frmMain main;
     if (!main.Load()) return 0;
