@@ -159,11 +159,12 @@ bool Click(QObject* root, const QString& name)
 bool Type(QObject* root, const QString& name, const QString& text)
 {
     QWidget* target = nullptr;
-    if (auto* combo = Find<QComboBox>(root, name)) {
+    auto* combo = root ? root->findChild<QComboBox*>(name) : nullptr;
+    if (combo) {
         combo->setCurrentIndex(-1);
         combo->setEditText(QString());
         target = combo->lineEdit() ? static_cast<QWidget*>(combo->lineEdit()) : combo;
-    } else if (auto* edit = root->findChild<QWidget*>(name)) {
+    } else if (auto* edit = root ? root->findChild<QWidget*>(name) : nullptr) {
         if (auto* line = qobject_cast<QLineEdit*>(edit)) line->clear();
         target = edit;
     }
