@@ -87,17 +87,17 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
     for (const Table& table : catalogue.tables) {
         QStringList names;
         QStringList marks;
-        for (const ColumnSpec& c : table.spec.columns) {
+        for (const ColumnLayout& c : table.layout.columns) {
             names << c.name;
             marks << QStringLiteral("?");
         }
         const QByteArray sql =
             QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                .arg(table.spec.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
+                .arg(table.layout.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
                 .toUtf8();
         sqlite3_stmt* stmt = nullptr;
         if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK)
-            return fail(QStringLiteral("cannot write %1").arg(table.spec.name));
+            return fail(QStringLiteral("cannot write %1").arg(table.layout.name));
         for (const QVariantList& row : table.rows) {
             sqlite3_reset(stmt);
             for (int i = 0; i < row.size(); ++i) {
@@ -113,7 +113,7 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
             }
             if (sqlite3_step(stmt) != SQLITE_DONE) {
                 const QString what = QStringLiteral("cannot write the row of %1 with %2 %3")
-                                         .arg(table.spec.name, table.spec.columns[0].name, row[0].toString());
+                                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString());
                 *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
                 sqlite3_finalize(stmt);
                 sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -356,7 +356,7 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
         result.copied << file.label;
     }
     for (const Table& table : catalogue.tables)
-        result.rowCounts << qMakePair(table.spec.name, int(table.rows.size()));
+        result.rowCounts << qMakePair(table.layout.name, int(table.rows.size()));
     result.ok = true;
     return result;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr int kOffsetMask = 0x1FFF;
 constexpr quint32 kMaxMemoPages = 1u << 20;
 
-const QList<TableSpec> kTables = {
+const QList<TableLayout> kTables = {
     {QStringLiteral("t_HouseType"),
      {{"TypeID", Kind::Key},
       {"List", Kind::Number},
@@ -257,34 +257,34 @@ MdbCatalogEntry* findTableEntry(MdbHandle* mdb, const QString& name)
     return nullptr;
 }
 
-bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error)
+bool readTable(MdbHandle* mdb, const TableLayout& layout, Table* out, QString* error)
 {
-    MdbCatalogEntry* entry = findTableEntry(mdb, spec.name);
+    MdbCatalogEntry* entry = findTableEntry(mdb, layout.name);
     if (!entry) {
-        *error = QStringLiteral("the table %1 is missing").arg(spec.name);
+        *error = QStringLiteral("the table %1 is missing").arg(layout.name);
         return false;
     }
     TableFreer table{mdb_read_table(entry)};
     if (!table.table || !mdb_read_columns(table.table)) {
-        *error = QStringLiteral("the table %1 cannot be read (the file is damaged)").arg(spec.name);
+        *error = QStringLiteral("the table %1 cannot be read (the file is damaged)").arg(layout.name);
         return false;
     }
     MdbTableDef* t = table.table;
     std::vector<int> columnIndex;
-    for (const ColumnSpec& c : spec.columns) {
+    for (const ColumnLayout& c : layout.columns) {
         int found = -1;
         for (guint i = 0; i < t->num_cols; ++i) {
             auto* col = static_cast<MdbColumn*>(g_ptr_array_index(t->columns, i));
             if (QString::fromUtf8(col->name).compare(c.name, Qt::CaseInsensitive) == 0) found = int(i);
         }
         if (found < 0) {
-            *error = QStringLiteral("the table %1 has no column %2").arg(spec.name, c.name);
+            *error = QStringLiteral("the table %1 has no column %2").arg(layout.name, c.name);
             return false;
         }
         columnIndex.push_back(found);
     }
 
-    out->spec = spec;
+    out->layout = layout;
     out->rows.clear();
     std::vector<MdbField> fields(t->num_cols + 1);
     mdb_rewind_table(t);
@@ -293,22 +293,22 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
         int length = 0;
         if (!findRow(mdb, mdb->pg_buf, int(t->cur_row) - 1, &start, &length) ||
             mdb_crack_row(t, start, size_t(length), fields.data()) < int(t->num_cols)) {
-            *error = QStringLiteral("a row of %1 cannot be read (the file is damaged)").arg(spec.name);
+            *error = QStringLiteral("a row of %1 cannot be read (the file is damaged)").arg(layout.name);
             return false;
         }
         QVariantList row;
-        for (int i = 0; i < spec.columns.size(); ++i) {
+        for (int i = 0; i < layout.columns.size(); ++i) {
             const int index = columnIndex[size_t(i)];
             auto* col = static_cast<MdbColumn*>(g_ptr_array_index(t->columns, guint(index)));
             QVariant value;
             QString why;
-            if (!convertField(mdb, col, fields[size_t(index)], spec.columns[i].kind, &value, &why)) {
+            if (!convertField(mdb, col, fields[size_t(index)], layout.columns[i].kind, &value, &why)) {
                 const QString key =
                     i == 0 || row.isEmpty()
                         ? QString()
-                        : QStringLiteral(" (%1 %2)").arg(spec.columns[0].name, row[0].toString());
+                        : QStringLiteral(" (%1 %2)").arg(layout.columns[0].name, row[0].toString());
                 *error = QStringLiteral("%1.%2 of row %3%4 does not fit: %5")
-                             .arg(spec.name, spec.columns[i].name)
+                             .arg(layout.name, layout.columns[i].name)
                              .arg(out->rows.size() + 1)
                              .arg(key, why);
                 return false;
@@ -319,7 +319,7 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
     }
     if (quint32(out->rows.size()) != t->num_rows) {
         *error = QStringLiteral("the table %1 should hold %2 rows but %3 could be read (the file is damaged)")
-                     .arg(spec.name)
+                     .arg(layout.name)
                      .arg(t->num_rows)
                      .arg(out->rows.size());
         return false;
@@ -329,7 +329,7 @@ bool readTable(MdbHandle* mdb, const TableSpec& spec, Table* out, QString* error
 
 }  // namespace
 
-const QList<TableSpec>& CatalogueTables()
+const QList<TableLayout>& CatalogueTables()
 {
     return kTables;
 }
@@ -337,7 +337,7 @@ const QList<TableSpec>& CatalogueTables()
 const Table* Catalogue::Find(const QString& name) const
 {
     for (const Table& t : tables) {
-        if (t.spec.name == name) return &t;
+        if (t.layout.name == name) return &t;
     }
     return nullptr;
 }
@@ -411,9 +411,9 @@ bool ReadCatalogue(const QString& mdbPath, Catalogue* catalogue, QString* error)
         return false;
     }
     catalogue->tables.clear();
-    for (const TableSpec& spec : kTables) {
+    for (const TableLayout& layout : kTables) {
         Table table;
-        if (!readTable(mdb, spec, &table, error)) {
+        if (!readTable(mdb, layout, &table, error)) {
             *error = QStringLiteral("%1: %2").arg(mdbPath, *error);
             return false;
         }

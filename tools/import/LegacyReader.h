@@ -13,22 +13,22 @@ namespace legacy {
 
 enum class Kind { Key, Number, Text };
 
-struct ColumnSpec {
+struct ColumnLayout {
     QString name;
     Kind kind;
 };
 
-struct TableSpec {
+struct TableLayout {
     QString name;
-    QList<ColumnSpec> columns;  // the key first
+    QList<ColumnLayout> columns;  // the key first
 };
 
 // The five tables and the columns the program reads and writes, in the order they are written.
-const QList<TableSpec>& CatalogueTables();
+const QList<TableLayout>& CatalogueTables();
 
 struct Table {
-    TableSpec spec;
-    QList<QVariantList> rows;  // one value per spec column: qint64, QString, or null
+    TableLayout layout;
+    QList<QVariantList> rows;  // one value per column of the layout: qint64, QString, or null
 };
 
 struct Catalogue {
