@@ -12,6 +12,9 @@
 #include "LegacyFixtures.h"
 #include "LegacyReader.h"
 #include "TestSupport.h"
+#include "catalogue/frmHouseList.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
 
@@ -163,6 +166,47 @@ private slots:
             QVERIFY(previous <= order);
             previous = order;
         }
+    }
+
+    void imported_catalogue_opens_in_the_catalogue_window()
+    {
+        REQUIRE_FIXTURES();
+        const QString old = makeOldFolder("window");
+        ProgramFolder program;
+        QVERIFY(legacy::Import({old, program.Path(), false}).ok);
+        testsupport::MsgBoxRecorder messages;
+        Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+        auto* w = qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
+        QVERIFY(w);
+        QVERIFY2(messages.Texts().isEmpty(), qPrintable(messages.Texts().join(" | ")));
+
+        const QJsonObject tables = loadJson("House.json").value("tables").toObject();
+        QMap<qint64, QString> typeNames;
+        for (const auto& t : tables.value("t_HouseType").toObject().value("rows").toArray())
+            typeNames.insert(t.toObject().value("TypeID").toInteger(), t.toObject().value("HouseType").toString());
+        QMap<QString, QJsonObject> expected;  // by the number the list shows
+        for (const auto& h : tables.value("t_House").toObject().value("rows").toArray()) {
+            const QJsonObject house = h.toObject();
+            if (typeNames.contains(house.value("TypeID").toInteger()))
+                expected.insert(QStringLiteral("%1").arg(house.value("HouseID").toInteger(), 6, 10, QLatin1Char('0')),
+                                house);
+        }
+        const ui::ListModel* model = w->lsvHouse->Model();
+        QCOMPARE(model->Count(), expected.size());
+        QStringList shown;
+        for (int r = 0; r < model->Count(); ++r) {
+            const QString number = model->Text(r, 0);
+            shown << number;
+            const QJsonObject house = expected.value(number);
+            QVERIFY2(!house.isEmpty(), qPrintable(number));
+            QCOMPARE(model->Text(r, 1), house.value("HouseName").toString());
+            QCOMPARE(model->Text(r, 2), typeNames.value(house.value("TypeID").toInteger()));
+            QCOMPARE(model->Text(r, 3), house.value("HouseNo").toString());
+            QCOMPARE(model->Text(r, 4), house.value("Intro").toString());
+        }
+        QCOMPARE(shown, QStringList(expected.keys()));  // listed by number, all of them
+        Forms::Unload(QStringLiteral("frmHouseList"));
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
     void empty_office_imports_exactly()
