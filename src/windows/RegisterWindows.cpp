@@ -1,0 +1,25 @@
+#include "windows/RegisterWindows.h"
+
+#include "about/frmAbout.h"
+#include "catalogue/frmHouseList.h"
+#include "core/ui/Forms.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
+
+namespace windows {
+
+QStringList RegisterWindows()
+{
+    QStringList names;
+    auto add = [&names](const QString& name, std::function<QWidget*()> factory) {
+        Forms::Register(name, std::move(factory));
+        names << name;
+    };
+    add(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    add(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    add(QStringLiteral("frmContent"), [] { return new frmContent; });
+    add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
+    return names;
+}
+
+}  // namespace windows

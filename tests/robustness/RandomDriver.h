@@ -1,0 +1,431 @@
+#pragma once
+
+// Drives whatever windows are open the way an impatient user with a bad keyboard would: random
+// clicks on every enabled button, random rows, double clicks and column titles in every list,
+// awkward text in every box, arrow keys in every drop-down, windows opened from the menus and
+// from the registry, resized to odd sizes and closed again. Everything is found generically
+// (by widget class below the open windows), so a window that is registered is driven without
+// this file knowing it.
+
+#include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMap>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QTableView>
+#include <QTest>
+#include <QTextEdit>
+
+#include "core/frmMain.h"
+#include "core/ui/Form.h"
+#include "core/ui/Forms.h"
+
+namespace robustness {
+
+// The texts typed into boxes: quotes that break concatenated SQL, LIKE wildcards, backslashes,
+// Chinese, emoji (surrogate pairs and a joined sequence), numbers far out of every range, blank
+// and very long texts. None of them ends in the extension of a real picture, so that a picture
+// path typed by hand never passes for one that was picked (the final picture check relies on it).
+inline QStringList BadTexts()
+{
+    QStringList texts = {
+        QString(),
+        QStringLiteral(" "),
+        QStringLiteral("O'Brien"),
+        QStringLiteral("it's"),
+        QStringLiteral("'"),
+        QStringLiteral("''"),
+        QStringLiteral("\"quoted\""),
+        QStringLiteral("\""),
+        QStringLiteral("100%"),
+        QStringLiteral("%"),
+        QStringLiteral("_%_"),
+        QStringLiteral("C:\\Program Files\\House\\"),
+        QStringLiteral("\\"),
+        QStringLiteral("\\'"),
+        QStringLiteral("楼宇一号"),
+        QStringLiteral("三室两厅 朝南 120平方米"),
+        QStringLiteral("宋体"),
+        QStringLiteral("😀🏠"),
+        QStringLiteral("👨‍👩‍👧‍👦"),
+        QStringLiteral("a😀'\"%\\中"),
+        QStringLiteral("0"),
+        QStringLiteral("-1"),
+        QStringLiteral("3.5"),
+        QStringLiteral("2.5"),
+        QStringLiteral("32767"),
+        QStringLiteral("32768"),
+        QStringLiteral("-32769"),
+        QStringLiteral("2147483647"),
+        QStringLiteral("2147483648"),
+        QStringLiteral("-2147483649"),
+        QStringLiteral("99999999999999999999"),
+        QStringLiteral("1e309"),
+        QStringLiteral("-1e309"),
+        QStringLiteral("NaN"),
+        QStringLiteral("&H7FFFFFFF"),
+        QStringLiteral("12abc"),
+        QStringLiteral("Robert'); Delete From t_House; --"),
+        QStringLiteral("' Or '1'='1"),
+        QStringLiteral("<b>bold</b> & <script>alert(1)</script>"),
+        QStringLiteral("A101"),
+        QStringLiteral("normal text"),
+    };
+    texts << QString(10000, QLatin1Char('x'));
+    texts << QString(10000, QChar(0x623F));  // 房
+    QString mixed;
+    while (mixed.size() < 10000) mixed += QStringLiteral("'%\\\"中😀");
+    texts << mixed;
+    return texts;
+}
+
+class RandomDriver {
+public:
+    RandomDriver(QRandomGenerator* rng, frmMain* main, QStringList windowNames)
+        : rng_(rng), main_(main), names_(std::move(windowNames)), texts_(BadTexts())
+    {
+    }
+
+    // One random action; returns its description (for the trace and for a crash report).
+    QString Step()
+    {
+        // With few windows open most actions would find nothing to act on: a user opens one.
+        const int open = OpenForms().size();
+        if (open == 0 || (open == 1 && rng_->bounded(4) == 0)) return rng_->bounded(4) ? openFromMenu() : openFromRegistry();
+        const int r = int(rng_->bounded(100));
+        QString done;
+        if (r < 6) done = openFromMenu();
+        else if (r < 8) done = openFromRegistry();
+        else if (r < 45) done = clickButton();
+        else if (r < 60) done = listAction();
+        else if (r < 79) done = typeText();
+        else if (r < 85) done = comboKeys();
+        else if (r < 89) done = keyToFocus();
+        else if (r < 90) done = clickLabel();
+        else if (r < 94) done = resizeWindow();
+        else done = closeWindow();
+        // Nothing of that kind to act on: the action goes to the menus instead.
+        if (done.endsWith(QLatin1String("(none)"))) done += QStringLiteral(", then ") + openFromMenu();
+        return done;
+    }
+
+    // The registered windows that are open now, by name.
+    QMap<QString, QWidget*> OpenForms() const
+    {
+        QMap<QString, QWidget*> open;
+        for (const QString& name : names_) {
+            if (QWidget* w = Forms::Find(name)) open.insert(name, w);
+        }
+        return open;
+    }
+
+    QMap<QString, int> actions;  // how many of each kind ran (skipped ones are counted as such)
+    QSet<QString> opened;        // registered windows seen open at least once
+    int exitRequests = 0;
+
+    void NoteOpenWindows()
+    {
+        const auto open = OpenForms();
+        for (auto it = open.cbegin(); it != open.cend(); ++it) opened.insert(it.key());
+    }
+
+private:
+    template <typename T>
+    T* pick(const QList<T*>& list)
+    {
+        return list.isEmpty() ? nullptr : list.at(int(rng_->bounded(quint32(list.size()))));
+    }
+
+    QString count(const QString& kind)
+    {
+        ++actions[kind];
+        return kind;
+    }
+
+    // Every window a user could reach now: the open registered windows and any other window of
+    // the program that is shown on its own (a picture's large view, say), but not the frame.
+    QList<QWidget*> roots() const
+    {
+        QList<QWidget*> list;
+        const auto open = OpenForms();
+        for (QWidget* w : open) {
+            if (w->isVisible()) list << w;
+        }
+        for (QWidget* top : QApplication::topLevelWidgets()) {
+            if (top == main_ || !top->isVisible() || qobject_cast<QMenu*>(top)) continue;
+            if (top->windowType() == Qt::Popup || top->windowType() == Qt::ToolTip) continue;
+            if (!list.contains(top)) list << top;
+        }
+        return list;
+    }
+
+    template <typename T>
+    QList<T*> usable() const
+    {
+        QList<T*> found;
+        for (QWidget* root : roots()) {
+            for (T* w : root->findChildren<T*>()) {
+                if (w->isVisible() && w->isEnabled()) found << w;
+            }
+        }
+        return found;
+    }
+
+    static QString describe(QObject* o)
+    {
+        QString path = o->objectName().isEmpty() ? QString::fromLatin1(o->metaObject()->className())
+                                                 : o->objectName();
+        if (auto* w = qobject_cast<QWidget*>(o)) {
+            if (QWidget* win = w->window()) {
+                // The registered window it sits in, when it sits in one.
+                for (QWidget* p = w->parentWidget(); p; p = p->parentWidget()) {
+                    if (qobject_cast<ui::Form*>(p)) return p->objectName() + QLatin1Char('.') + path;
+                }
+                if (win != w) return win->objectName() + QLatin1Char('.') + path;
+            }
+        }
+        return path;
+    }
+
+    QString openFromMenu()
+    {
+        QList<QAction*> entries;
+        for (QAction* a : main_->findChildren<QAction*>()) {
+            if (a->objectName().startsWith(QLatin1String("mnu")) && !a->menu() && a->isEnabled()) entries << a;
+        }
+        QAction* a = pick(entries);
+        if (!a) return count(QStringLiteral("menu (none)"));
+        if (a == main_->mnuExit) ++exitRequests;
+        const QString d = QStringLiteral("menu ") + a->objectName();
+        ++actions[QStringLiteral("menu")];
+        a->trigger();
+        return d;
+    }
+
+    QString openFromRegistry()
+    {
+        const QString name = names_.at(int(rng_->bounded(quint32(names_.size()))));
+        ++actions[QStringLiteral("show")];
+        Forms::Show(name);
+        return QStringLiteral("show ") + name;
+    }
+
+    QString clickButton()
+    {
+        QAbstractButton* b = pick(usable<QAbstractButton>());
+        if (!b) return count(QStringLiteral("click (none)"));
+        const QString d = QStringLiteral("click ") + describe(b) + QStringLiteral(" \"") + b->text() +
+                          QLatin1Char('"');
+        ++actions[QStringLiteral("click")];
+        if (b->width() > 0 && b->height() > 0)
+            QTest::mouseClick(b, Qt::LeftButton);
+        else
+            b->click();
+        return d;
+    }
+
+    QString listAction()
+    {
+        QAbstractItemView* view = pick(usable<QAbstractItemView>());
+        if (!view || !view->model()) return count(QStringLiteral("list (none)"));
+        QAbstractItemModel* model = view->model();
+        const int rows = model->rowCount(view->rootIndex());
+        const int columns = qMax(1, model->columnCount(view->rootIndex()));
+        const int how = int(rng_->bounded(10));
+        auto* table = qobject_cast<QTableView*>(view);
+        if (how == 9 && table && table->horizontalHeader()->isVisible()) {
+            QHeaderView* header = table->horizontalHeader();
+            if (header->count() == 0) return count(QStringLiteral("list header (none)"));
+            const int section = int(rng_->bounded(quint32(header->count())));
+            const QPoint at(header->sectionViewportPosition(section) + header->sectionSize(section) / 2,
+                            header->height() / 2);
+            ++actions[QStringLiteral("list header")];
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier, at);
+            return QStringLiteral("column click ") + describe(view) + QLatin1Char(' ') + QString::number(section);
+        }
+        if (rows == 0) return count(QStringLiteral("list (empty)"));
+        const int row = int(rng_->bounded(quint32(rows)));
+        const QModelIndex index = model->index(row, int(rng_->bounded(quint32(columns))), view->rootIndex());
+        if (how == 8) {
+            ++actions[QStringLiteral("list key")];
+            view->setFocus();
+            QTest::keyClick(view, rng_->bounded(2) ? Qt::Key_Down : Qt::Key_Up);
+            return QStringLiteral("arrow key in ") + describe(view);
+        }
+        view->scrollTo(index);
+        const QPoint at = view->visualRect(index).center();
+        if (how >= 6) {
+            ++actions[QStringLiteral("list double click")];
+            QTest::mouseDClick(view->viewport(), Qt::LeftButton, Qt::NoModifier, at);
+            return QStringLiteral("double click ") + describe(view) + QStringLiteral(" row ") + QString::number(row);
+        }
+        ++actions[QStringLiteral("list click")];
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, Qt::NoModifier, at);
+        return QStringLiteral("click ") + describe(view) + QStringLiteral(" row ") + QString::number(row);
+    }
+
+    // Types one character the way a keyboard or an input method delivers it.
+    static void typeCharacter(QWidget* target, uint codePoint)
+    {
+        if (codePoint >= 32 && codePoint < 127) {
+            QTest::keyClick(target, char(codePoint));
+        } else {
+            const char32_t cp = char32_t(codePoint);
+            QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString::fromUcs4(&cp, 1), Qt::NoModifier);
+        }
+    }
+
+    QString typeText()
+    {
+        QList<QWidget*> boxes;
+        for (QLineEdit* e : usable<QLineEdit>()) {
+            if (!e->isReadOnly()) boxes << e;
+        }
+        for (QPlainTextEdit* e : usable<QPlainTextEdit>()) {
+            if (!e->isReadOnly()) boxes << e;
+        }
+        for (QTextEdit* e : usable<QTextEdit>()) {
+            if (!e->isReadOnly()) boxes << e;
+        }
+        QWidget* box = pick(boxes);
+        if (!box) return count(QStringLiteral("type (none)"));
+        const QString text = texts_.at(int(rng_->bounded(quint32(texts_.size()))));
+        const QString d = QStringLiteral("type into ") + describe(box) + QStringLiteral(": ") +
+                          (text.size() > 40 ? QString::number(text.size()) + QStringLiteral(" characters")
+                                            : QLatin1Char('"') + text + QLatin1Char('"'));
+        QPointer<QWidget> guard(box);
+        box->setFocus();
+        auto* line = qobject_cast<QLineEdit*>(box);
+        auto* plain = qobject_cast<QPlainTextEdit*>(box);
+        auto* rich = qobject_cast<QTextEdit*>(box);
+        if (line) line->selectAll();
+        if (plain) plain->selectAll();
+        if (rich) rich->selectAll();
+        if (text.isEmpty()) {
+            ++actions[QStringLiteral("type (erase)")];
+            QTest::keyClick(box, Qt::Key_Backspace);
+        } else if (text.size() <= 60 && rng_->bounded(10) < 7) {
+            ++actions[QStringLiteral("type (keys)")];
+            for (uint cp : text.toUcs4()) {
+                typeCharacter(box, cp);
+                // A key may close the window under the cursor.
+                if (!guard || !box->isVisible()) break;
+            }
+        } else {
+            // A paste: the whole text replaces the selection in one edit.
+            ++actions[QStringLiteral("type (paste)")];
+            if (line) line->insert(text);
+            if (plain) plain->insertPlainText(text);
+            if (rich) rich->insertPlainText(text);
+        }
+        return d;
+    }
+
+    QString comboKeys()
+    {
+        QComboBox* combo = pick(usable<QComboBox>());
+        if (!combo) return count(QStringLiteral("combo (none)"));
+        static const Qt::Key keys[] = {Qt::Key_Down, Qt::Key_Up, Qt::Key_Home, Qt::Key_End, Qt::Key_PageDown};
+        const int presses = 1 + int(rng_->bounded(3));
+        const Qt::Key key = keys[rng_->bounded(5)];
+        const QString d = QStringLiteral("keys in ") + describe(combo) + QStringLiteral(" x") +
+                          QString::number(presses) + QStringLiteral(" key ") + QString::number(int(key), 16);
+        ++actions[QStringLiteral("combo")];
+        QPointer<QComboBox> guard(combo);
+        combo->setFocus();
+        for (int i = 0; i < presses && guard; ++i) QTest::keyClick(combo, key);
+        return d;
+    }
+
+    // Keys that act but never change a text: a stray Space only where it presses a button.
+    QString keyToFocus()
+    {
+        QWidget* focus = QApplication::focusWidget();
+        if (!focus || focus->window() == nullptr || !focus->isVisible()) return count(QStringLiteral("key (none)"));
+        static const Qt::Key keys[] = {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_Tab,
+                                       Qt::Key_Up,     Qt::Key_Down,  Qt::Key_PageUp, Qt::Key_PageDown};
+        Qt::Key key = keys[rng_->bounded(8)];
+        if (qobject_cast<QAbstractButton*>(focus) && rng_->bounded(3) == 0) key = Qt::Key_Space;
+        ++actions[QStringLiteral("key")];
+        const QString d = QStringLiteral("key ") + QString::number(int(key), 16) + QStringLiteral(" to ") + describe(focus);
+        QTest::keyClick(focus, key);
+        return d;
+    }
+
+    QString clickLabel()
+    {
+        QLabel* label = pick(usable<QLabel>());
+        if (!label || label->width() == 0 || label->height() == 0) return count(QStringLiteral("label (none)"));
+        ++actions[QStringLiteral("label")];
+        const QString d = QStringLiteral("click label ") + describe(label);
+        QTest::mouseClick(label, Qt::LeftButton);
+        return d;
+    }
+
+    QString resizeWindow()
+    {
+        const auto open = OpenForms();
+        if (open.isEmpty()) return count(QStringLiteral("resize (none)"));
+        const QString name = open.keys().at(int(rng_->bounded(quint32(open.size()))));
+        QWidget* w = open.value(name);
+        QWidget* frame = w;
+        if (auto* form = qobject_cast<ui::Form*>(w)) frame = form->Frame();
+        const bool tiny = rng_->bounded(5) == 0;
+        const int width = 1 + int(rng_->bounded(tiny ? 80 : 1800));
+        const int height = 1 + int(rng_->bounded(tiny ? 80 : 1100));
+        ++actions[QStringLiteral("resize")];
+        frame->resize(width, height);
+        return QStringLiteral("resize ") + name + QStringLiteral(" to ") + QString::number(width) + QLatin1Char('x') +
+               QString::number(height);
+    }
+
+    QString closeWindow()
+    {
+        QList<QWidget*> others;
+        for (QWidget* top : QApplication::topLevelWidgets()) {
+            if (top != main_ && top->isVisible() && !qobject_cast<QMenu*>(top) && top->windowType() != Qt::Popup &&
+                top->windowType() != Qt::ToolTip)
+                others << top;
+        }
+        const auto open = OpenForms();
+        const int total = open.size() + others.size();
+        if (total == 0) return count(QStringLiteral("close (none)"));
+        const int i = int(rng_->bounded(quint32(total)));
+        if (i >= open.size()) {
+            QWidget* top = others.at(i - open.size());
+            const QString d = QStringLiteral("close window ") + describe(top);
+            ++actions[QStringLiteral("close other")];
+            top->close();
+            return d;
+        }
+        const QString name = open.keys().at(i);
+        QWidget* w = open.value(name);
+        if (rng_->bounded(10) < 7) {
+            // The frame's close box, as the user closes a child window.
+            QWidget* frame = w;
+            if (auto* form = qobject_cast<ui::Form*>(w)) frame = form->Frame();
+            ++actions[QStringLiteral("close")];
+            frame->close();
+            return QStringLiteral("close box of ") + name;
+        }
+        ++actions[QStringLiteral("unload")];
+        Forms::Unload(name);
+        return QStringLiteral("unload ") + name;
+    }
+
+    QRandomGenerator* rng_;
+    frmMain* main_;
+    QStringList names_;
+    QStringList texts_;
+};
+
+}  // namespace robustness

@@ -1,0 +1,391 @@
+// Thousands of random actions on every window of the program, with awkward text, random answers
+// to every question and file dialogs that hand out real files, missing files or nothing. After
+// the storm the program is still running, the database file is sound, the type positions are
+// dense and every stored picture is in Images unless its source never existed.
+//
+// TAVRELO_ROBUSTNESS_SEED and TAVRELO_ROBUSTNESS_ACTIONS replay or lengthen a run;
+// TAVRELO_ROBUSTNESS_TRACE=1 prints every action.
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <csignal>
+#include <cstring>
+#include <unistd.h>
+
+#include "RandomDriver.h"
+#include "TestSupport.h"
+#include "about/Registry.h"
+#include "core/frmMain.h"
+#include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
+#include "core/ui/Forms.h"
+#include "core/ui/MsgBox.h"
+#include "windows/RegisterWindows.h"
+
+namespace {
+
+constexpr quint32 kDefaultSeed = 20261122;
+constexpr int kDefaultActions = 600;
+
+// What a crash report names: the run and the action under way.
+char gCrashNote[640];
+
+void reportCrash(int sig)
+{
+    const char head[] = "\ntst_robustness: fatal signal during ";
+    ssize_t ignored = write(STDERR_FILENO, head, sizeof head - 1);
+    ignored = write(STDERR_FILENO, gCrashNote, strnlen(gCrashNote, sizeof gCrashNote));
+    ignored = write(STDERR_FILENO, "\n", 1);
+    (void)ignored;
+    std::signal(sig, SIG_DFL);
+    std::raise(sig);
+}
+
+void noteAction(quint32 seed, int index, const QString& what)
+{
+    const QByteArray text = QStringLiteral("seed %1, action %2: %3").arg(seed).arg(index).arg(what.left(400)).toUtf8();
+    qstrncpy(gCrashNote, text.constData(), sizeof gCrashNote);
+}
+
+// The part after the last "." of a path, the way the entry wizard takes a picture's extension
+// (the whole path when it has no ".").
+QString extensionOf(const QString& path)
+{
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    return dot < 0 ? path : path.mid(dot + 1);
+}
+
+// A short silent WAV file, enough for the media control to open and play.
+QString makeWav(const QString& path)
+{
+    const quint32 samples = 4000;  // half a second at 8 kHz, 8-bit mono
+    QByteArray data;
+    auto u32 = [&data](quint32 v) { for (int i = 0; i < 4; ++i) data.append(char((v >> (8 * i)) & 0xff)); };
+    auto u16 = [&data](quint16 v) { data.append(char(v & 0xff)).append(char(v >> 8)); };
+    data.append("RIFF");
+    u32(36 + samples);
+    data.append("WAVEfmt ");
+    u32(16);
+    u16(1);
+    u16(1);
+    u32(8000);
+    u32(8000);
+    u16(1);
+    u16(8);
+    data.append("data");
+    u32(samples);
+    data.append(QByteArray(int(samples), char(0x80)));
+    QFile f(path);
+    if (f.open(QIODevice::WriteOnly)) f.write(data);
+    return path;
+}
+
+// A registry that names a system information program half of the time, so that the About box's
+// button reaches the (intercepted) program start as well as its "not available" notice.
+class CoinRegistry : public about::Registry {
+public:
+    explicit CoinRegistry(QRandomGenerator* rng) : rng_(rng) {}
+    bool OpenKey(about::RegistryHandle, const QString&, quint32, about::RegistryHandle* key) override
+    {
+        *key = 7;
+        return rng_->bounded(2) == 0;
+    }
+    bool QueryValue(about::RegistryHandle, const QString&, quint32* type, QByteArray* buffer, quint32* size) override
+    {
+        QByteArray value("/usr/bin/tavrelo-no-such-sysinfo");
+        value.append('\0');
+        if (*size < quint32(value.size())) return false;
+        *type = about::REG_SZ;
+        buffer->replace(0, value.size(), value);
+        *size = quint32(value.size());
+        return true;
+    }
+    void CloseKey(about::RegistryHandle) override {}
+
+private:
+    QRandomGenerator* rng_;
+};
+
+QString sqlText(const QString& s)
+{
+    return QLatin1Char('\'') + QString(s).replace(QLatin1Char('\''), QStringLiteral("''")) + QLatin1Char('\'');
+}
+
+}  // namespace
+
+class tst_robustness : public QObject {
+    Q_OBJECT
+
+private:
+    // A small catalogue to start from: types with and without their tune, houses of every type
+    // with attribute rows and pictures that are really in Images, and templates.
+    static void seedCatalogue(const testsupport::ProgramFolder& folder)
+    {
+        const QStringList types = {QStringLiteral("一室一厅"), QStringLiteral("两室一厅"),
+                                   QStringLiteral("Studio"), QStringLiteral("三室两厅")};
+        const QStringList tunes = {QStringLiteral("tune1.wav"), QStringLiteral("曲子.wav"),
+                                   QStringLiteral("missing.mp3"), QString()};
+        for (int i = 0; i < types.size(); ++i) {
+            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) "
+                                               "Values (%1, %2, %3, %4)")
+                                    .arg(i + 1)
+                                    .arg(sqlText(types[i]), sqlText(QStringLiteral("曲 ") + QString::number(i + 1)),
+                                         sqlText(tunes[i]))));
+        }
+        makeWav(folder.File(QStringLiteral("Music/tune1.wav")));
+        makeWav(folder.File(QStringLiteral("Music/曲子.wav")));
+        const QStringList buildings = {QStringLiteral("阳光花园"), QStringLiteral("Green Court"),
+                                       QStringLiteral("阳光花园"), QStringLiteral("海景大厦")};
+        for (int h = 1; h <= 8; ++h) {
+            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                                               "Values (%1, %2, %3, %4, %5)")
+                                    .arg(sqlText(buildings[h % buildings.size()]),
+                                         sqlText(QString::number(100 * (h % 5 + 1) + h)),
+                                         sqlText(QStringLiteral("说明 %1").arg(h)))
+                                    .arg(h % 5 + 1)
+                                    .arg(h % types.size() + 1)));
+            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values "
+                                               "(%1, '朝向', '南', 1), (%1, '面积', '%2', 2)")
+                                    .arg(h)
+                                    .arg(60 + 10 * h)));
+        }
+        for (int h : {1, 3, 6}) {
+            for (int n = 1; n <= 2; ++n) {
+                const QString name = QStringLiteral("%1_%2.png")
+                                         .arg(QString::number(h).rightJustified(6, QLatin1Char('0')))
+                                         .arg(QString::number(n).rightJustified(4, QLatin1Char('0')));
+                testsupport::MakePicture(folder.File(QStringLiteral("Images/") + name), 64, 48);
+                QVERIFY(QFileInfo::exists(folder.File(QStringLiteral("Images/") + name)));
+                QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
+                                                   "Values (%1, '图 %2', '说明', '%3', %2)")
+                                        .arg(h)
+                                        .arg(n)
+                                        .arg(name)));
+            }
+        }
+        QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Content_Auto (TypeID, Caption, Content) Values "
+                                           "(1, '朝向', '南'), (1, '面积', ''), (2, '楼层', '1')")));
+    }
+
+private slots:
+    void random_actions_leave_the_program_running_and_the_catalogue_sound()
+    {
+        bool ok = false;
+        quint32 seed = qEnvironmentVariable("TAVRELO_ROBUSTNESS_SEED").toUInt(&ok);
+        if (!ok) seed = kDefaultSeed;
+        int actionCount = qEnvironmentVariableIntValue("TAVRELO_ROBUSTNESS_ACTIONS", &ok);
+        if (!ok || actionCount <= 0) actionCount = kDefaultActions;
+        const bool trace = qEnvironmentVariableIntValue("TAVRELO_ROBUSTNESS_TRACE") != 0;
+        qInfo("tst_robustness: seed %u, %d actions (replay with TAVRELO_ROBUSTNESS_SEED=%u "
+              "TAVRELO_ROBUSTNESS_ACTIONS=%d)",
+              seed, actionCount, seed, actionCount);
+        QRandomGenerator rng(seed);
+
+        testsupport::ProgramFolder folder;
+        seedCatalogue(folder);
+        if (QTest::currentTestFailed()) return;
+
+        // Source files somewhere else on disk: pictures in three formats and two tunes, with
+        // names that a concatenated statement or a careless path join would trip over.
+        QTemporaryDir sources;
+        QVERIFY(sources.isValid());
+        QVERIFY2(!sources.path().contains(QLatin1Char('.')), "the picture check needs a folder name without a dot");
+        QStringList pictures, tunes;
+        for (const QString& name : {QStringLiteral("客厅 照片.png"), QStringLiteral("O'Neil room.JPG"),
+                                    QStringLiteral("plan 100%.bmp")}) {
+            const QString path = testsupport::MakePicture(sources.path() + QLatin1Char('/') + name, 80, 60);
+            QVERIFY2(QFileInfo::exists(path), qPrintable(path));
+            pictures << path;
+        }
+        tunes << makeWav(sources.path() + QStringLiteral("/tune 'x'.wav"))
+              << makeWav(sources.path() + QStringLiteral("/背景音乐.wav"));
+        const QStringList missing = {sources.path() + QStringLiteral("/不存在的图片.jpeg"),
+                                     sources.path() + QStringLiteral("/gone"),
+                                     QStringLiteral("/no/such/folder/house.jpeg")};
+        for (const QString& m : missing) QVERIFY(!QFileInfo::exists(m));
+
+        // Every question answered at random; every file dialog hands out a real file of the kind
+        // asked for, a real file of the other kind, a missing file or nothing.
+        int questions = 0, notices = 0, dialogs = 0;
+        QSet<QString> existingHandedOut, missingHandedOut;
+        QStringList messageSamples;
+        ui::SetMsgBoxInterceptor([&](const QString& text, ui::Buttons buttons) {
+            if (messageSamples.size() < 400 && !messageSamples.contains(text)) messageSamples << text;
+            if (buttons == ui::Buttons::OkOnly) {
+                ++notices;
+                return ui::Answer::Ok;
+            }
+            ++questions;
+            return rng.bounded(2) ? ui::Answer::Yes : ui::Answer::No;
+        });
+        ui::SetFileDialogInterceptor([&](const QString& filter) {
+            ++dialogs;
+            const bool wantsMusic = filter.contains(QStringLiteral("*.wav"), Qt::CaseInsensitive) ||
+                                    filter.contains(QStringLiteral("*.mp3"), Qt::CaseInsensitive);
+            const QStringList& right = wantsMusic ? tunes : pictures;
+            const QStringList& wrong = wantsMusic ? pictures : tunes;
+            const int r = int(rng.bounded(20));
+            QString path;
+            if (r < 9)
+                path = right.at(int(rng.bounded(quint32(right.size()))));
+            else if (r < 11)
+                path = wrong.at(int(rng.bounded(quint32(wrong.size()))));
+            else if (r < 15)
+                path = missing.at(int(rng.bounded(quint32(missing.size()))));
+            if (!path.isEmpty()) (QFileInfo::exists(path) ? existingHandedOut : missingHandedOut).insert(path);
+            return path;
+        });
+        // Nothing is ever started or opened outside the program.
+        int starts = 0, addresses = 0, exits = 0;
+        about::SetProgramStarter([&](const QString&) {
+            ++starts;
+            return rng.bounded(2) == 0;
+        });
+        about::SetAddressOpener([&](const QString&) {
+            ++addresses;
+            return true;
+        });
+        frmMain::SetEndProgram([&] { ++exits; });
+        about::SetRegistry(std::make_unique<CoinRegistry>(&rng));
+
+        const QStringList names = windows::RegisterWindows();
+        QVERIFY(!names.isEmpty());
+        QPointer<frmMain> main = new frmMain;
+        QVERIFY(main->Load());
+
+        // A real modal window would stop the run for good: close it at once and fail.
+        QStringList modals;
+        QTimer watchdog;
+        watchdog.setInterval(50);
+        QObject::connect(&watchdog, &QTimer::timeout, [&modals] {
+            if (QWidget* modal = QApplication::activeModalWidget()) {
+                modals << QString::fromLatin1(modal->metaObject()->className()) + QStringLiteral(" \"") +
+                              modal->windowTitle() + QLatin1Char('"');
+                if (auto* dialog = qobject_cast<QDialog*>(modal))
+                    dialog->reject();
+                else
+                    modal->close();
+            }
+        });
+        watchdog.start();
+
+        std::signal(SIGSEGV, reportCrash);
+        std::signal(SIGABRT, reportCrash);
+        std::signal(SIGFPE, reportCrash);
+        std::signal(SIGBUS, reportCrash);
+
+        robustness::RandomDriver driver(&rng, main, names);
+        QElapsedTimer clock;
+        clock.start();
+        // Every window once at the start, so even a short run covers each of them.
+        int index = 0;
+        for (const QString& name : names) {
+            noteAction(seed, index, QStringLiteral("show ") + name);
+            Forms::Show(name);
+            QCoreApplication::processEvents();
+            driver.NoteOpenWindows();
+        }
+        for (index = 0; index < actionCount; ++index) {
+            noteAction(seed, index, QStringLiteral("(choosing)"));
+            // The description is made before the action runs, so a crash names it.
+            const QString what = driver.Step();
+            noteAction(seed, index, what + QStringLiteral(" (events after it)"));
+            if (trace) qInfo("#%d %s", index, qPrintable(what.left(200)));
+            QCoreApplication::processEvents();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            driver.NoteOpenWindows();
+            QVERIFY2(main, qPrintable(QStringLiteral("the main window is gone after action %1: %2").arg(index).arg(what)));
+            if (QWidget* modal = QApplication::activeModalWidget())
+                modals << QStringLiteral("left open: ") + QString::fromLatin1(modal->metaObject()->className());
+            QVERIFY2(modals.isEmpty(), qPrintable(QStringLiteral("a real modal window opened at action %1 (%2): %3")
+                                                      .arg(index)
+                                                      .arg(what, modals.join(QStringLiteral("; ")))));
+        }
+        const qint64 elapsed = clock.elapsed();
+        noteAction(seed, index, QStringLiteral("closing the main window"));
+
+        QStringList tally;
+        for (auto it = driver.actions.cbegin(); it != driver.actions.cend(); ++it)
+            tally << it.key() + QLatin1Char('=') + QString::number(it.value());
+        qInfo("tst_robustness: %d actions in %lld ms; %s", actionCount, elapsed, qPrintable(tally.join(QStringLiteral(", "))));
+        qInfo("tst_robustness: %d questions, %d notices, %d file dialogs (%d real files, %d missing handed out), "
+              "%d exit requests, %d program starts and %d addresses intercepted",
+              questions, notices, dialogs, int(existingHandedOut.size()), int(missingHandedOut.size()), exits,
+              starts, addresses);
+        qInfo("tst_robustness: windows opened: %s", qPrintable(QStringList(driver.opened.values()).join(QLatin1Char(' '))));
+        qInfo("tst_robustness: distinct messages: %s", qPrintable(messageSamples.join(QStringLiteral(" | ")).left(3000)));
+
+        // Every registered window was driven; the menu's exit was asked for and did nothing.
+        for (const QString& name : names)
+            QVERIFY2(driver.opened.contains(name), qPrintable(name + QStringLiteral(" was never open")));
+        QCOMPARE(exits, driver.exitRequests);
+        QVERIFY(!QApplication::activeModalWidget());
+
+        // The frame closes with every child still open, each running its own unload handler.
+        main->close();
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(modals.isEmpty());
+        watchdog.stop();
+        delete main;
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        std::signal(SIGSEGV, SIG_DFL);
+        std::signal(SIGABRT, SIG_DFL);
+        std::signal(SIGFPE, SIG_DFL);
+        std::signal(SIGBUS, SIG_DFL);
+        ui::SetMsgBoxInterceptor({});
+        ui::SetFileDialogInterceptor({});
+        about::SetProgramStarter({});
+        about::SetAddressOpener({});
+        about::SetRegistry(nullptr);
+        frmMain::SetEndProgram({});
+
+        // The database file is sound.
+        QCOMPARE(folder.Value(QStringLiteral("PRAGMA integrity_check")).toString(), QStringLiteral("ok"));
+
+        // The type positions are 1..N without gaps or repeats.
+        const QList<QVariantList> positions = folder.Rows(QStringLiteral("Select List From t_HouseType Order By List"));
+        QStringList seen;
+        for (int i = 0; i < positions.size(); ++i) {
+            seen << positions[i].value(0).toString();
+            QVERIFY2(positions[i].value(0).toLongLong() == i + 1,
+                     qPrintable(QStringLiteral("t_HouseType positions: ") + seen.join(QLatin1Char(','))));
+        }
+
+        // Every stored picture is in Images, unless the file it came from never existed: a source
+        // that existed has one of the extensions below, and a row whose copy is missing must not.
+        QSet<QString> realExtensions = {QStringLiteral("png")};
+        for (const QString& path : existingHandedOut) realExtensions.insert(extensionOf(path));
+        for (const QString& path : missingHandedOut) QVERIFY(!realExtensions.contains(extensionOf(path)));
+        const QList<QVariantList> images =
+            folder.Rows(QStringLiteral("Select HouseID, List, ImageFile From t_Image Order By HouseID, List"));
+        int present = 0, absent = 0;
+        for (const QVariantList& row : images) {
+            const QString file = row.value(2).toString();
+            if (QFileInfo::exists(folder.File(QStringLiteral("Images/") + file)) && !file.isEmpty()) {
+                ++present;
+                continue;
+            }
+            ++absent;
+            QVERIFY2(!realExtensions.contains(extensionOf(file)),
+                     qPrintable(QStringLiteral("house %1 picture %2: \"%3\" came from a real file but is not in Images")
+                                    .arg(row.value(0).toString(), row.value(1).toString(), file.left(200))));
+        }
+        qInfo("tst_robustness: at the end %s houses, %s types, %s attribute rows, %s template rows, "
+              "%d pictures in Images and %d whose source never existed",
+              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_House")).toString()),
+              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_HouseType")).toString()),
+              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content")).toString()),
+              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content_Auto")).toString()), present,
+              absent);
+    }
+};
+
+QTEST_MAIN(tst_robustness)
+#include "tst_robustness.moc"
