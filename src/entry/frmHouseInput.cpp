@@ -189,6 +189,8 @@ void frmHouseInput::setupControls()
     connect(cmdAddNewContent, &QPushButton::clicked, this, [this] {
         addContentRow();
         if (QComboBox* box = cmbCaption[cmbCaption.UBound()]) {
+            // The new row and the buttons under it come into view together.
+            Frame1->ensureWidgetVisible(cmdNext);
             Frame1->ensureWidgetVisible(box);
             box->setFocus();
         }

@@ -12,7 +12,7 @@
 #include <QTest>
 #include <memory>
 
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
