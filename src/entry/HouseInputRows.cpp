@@ -3,6 +3,7 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
 
@@ -48,6 +49,7 @@ void frmHouseInput::addContentRow()
     makeEditable(caption);
     makeEditable(content);
     placeRowButtons();
+    orderTabs();
 
     // Every row offers the captions and values already in use.
     db::Connection rowConnection;
@@ -91,6 +93,15 @@ void frmHouseInput::placeRowButtons()
     cmdNext->setGeometry(Px(kPageRight - 2 * width - 120), Px(buttonsTop), Px(width), Px(kButtonHeight));
     Command1->setGeometry(Px(kPageRight - 3 * width - 240), Px(buttonsTop), Px(width), Px(kButtonHeight));
     page1->resize(Px(kPageRight + 240), Px(buttonsTop + kButtonHeight + 360));
+}
+
+void frmHouseInput::orderTabs()
+{
+    // Tab walks page 1 in screen order: the fields, the rows, then the buttons under them.
+    QList<QWidget*> chain{cmbHouseName, cmbHouseType, cmbHouseNo, cmbHouseFloor, txtHouseIntro};
+    for (int i = 1; i <= cmbCaption.UBound(); ++i) chain << cmbCaption[i] << cmbContent[i];
+    chain << cmdAddNewContent << cmdDeleteContent << cmdImage << Command1 << cmdNext << cmdCancel;
+    for (int k = 1; k < chain.size(); ++k) QWidget::setTabOrder(chain[k - 1], chain[k]);
 }
 
 void frmHouseInput::loadContentRows(db::Connection& connection, qint32 houseId)

@@ -1,6 +1,8 @@
 #include "entry/frmHouseInput.h"
 
+#include <QApplication>
 #include <QComboBox>
+#include <QItemSelectionModel>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -201,6 +203,12 @@ void frmHouseInput::setupControls()
         lsvImage_ItemClick(row);
         cmdEdit_Click();
     });
+    // Moving through the list with the keys previews like a click, as the list always did.
+    connect(lsvImage->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid() && lsvImage->hasFocus() && QApplication::mouseButtons() == Qt::NoButton)
+                    lsvImage_ItemClick(current.row());
+            });
     connect(lsvImage, &ui::ListView::ColumnClick, this, [this](int column) { lsvImage->SetSortKey(column); });
     connect(cmdAddNewImage, &QPushButton::clicked, this, [this] { cmdAddNewImage_Click(); });
     connect(cmdEdit, &QPushButton::clicked, this, [this] { cmdEdit_Click(); });

@@ -102,6 +102,7 @@ private:
     void removeLastContentRow();
     void removeAllContentRows();
     void placeRowButtons();
+    void orderTabs();
     void loadContentRows(db::Connection& cn, qint32 houseId);
     void writeContentRows(db::Connection& cn, qint32 houseId);
 

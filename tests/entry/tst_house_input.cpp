@@ -470,6 +470,20 @@ private slots:
         QCOMPARE(caption->currentText(), QStringLiteral("面"));
     }
 
+    void tab_walks_the_rows_in_screen_order()
+    {
+        frmHouseInput* w = OpenFromMenu();
+        Click(w, QStringLiteral("cmdAddNewContent"));
+        w->txtHouseIntro->setFocus();
+        QList<QWidget*> expected;
+        for (int i = 1; i <= 4; ++i) expected << w->cmbCaption[i] << w->cmbContent[i];
+        expected << w->cmdAddNewContent;
+        for (QWidget* next : expected) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+            QCOMPARE(QApplication::focusWidget(), next);
+        }
+    }
+
     void removing_with_no_row_left_keeps_the_template()
     {
         frmHouseInput* w = OpenFromMenu();

@@ -401,6 +401,22 @@ private slots:
                  (QStringList{"2|attic|000001_0002.png", "3|Balcony|000001_0003.png", "1|Cellar|000001_0001.png"}));
     }
 
+    void arrow_keys_move_the_current_picture()
+    {
+        frmHouseInput* w = newHouseOnPage2();
+        AddPicture(*files, "A", "a", source("a.png"));
+        AddPicture(*files, "B", "b", source("b.png"));
+        QApplication::setActiveWindow(w);
+        w->lsvImage->setFocus();
+        ClickRow(w->lsvImage, 0);
+        QCOMPARE(w->CurrentPictureNumber(), 1);
+        QTest::keyClick(w->lsvImage, Qt::Key_Down);
+        QCOMPARE(w->lsvImage->SelectedRow(), 1);
+        QCOMPARE(w->CurrentPictureNumber(), 2);
+        QVERIFY(Click(w, QStringLiteral("cmdDeleteImage")));
+        QCOMPARE(Column(w->lsvImage, 1), QStringList{"A"});
+    }
+
     void wizard_closed_before_the_dialog_ok_is_harmless()
     {
         frmHouseInput* w = newHouseOnPage2();
