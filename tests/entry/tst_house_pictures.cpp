@@ -19,8 +19,7 @@ class tst_house_pictures : public QObject {
     std::unique_ptr<testsupport::MsgBoxRecorder> messages;
     std::unique_ptr<testsupport::FileDialogStub> files;
 
-    QString source(const QString& name, Qt::GlobalColor color = Qt::darkCyan, int width = 40)
-    {
+    QString source(const QString& name, Qt::GlobalColor color = Qt::darkCyan, int width = 40) {
         QDir(folder->Path()).mkpath(QStringLiteral("pictures"));
         return testsupport::MakePicture(folder->File(QStringLiteral("pictures/") + name), width, 30, color);
     }
@@ -28,22 +27,23 @@ class tst_house_pictures : public QObject {
     QString stored(const QString& name) const { return folder->File(QStringLiteral("Images/") + name); }
 
     // A new house on page 2, ready for pictures.
-    frmHouseInput* newHouseOnPage2()
-    {
+    frmHouseInput* newHouseOnPage2() {
         frmHouseInput* w = OpenFromMenu();
-        FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("101"), QStringLiteral("1"));
+        FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("101"),
+                  QStringLiteral("1"));
         Click(w, QStringLiteral("cmdNext"));
         return w;
     }
 
     // A house whose pictures are already stored, with their files in Images.
-    qint64 seedHouseWithPictures(const QList<int>& numbers)
-    {
-        folder->Exec(QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                    "Values ('翠湖', '8', '', 8, 1)"));
+    qint64 seedHouseWithPictures(const QList<int>& numbers) {
+        folder->Exec(
+            QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                           "Values ('翠湖', '8', '', 8, 1)"));
         const qint64 id = folder->Value(QStringLiteral("Select max(HouseID) From t_House")).toLongLong();
         for (int n : numbers) {
-            const QString name = QStringLiteral("%1_%2.png").arg(id, 6, 10, QLatin1Char('0')).arg(n, 4, 10, QLatin1Char('0'));
+            const QString name =
+                QStringLiteral("%1_%2.png").arg(id, 6, 10, QLatin1Char('0')).arg(n, 4, 10, QLatin1Char('0'));
             testsupport::MakePicture(stored(name), 20 + n, 20, Qt::GlobalColor(Qt::red + n));
             folder->Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
                                         "Values (%1, '图%2', '说明%2', '%3', %2)")
@@ -54,8 +54,7 @@ class tst_house_pictures : public QObject {
         return id;
     }
 
-    frmHouseInput* editOnPage2(qint64 id)
-    {
+    frmHouseInput* editOnPage2(qint64 id) {
         mdlHouse::CurrentHouseID = qint32(id);
         frmHouseInput* w = OpenFromCatalogue(1);
         Type(w, QStringLiteral("cmbHouseFloor"), QStringLiteral("8"));
@@ -63,15 +62,13 @@ class tst_house_pictures : public QObject {
         return w;
     }
 
-    QStringList imageFiles() const
-    {
+    QStringList imageFiles() const {
         QStringList names = QDir(folder->File(QStringLiteral("Images"))).entryList(QDir::Files, QDir::Name);
         return names;
     }
 
 private slots:
-    void init()
-    {
+    void init() {
         folder = std::make_unique<testsupport::ProgramFolder>();
         messages = std::make_unique<testsupport::MsgBoxRecorder>();
         files = std::make_unique<testsupport::FileDialogStub>();
@@ -79,21 +76,20 @@ private slots:
         AddTypes(*folder, {QStringLiteral("公寓"), QStringLiteral("别墅")});
     }
 
-    void cleanup()
-    {
+    void cleanup() {
         CloseWindows();
         files.reset();
         messages.reset();
         folder.reset();
     }
 
-    void list_has_its_four_columns()
-    {
+    void list_has_its_four_columns() {
         frmHouseInput* w = newHouseOnPage2();
         QVERIFY(w->Frame2->isVisible());
         const ui::ListModel* model = w->lsvImage->Model();
         QCOMPARE(model->columnCount(), 4);
-        const QStringList titles{QStringLiteral("序号"), QStringLiteral("标题"), QStringLiteral("说明"), QStringLiteral("文件")};
+        const QStringList titles{QStringLiteral("序号"), QStringLiteral("标题"), QStringLiteral("说明"),
+                                 QStringLiteral("文件")};
         const int widths[] = {600, 1000, 2000, 2000};
         for (int c = 0; c < 4; ++c) {
             QCOMPARE(model->headerData(c, Qt::Horizontal).toString(), titles[c]);
@@ -102,14 +98,12 @@ private slots:
         QCOMPARE(Label(w, "Label2"), QStringLiteral("图片预览"));
     }
 
-    static QString Label(QWidget* w, const char* name)
-    {
+    static QString Label(QWidget* w, const char* name) {
         auto* l = w->findChild<QLabel*>(QString::fromLatin1(name));
         return l ? l->text() : QString();
     }
 
-    void dialog_adds_a_numbered_row_with_the_browse_filter()
-    {
+    void dialog_adds_a_numbered_row_with_the_browse_filter() {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source(QStringLiteral("a.png"));
         QVERIFY(Click(w, QStringLiteral("cmdAddNewImage")));
@@ -126,8 +120,10 @@ private slots:
         QVERIFY(w->isEnabled());
         files->paths << a;
         QVERIFY(Click(d, QStringLiteral("cmdOpenImageFile")));
-        QCOMPARE(files->filters,
-                 QStringList{QStringLiteral("图片文件 (*.bmp; *.jpg; *.gif; *.jpeg)|*.bmp; *.jpg; *.gif; *.jpeg|所有文件 (*.*)|*.*")});
+        QCOMPARE(
+            files->filters,
+            QStringList{QStringLiteral(
+                "图片文件 (*.bmp; *.jpg; *.gif; *.jpeg)|*.bmp; *.jpg; *.gif; *.jpeg|所有文件 (*.*)|*.*")});
         QCOMPARE(d->txtImageFile->text(), a);
         // A cancelled browse leaves the file as it was.
         QVERIFY(Click(d, QStringLiteral("cmdOpenImageFile")));
@@ -142,8 +138,7 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void dialog_requires_file_title_and_description_in_order()
-    {
+    void dialog_requires_file_title_and_description_in_order() {
         frmHouseInput* w = newHouseOnPage2();
         Click(w, QStringLiteral("cmdAddNewImage"));
         frmAddNewImage* d = Dialog();
@@ -156,7 +151,8 @@ private slots:
         Type(d, QStringLiteral("txtImageCaption"), QStringLiteral("厨房"));
         QVERIFY(Click(d, QStringLiteral("cmdImageOK")));
         QCOMPARE(QApplication::focusWidget(), d->txtImageIntro);
-        QCOMPARE(messages->Texts(), (QStringList{QStringLiteral("请在\"图片文件\"中输入值。"), QStringLiteral("请在\"图片标题\"中输入值。"),
+        QCOMPARE(messages->Texts(), (QStringList{QStringLiteral("请在\"图片文件\"中输入值。"),
+                                                 QStringLiteral("请在\"图片标题\"中输入值。"),
                                                  QStringLiteral("请在\"图片说明\"中输入值。")}));
         QCOMPARE(Dialog(), d);
         QCOMPARE(w->lsvImage->Model()->Count(), 0);
@@ -167,10 +163,10 @@ private slots:
         QCOMPARE(messages->messages.size(), 3);
     }
 
-    void dialog_cancel_changes_nothing()
-    {
+    void dialog_cancel_changes_nothing() {
         frmHouseInput* w = newHouseOnPage2();
-        QVERIFY(AddPicture(*files, QStringLiteral("客厅"), QStringLiteral("大"), source(QStringLiteral("a.png"))));
+        QVERIFY(AddPicture(*files, QStringLiteral("客厅"), QStringLiteral("大"),
+                           source(QStringLiteral("a.png"))));
         ClickRow(w->lsvImage, 0);
         Click(w, QStringLiteral("cmdEdit"));
         frmAddNewImage* d = Dialog();
@@ -181,10 +177,10 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), QStringList{QStringLiteral("客厅")});
     }
 
-    void edit_fills_the_dialog_and_keeps_the_number()
-    {
+    void edit_fills_the_dialog_and_keeps_the_number() {
         frmHouseInput* w = newHouseOnPage2();
-        const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.jpg")), c = source(QStringLiteral("c.gif"));
+        const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.jpg")),
+                      c = source(QStringLiteral("c.gif"));
         AddPicture(*files, QStringLiteral("甲"), QStringLiteral("一"), a);
         AddPicture(*files, QStringLiteral("乙"), QStringLiteral("二"), b);
         ClickRow(w->lsvImage, 1);
@@ -200,7 +196,8 @@ private slots:
         Click(d, QStringLiteral("cmdOpenImageFile"));
         Type(d, QStringLiteral("txtImageCaption"), QStringLiteral("丙"));
         Click(d, QStringLiteral("cmdImageOK"));
-        QCOMPARE(w->lsvImage->Model()->Rows()[1], (QStringList{QStringLiteral("2"), QStringLiteral("丙"), QStringLiteral("二"), c}));
+        QCOMPARE(w->lsvImage->Model()->Rows()[1],
+                 (QStringList{QStringLiteral("2"), QStringLiteral("丙"), QStringLiteral("二"), c}));
         QCOMPARE(w->lsvImage->Model()->Rows()[0][1], QStringLiteral("甲"));
 
         // A double click on a row edits it too.
@@ -210,10 +207,10 @@ private slots:
         QCOMPARE(Dialog()->DialogMode(), 1);
     }
 
-    void edit_ok_writes_to_the_row_selected_at_that_moment()
-    {
+    void edit_ok_writes_to_the_row_selected_at_that_moment() {
         frmHouseInput* w = newHouseOnPage2();
-        const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.png")), c = source(QStringLiteral("c.png"));
+        const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.png")),
+                      c = source(QStringLiteral("c.png"));
         AddPicture(*files, QStringLiteral("甲"), QStringLiteral("一"), a);
         AddPicture(*files, QStringLiteral("乙"), QStringLiteral("二"), b);
         AddPicture(*files, QStringLiteral("丙"), QStringLiteral("三"), c);
@@ -223,12 +220,12 @@ private slots:
         ClickRow(w->lsvImage, 2);
         Click(d, QStringLiteral("cmdImageOK"));
         QCOMPARE(Column(w->lsvImage, 0), (QStringList{"1", "2", "3"}));
-        QCOMPARE(Column(w->lsvImage, 1), (QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("甲")}));
+        QCOMPARE(Column(w->lsvImage, 1),
+                 (QStringList{QStringLiteral("甲"), QStringLiteral("乙"), QStringLiteral("甲")}));
         QCOMPARE(Column(w->lsvImage, 3), (QStringList{a, b, a}));
     }
 
-    void new_after_an_open_edit_adds_instead()
-    {
+    void new_after_an_open_edit_adds_instead() {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, QStringLiteral("甲"), QStringLiteral("一"), source(QStringLiteral("a.png")));
         ClickRow(w->lsvImage, 0);
@@ -244,8 +241,7 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), (QStringList{QStringLiteral("甲"), QStringLiteral("乙")}));
     }
 
-    void without_a_current_picture_edit_and_delete_do_nothing()
-    {
+    void without_a_current_picture_edit_and_delete_do_nothing() {
         frmHouseInput* w = newHouseOnPage2();
         QCOMPARE(w->CurrentPictureNumber(), 0);
         Click(w, QStringLiteral("cmdEdit"));
@@ -269,28 +265,30 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void new_house_pictures_are_copied_under_their_stored_names()
-    {
+    void new_house_pictures_are_copied_under_their_stored_names() {
         frmHouseInput* w = newHouseOnPage2();
-        const QString a = source(QStringLiteral("front.PNG"), Qt::red), b = source(QStringLiteral("back.jpg"), Qt::blue);
+        const QString a = source(QStringLiteral("front.PNG"), Qt::red),
+                      b = source(QStringLiteral("back.jpg"), Qt::blue);
         AddPicture(*files, QStringLiteral("正面"), QStringLiteral("正面外观"), a);
         AddPicture(*files, QStringLiteral("背面"), QStringLiteral("背面外观"), b);
         Click(w, QStringLiteral("cmdFinish"));
-        QCOMPARE(Table(*folder, "Select HouseID, List, Caption, Intro, ImageFile From t_Image Order By ImageID"),
-                 (QStringList{QStringLiteral("1|1|正面|正面外观|000001_0001.PNG"), QStringLiteral("1|2|背面|背面外观|000001_0002.jpg")}));
+        QCOMPARE(
+            Table(*folder, "Select HouseID, List, Caption, Intro, ImageFile From t_Image Order By ImageID"),
+            (QStringList{QStringLiteral("1|1|正面|正面外观|000001_0001.PNG"),
+                         QStringLiteral("1|2|背面|背面外观|000001_0002.jpg")}));
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.PNG", "000001_0002.jpg"}));
         QCOMPARE(Bytes(stored("000001_0001.PNG")), Bytes(a));
         QCOMPARE(Bytes(stored("000001_0002.jpg")), Bytes(b));
         QCOMPARE(w->lsvImage->Model()->Count(), 0);  // restarted for the next house
     }
 
-    void house_twelve_picture_three_is_000012_0003()
-    {
+    void house_twelve_picture_three_is_000012_0003() {
         folder->Exec(QStringLiteral("Insert Into t_House (HouseName) Values ('x')"));
         folder->Exec(QStringLiteral("Delete From t_House"));
         folder->Exec(QStringLiteral("Update sqlite_sequence Set seq = 11 Where name = 't_House'"));
         frmHouseInput* w = newHouseOnPage2();
-        for (const char* name : {"a.jpg", "b.jpg", "c.JPG"}) AddPicture(*files, "t", "i", source(QString::fromLatin1(name)));
+        for (const char* name : {"a.jpg", "b.jpg", "c.JPG"})
+            AddPicture(*files, "t", "i", source(QString::fromLatin1(name)));
         Click(w, QStringLiteral("cmdFinish"));
         QCOMPARE(folder->Value(QStringLiteral("Select HouseID From t_House")).toInt(), 12);
         QCOMPARE(folder->Value(QStringLiteral("Select ImageFile From t_Image Where List = 3")).toString(),
@@ -298,11 +296,10 @@ private slots:
         QVERIFY(QFile::exists(stored("000012_0003.JPG")));
     }
 
-    void removed_then_added_picture_shares_the_number()
-    {
+    void removed_then_added_picture_shares_the_number() {
         frmHouseInput* w = newHouseOnPage2();
-        const QString a = source("a.png", Qt::red), b = source("b.png", Qt::green), c = source("c.png", Qt::blue),
-                      d = source("d.png", Qt::yellow, 60);
+        const QString a = source("a.png", Qt::red), b = source("b.png", Qt::green),
+                      c = source("c.png", Qt::blue), d = source("d.png", Qt::yellow, 60);
         AddPicture(*files, "A", "a", a);
         AddPicture(*files, "B", "b", b);
         AddPicture(*files, "C", "c", c);
@@ -318,8 +315,7 @@ private slots:
         QVERIFY(Bytes(d) != Bytes(c));
     }
 
-    void path_without_a_dot_is_stored_whole_and_not_copied()
-    {
+    void path_without_a_dot_is_stored_whole_and_not_copied() {
         QDir(folder->Path()).mkpath(QStringLiteral("pictures/plain"));
         const QString plain = folder->File(QStringLiteral("pictures/plain/front"));
         QVERIFY(QFile::copy(source(QStringLiteral("front.png")), plain));
@@ -328,24 +324,24 @@ private slots:
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, QStringLiteral("正面"), QStringLiteral("无扩展名"), plain);
         Click(w, QStringLiteral("cmdFinish"));
-        QCOMPARE(folder->Value(QStringLiteral("Select ImageFile From t_Image")).toString(), QStringLiteral("000001_0001.") + plain);
+        QCOMPARE(folder->Value(QStringLiteral("Select ImageFile From t_Image")).toString(),
+                 QStringLiteral("000001_0001.") + plain);
         QCOMPARE(imageFiles(), QStringList());
         QVERIFY(QDir(folder->File("Images")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void missing_source_file_still_writes_its_row()
-    {
+    void missing_source_file_still_writes_its_row() {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "A", "a", folder->File("pictures/gone.jpg"));
         Click(w, QStringLiteral("cmdFinish"));
-        QCOMPARE(folder->Value(QStringLiteral("Select ImageFile From t_Image")).toString(), QStringLiteral("000001_0001.jpg"));
+        QCOMPARE(folder->Value(QStringLiteral("Select ImageFile From t_Image")).toString(),
+                 QStringLiteral("000001_0001.jpg"));
         QCOMPARE(imageFiles(), QStringList());
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void unchanged_pictures_survive_an_edit_that_copies_them_onto_themselves()
-    {
+    void unchanged_pictures_survive_an_edit_that_copies_them_onto_themselves() {
         const qint64 id = seedHouseWithPictures({1, 2});
         const QByteArray first = Bytes(stored("000001_0001.png")), second = Bytes(stored("000001_0002.png"));
         QVERIFY(!first.isEmpty() && !second.isEmpty());
@@ -356,12 +352,12 @@ private slots:
         QCOMPARE(Bytes(stored("000001_0001.png")), first);
         QCOMPARE(Bytes(stored("000001_0002.png")), second);
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.png", "000001_0002.png"}));
-        QCOMPARE(Table(*folder, "Select HouseID, List, Caption, Intro, ImageFile From t_Image Order By ImageID"),
-                 (QStringList{"1|1|图1|说明1|000001_0001.png", "1|2|图2|说明2|000001_0002.png"}));
+        QCOMPARE(
+            Table(*folder, "Select HouseID, List, Caption, Intro, ImageFile From t_Image Order By ImageID"),
+            (QStringList{"1|1|图1|说明1|000001_0001.png", "1|2|图2|说明2|000001_0002.png"}));
     }
 
-    void picture_deleted_in_an_edit_keeps_its_file()
-    {
+    void picture_deleted_in_an_edit_keeps_its_file() {
         const qint64 id = seedHouseWithPictures({1, 2});
         frmHouseInput* w = editOnPage2(id);
         ClickRow(w->lsvImage, 1);
@@ -372,22 +368,21 @@ private slots:
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.png", "000001_0002.png"}));
     }
 
-    void pictures_one_and_three_come_back_as_one_and_two()
-    {
+    void pictures_one_and_three_come_back_as_one_and_two() {
         const qint64 id = seedHouseWithPictures({1, 3});
         const QByteArray third = Bytes(stored("000001_0003.png"));
         frmHouseInput* w = editOnPage2(id);
         QCOMPARE(Column(w->lsvImage, 0), (QStringList{"1", "2"}));
         QCOMPARE(Column(w->lsvImage, 1), (QStringList{QStringLiteral("图1"), QStringLiteral("图3")}));
         Click(w, QStringLiteral("cmdFinish"));
-        QCOMPARE(Table(*folder, "Select List, Caption, ImageFile From t_Image Order By ImageID"),
-                 (QStringList{QStringLiteral("1|图1|000001_0001.png"), QStringLiteral("2|图3|000001_0002.png")}));
+        QCOMPARE(
+            Table(*folder, "Select List, Caption, ImageFile From t_Image Order By ImageID"),
+            (QStringList{QStringLiteral("1|图1|000001_0001.png"), QStringLiteral("2|图3|000001_0002.png")}));
         QCOMPARE(Bytes(stored("000001_0002.png")), third);
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.png", "000001_0002.png", "000001_0003.png"}));
     }
 
-    void sorting_by_title_changes_the_write_order_not_the_numbers()
-    {
+    void sorting_by_title_changes_the_write_order_not_the_numbers() {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "Cellar", "c", source("c.png"));
         AddPicture(*files, "attic", "a", source("a.png"));
@@ -398,11 +393,11 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 0), (QStringList{"2", "3", "1"}));
         Click(w, QStringLiteral("cmdFinish"));
         QCOMPARE(Table(*folder, "Select List, Caption, ImageFile From t_Image Order By ImageID"),
-                 (QStringList{"2|attic|000001_0002.png", "3|Balcony|000001_0003.png", "1|Cellar|000001_0001.png"}));
+                 (QStringList{"2|attic|000001_0002.png", "3|Balcony|000001_0003.png",
+                              "1|Cellar|000001_0001.png"}));
     }
 
-    void arrow_keys_move_the_current_picture()
-    {
+    void arrow_keys_move_the_current_picture() {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "A", "a", source("a.png"));
         AddPicture(*files, "B", "b", source("b.png"));
@@ -417,8 +412,7 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), QStringList{"A"});
     }
 
-    void wizard_closed_before_the_dialog_ok_is_harmless()
-    {
+    void wizard_closed_before_the_dialog_ok_is_harmless() {
         frmHouseInput* w = newHouseOnPage2();
         Click(w, QStringLiteral("cmdAddNewImage"));
         frmAddNewImage* d = Dialog();
