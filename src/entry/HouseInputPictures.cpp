@@ -7,13 +7,14 @@
 #include <QLabel>
 #include <QPushButton>
 
+#include "core/ImagePage.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WebBrowser.h"
 #include "entry/EntrySql.h"
 #include "entry/HouseInputLayout.h"
-#include "entry/PreviewShim.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 

@@ -8,14 +8,15 @@
 #include <QPushButton>
 #include <QScrollArea>
 
+#include "core/ImagePage.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WebBrowser.h"
 #include "entry/EntrySql.h"
 #include "entry/HouseInputLayout.h"
-#include "entry/PreviewShim.h"
 
 using ui::Px;
 using namespace entry::layout;

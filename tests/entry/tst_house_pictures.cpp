@@ -8,6 +8,7 @@
 
 #include "EntryFixture.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WebBrowser.h"
 
 using namespace entrytest;
 using testsupport::Click;
@@ -395,6 +396,43 @@ private slots:
         QCOMPARE(Table(*folder, "Select List, Caption, ImageFile From t_Image Order By ImageID"),
                  (QStringList{"2|attic|000001_0002.png", "3|Balcony|000001_0003.png",
                               "1|Cellar|000001_0001.png"}));
+    }
+
+    void clicking_a_row_previews_the_picture() {
+        frmHouseInput* w = newHouseOnPage2();
+        QVERIFY(QFile::exists(folder->File(QStringLiteral("Image.htm"))));
+        QTRY_VERIFY_WITH_TIMEOUT(w->WebImage->IsLoaded(), 30000);
+        QCOMPARE(w->WebImage->LocationName(), QStringLiteral("Image.htm"));
+        const QString a = source(QStringLiteral("a.png"), Qt::red, 40),
+                      b = source(QStringLiteral("b.png"), Qt::blue, 70);
+        AddPicture(*files, "A", "a", a);
+        AddPicture(*files, "B", "b", b);
+        const QString pict = QStringLiteral("document.getElementById('Pict').innerHTML");
+        // Added but not clicked: nothing is shown yet.
+        QCOMPARE(w->WebImage->Evaluate(pict).toString(), QString());
+        ClickRow(w->lsvImage, 1);
+        const QString picture = QStringLiteral(
+            "(function(){var i=document.getElementById('ImageShow');"
+            "return i ? i.getAttribute('src') + '|' + i.naturalWidth : '';})()");
+        QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(picture).toString(), b + QStringLiteral("|70"),
+                                  10000);
+        // Stretched over the preview's client area.
+        QTRY_COMPARE_WITH_TIMEOUT(
+            w->WebImage->Evaluate(QStringLiteral("document.getElementById('ImageShow').width")).toInt(),
+            w->WebImage->Evaluate(QStringLiteral("document.body.clientWidth")).toInt(), 10000);
+        QVERIFY(Click(w, QStringLiteral("cmdDeleteImage")));
+        QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(pict).toString(), QString(), 10000);
+        ClickRow(w->lsvImage, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(picture).toString(), a + QStringLiteral("|40"),
+                                  10000);
+        QVERIFY(Click(w, QStringLiteral("cmdDeleteAllImage")));
+        QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(pict).toString(), QString(), 10000);
+        // A restart empties the preview of an already loaded page.
+        AddPicture(*files, "C", "c", a);
+        ClickRow(w->lsvImage, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!w->WebImage->Evaluate(pict).toString().isEmpty(), 10000);
+        w->StartInput(0);
+        QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(pict).toString(), QString(), 10000);
     }
 
     void arrow_keys_move_the_current_picture() {
