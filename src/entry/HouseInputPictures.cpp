@@ -25,7 +25,8 @@ namespace entry {
 // Copies source over target, replacing it. A picture kept through an edit is its own target:
 // then there is nothing to do, and the file must survive, so the target is never removed before
 // a complete copy stands beside it.
-bool CopyPictureFile(const QString& source, const QString& target) {
+bool CopyPictureFile(const QString& source, const QString& target)
+{
     const QFileInfo from(source);
     const QFileInfo to(target);
     if (!from.isFile()) return false;
@@ -43,12 +44,14 @@ bool CopyPictureFile(const QString& source, const QString& target) {
 
 }  // namespace entry
 
-int frmHouseInput::CurrentPictureNumber() const {
+int frmHouseInput::CurrentPictureNumber() const
+{
     if (lsvImage->Model()->Count() == 0 || lsvImage->SelectedRow() < 0) return 0;
     return currentPicture_;
 }
 
-void frmHouseInput::setupImageColumns() {
+void frmHouseInput::setupImageColumns()
+{
     ui::ListModel* model = lsvImage->Model();
     model->ClearItems();
     model->ClearColumns();
@@ -59,7 +62,8 @@ void frmHouseInput::setupImageColumns() {
     lsvImage->SetSortKey(-1);
 }
 
-void frmHouseInput::layoutPage2() {
+void frmHouseInput::layoutPage2()
+{
     const int width = ui::Twips(Frame2->width());
     const int height = ui::Twips(Frame2->height());
     const int margin = 240;
@@ -87,7 +91,8 @@ void frmHouseInput::layoutPage2() {
     }
 }
 
-void frmHouseInput::AddNewImage(const QString& title, const QString& description, const QString& filePath) {
+void frmHouseInput::AddNewImage(const QString& title, const QString& description, const QString& filePath)
+{
     ui::ListModel* model = lsvImage->Model();
     // The number is the row count plus one when the row comes: removing a row never renumbers
     // the others, so two rows may share a number.
@@ -99,7 +104,8 @@ void frmHouseInput::AddNewImage(const QString& title, const QString& description
     if (lsvImage->SortKey() >= 0) lsvImage->SetSortKey(lsvImage->SortKey());
 }
 
-void frmHouseInput::EditImage(const QString& title, const QString& description, const QString& filePath) {
+void frmHouseInput::EditImage(const QString& title, const QString& description, const QString& filePath)
+{
     const int row = lsvImage->SelectedRow();
     if (row < 0) return;
     ui::ListModel* model = lsvImage->Model();
@@ -108,14 +114,16 @@ void frmHouseInput::EditImage(const QString& title, const QString& description, 
     model->SetSubItem(row, 3, filePath);
 }
 
-void frmHouseInput::lsvImage_ItemClick(int row) {
+void frmHouseInput::lsvImage_ItemClick(int row)
+{
     ui::ListModel* model = lsvImage->Model();
     currentPicture_ = model->Text(row, 0).toInt();
     if (CurrentPictureNumber() == 0) return;
     mdlHouse::ShowImage(WebImage, 1, model->Text(row, 1), model->Text(row, 2), model->Text(row, 3));
 }
 
-void frmHouseInput::cmdAddNewImage_Click() {
+void frmHouseInput::cmdAddNewImage_Click()
+{
     const bool wasOpen = Forms::Find(QStringLiteral("frmAddNewImage")) != nullptr;
     auto* dialog = qobject_cast<frmAddNewImage*>(Forms::Show(QStringLiteral("frmAddNewImage")));
     // A dialog still open from an edit would hand its picture to the selected row; "新增" means a
@@ -123,13 +131,15 @@ void frmHouseInput::cmdAddNewImage_Click() {
     if (dialog && wasOpen && dialog->DialogMode() == 1) dialog->StartAdd();
 }
 
-void frmHouseInput::cmdEdit_Click() {
+void frmHouseInput::cmdEdit_Click()
+{
     if (CurrentPictureNumber() == 0) return;
     if (auto* dialog = qobject_cast<frmAddNewImage*>(Forms::Show(QStringLiteral("frmAddNewImage"))))
         dialog->GetImage();
 }
 
-void frmHouseInput::cmdDeleteImage_Click() {
+void frmHouseInput::cmdDeleteImage_Click()
+{
     if (CurrentPictureNumber() == 0) return;
     // Only the row goes; its file, if it was already copied, stays in Images.
     lsvImage->Model()->RemoveItem(lsvImage->SelectedRow());
@@ -137,13 +147,15 @@ void frmHouseInput::cmdDeleteImage_Click() {
     mdlHouse::ShowImage(WebImage, 0, QString(), QString(), QString());
 }
 
-void frmHouseInput::cmdDeleteAllImage_Click() {
+void frmHouseInput::cmdDeleteAllImage_Click()
+{
     lsvImage->Model()->ClearItems();
     currentPicture_ = 0;
     mdlHouse::ShowImage(WebImage, 0, QString(), QString(), QString());
 }
 
-void frmHouseInput::loadImages(db::Connection& connection, qint32 houseId) {
+void frmHouseInput::loadImages(db::Connection& connection, qint32 houseId)
+{
     db::Recordset images;
     if (!connection.Execute(entry::SqlHouseImages(houseId), images)) return;
     while (!images.Eof()) {
@@ -156,7 +168,8 @@ void frmHouseInput::loadImages(db::Connection& connection, qint32 houseId) {
     images.Close();
 }
 
-void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId) {
+void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId)
+{
     // Rows are written in the list's present order; each keeps the number it was given.
     const ui::ListModel* model = lsvImage->Model();
     for (int row = 0; row < model->Count(); ++row) {

@@ -19,7 +19,8 @@ using namespace entry::layout;
 namespace {
 
 template <typename T>
-T* loadBelow(ui::ControlArray<T>& array, int i) {
+T* loadBelow(ui::ControlArray<T>& array, int i)
+{
     T* element = array.Load(i);
     if (!element) return nullptr;
     const QWidget* above = array[i - 1];
@@ -29,7 +30,8 @@ T* loadBelow(ui::ControlArray<T>& array, int i) {
 }
 
 // The copy of the design row takes its place and look; the editing rules are set again here.
-void makeEditable(QComboBox* box) {
+void makeEditable(QComboBox* box)
+{
     if (!box) return;
     box->setEditable(true);
     box->setInsertPolicy(QComboBox::NoInsert);
@@ -38,7 +40,8 @@ void makeEditable(QComboBox* box) {
 
 }  // namespace
 
-void frmHouseInput::addContentRow() {
+void frmHouseInput::addContentRow()
+{
     const int i = cmbCaption.UBound() + 1;
     QComboBox* caption = loadBelow(cmbCaption, i);
     loadBelow(lblContent, i);
@@ -56,7 +59,8 @@ void frmHouseInput::addContentRow() {
     rowConnection.Close();
 }
 
-void frmHouseInput::removeLastContentRow() {
+void frmHouseInput::removeLastContentRow()
+{
     // The design row (element 0) is never removed: with no row left the button does nothing.
     const int last = cmbCaption.UBound();
     if (last < 1) return;
@@ -66,14 +70,16 @@ void frmHouseInput::removeLastContentRow() {
     placeRowButtons();
 }
 
-void frmHouseInput::removeAllContentRows() {
+void frmHouseInput::removeAllContentRows()
+{
     cmbCaption.UnloadAll();
     lblContent.UnloadAll();
     cmbContent.UnloadAll();
     placeRowButtons();
 }
 
-void frmHouseInput::placeRowButtons() {
+void frmHouseInput::placeRowButtons()
+{
     // The buttons stand one pitch below the last row, so each row added or removed moves them by
     // exactly one pitch.
     const int rows = cmbCaption.UBound();
@@ -89,7 +95,8 @@ void frmHouseInput::placeRowButtons() {
     page1->resize(Px(kPageRight + 240), Px(buttonsTop + kButtonHeight + 360));
 }
 
-void frmHouseInput::orderTabs() {
+void frmHouseInput::orderTabs()
+{
     // Tab walks page 1 in screen order: the fields, the rows, then the buttons under them.
     QList<QWidget*> chain{cmbHouseName, cmbHouseType, cmbHouseNo, cmbHouseFloor, txtHouseIntro};
     for (int i = 1; i <= cmbCaption.UBound(); ++i) chain << cmbCaption[i] << cmbContent[i];
@@ -97,7 +104,8 @@ void frmHouseInput::orderTabs() {
     for (int k = 1; k < chain.size(); ++k) QWidget::setTabOrder(chain[k - 1], chain[k]);
 }
 
-void frmHouseInput::loadContentRows(db::Connection& connection, qint32 houseId) {
+void frmHouseInput::loadContentRows(db::Connection& connection, qint32 houseId)
+{
     db::Recordset rows;
     if (!connection.Execute(entry::SqlHouseContent(houseId), rows)) return;
     while (!rows.Eof()) {
@@ -110,7 +118,8 @@ void frmHouseInput::loadContentRows(db::Connection& connection, qint32 houseId) 
     rows.Close();
 }
 
-void frmHouseInput::writeContentRows(db::Connection& connection, qint32 houseId) {
+void frmHouseInput::writeContentRows(db::Connection& connection, qint32 houseId)
+{
     // A row counts by its caption alone; positions stay dense, in screen order.
     int position = 0;
     for (int i = 1; i <= cmbCaption.UBound(); ++i) {

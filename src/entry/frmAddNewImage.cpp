@@ -15,21 +15,27 @@ using ui::Px;
 
 namespace {
 
-frmHouseInput* wizard() { return qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput"))); }
+frmHouseInput* wizard()
+{
+    return qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
+}
 
 }  // namespace
 
-frmAddNewImage::frmAddNewImage() {
+frmAddNewImage::frmAddNewImage()
+{
     setObjectName(QStringLiteral("frmAddNewImage"));
     setupControls();
 }
 
-QString frmAddNewImage::ImageFilter() {
+QString frmAddNewImage::ImageFilter()
+{
     return QStringLiteral(
         "图片文件 (*.bmp; *.jpg; *.gif; *.jpeg)|*.bmp; *.jpg; *.gif; *.jpeg|所有文件 (*.*)|*.*");
 }
 
-void frmAddNewImage::setupControls() {
+void frmAddNewImage::setupControls()
+{
     SetCaption(QStringLiteral("增加新的图片"));
     auto label = [this](const char* name, const QString& text, int top) {
         auto* l = new QLabel(text, this);
@@ -64,19 +70,22 @@ void frmAddNewImage::setupControls() {
     connect(cmdImageCancel, &QPushButton::clicked, this, [this] { UnloadForm(); });
 }
 
-void frmAddNewImage::Load() {
+void frmAddNewImage::Load()
+{
     SetSizeTwips(6300, 3000);
     dialogMode_ = 0;
 }
 
-void frmAddNewImage::StartAdd() {
+void frmAddNewImage::StartAdd()
+{
     dialogMode_ = 0;
     txtImageFile->clear();
     txtImageCaption->clear();
     txtImageIntro->clear();
 }
 
-void frmAddNewImage::GetImage() {
+void frmAddNewImage::GetImage()
+{
     dialogMode_ = 1;
     frmHouseInput* input = wizard();
     if (!input) return;
@@ -86,12 +95,14 @@ void frmAddNewImage::GetImage() {
     txtImageFile->setText(list->SelectedText(3));
 }
 
-void frmAddNewImage::cmdOpenImageFile_Click() {
+void frmAddNewImage::cmdOpenImageFile_Click()
+{
     const QString file = ui::GetOpenFileName(this, ImageFilter());
     if (!file.isEmpty()) txtImageFile->setText(file);
 }
 
-void frmAddNewImage::cmdImageOK_Click() {
+void frmAddNewImage::cmdImageOK_Click()
+{
     if (!mdlHouse::RequireValue(txtImageFile, QStringLiteral("图片文件"))) return;
     if (!mdlHouse::RequireValue(txtImageCaption, QStringLiteral("图片标题"))) return;
     if (!mdlHouse::RequireValue(txtImageIntro, QStringLiteral("图片说明"))) return;

@@ -25,7 +25,8 @@ namespace {
 
 // The four boxes of page 1 take typed text; they never complete it from their lists (a building
 // name typed as a prefix of another must stay as typed) and never add it to them.
-QComboBox* makeDropDown(QWidget* parent, const char* name) {
+QComboBox* makeDropDown(QWidget* parent, const char* name)
+{
     auto* box = new QComboBox(parent);
     box->setObjectName(QString::fromLatin1(name));
     box->setEditable(true);
@@ -34,32 +35,37 @@ QComboBox* makeDropDown(QWidget* parent, const char* name) {
     return box;
 }
 
-QLabel* makeLabel(QWidget* parent, const char* name, const QString& text) {
+QLabel* makeLabel(QWidget* parent, const char* name, const QString& text)
+{
     auto* label = new QLabel(text, parent);
     label->setObjectName(QString::fromLatin1(name));
     return label;
 }
 
-QPushButton* makeButton(QWidget* parent, const char* name, const QString& text) {
+QPushButton* makeButton(QWidget* parent, const char* name, const QString& text)
+{
     auto* button = new QPushButton(text, parent);
     button->setObjectName(QString::fromLatin1(name));
     return button;
 }
 
-void place(QWidget* w, int left, int top, int width, int height) {
+void place(QWidget* w, int left, int top, int width, int height)
+{
     w->setGeometry(Px(left), Px(top), Px(width), Px(height));
 }
 
 // The description box shows Qt's line feeds; the stored text keeps the CR LF line ends that the
 // catalogue's earlier installations wrote, so both kinds of rows read alike.
-QString storedIntro(const QString& shown) {
+QString storedIntro(const QString& shown)
+{
     QString text = shown;
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
     return text;
 }
 
-QString shownIntro(const QString& stored) {
+QString shownIntro(const QString& stored)
+{
     QString text = stored;
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     return text;
@@ -71,7 +77,8 @@ namespace entry {
 
 // Appends items to a drop-down without touching its text: Qt would otherwise pick the first item
 // of a box that was empty, while these boxes show only what the user chose or typed.
-void AppendKeepingText(QComboBox* box, const QStringList& items) {
+void AppendKeepingText(QComboBox* box, const QStringList& items)
+{
     const QString text = box->currentText();
     QSignalBlocker block(box);
     box->addItems(items);
@@ -81,7 +88,8 @@ void AppendKeepingText(QComboBox* box, const QStringList& items) {
     }
 }
 
-QStringList ReadColumn(db::Connection& cn, const QString& sql) {
+QStringList ReadColumn(db::Connection& cn, const QString& sql)
+{
     QStringList values;
     db::Recordset rs;
     if (!cn.Execute(sql, rs)) return values;
@@ -95,12 +103,14 @@ QStringList ReadColumn(db::Connection& cn, const QString& sql) {
 
 }  // namespace entry
 
-frmHouseInput::frmHouseInput() {
+frmHouseInput::frmHouseInput()
+{
     setObjectName(QStringLiteral("frmHouseInput"));
     setupControls();
 }
 
-void frmHouseInput::setupControls() {
+void frmHouseInput::setupControls()
+{
     SetCaption(QStringLiteral("录入资料"));
 
     Frame1 = new QScrollArea(this);
@@ -208,30 +218,35 @@ void frmHouseInput::setupControls() {
     setupImageColumns();
 }
 
-void frmHouseInput::Load() {
+void frmHouseInput::Load()
+{
     SetSizeTwips(kWindowWidth, kWindowHeight);
     Resized();
     showPage(1);
     StartInput(0);
 }
 
-void frmHouseInput::Unload() {
+void frmHouseInput::Unload()
+{
     rs.Close();
     cn.Close();
 }
 
-void frmHouseInput::Resized() {
+void frmHouseInput::Resized()
+{
     Frame1->setGeometry(rect());
     Frame2->setGeometry(rect());
     layoutPage2();
 }
 
-void frmHouseInput::showPage(int page) {
+void frmHouseInput::showPage(int page)
+{
     Frame1->setVisible(page == 1);
     Frame2->setVisible(page != 1);
 }
 
-void frmHouseInput::StartInput(int mode) {
+void frmHouseInput::StartInput(int mode)
+{
     inputMode_ = mode;
     currentPicture_ = 0;
 
@@ -251,7 +266,8 @@ void frmHouseInput::StartInput(int mode) {
     showPage(1);
 }
 
-void frmHouseInput::fillDropDowns() {
+void frmHouseInput::fillDropDowns()
+{
     mdlHouse::OpenDatabase(cn);
     entry::AppendKeepingText(cmbHouseName, entry::ReadColumn(cn, entry::SqlHouseNames()));
     const QStringList types = entry::ReadColumn(cn, entry::SqlHouseTypes());
@@ -264,7 +280,8 @@ void frmHouseInput::fillDropDowns() {
     cn.Close();
 }
 
-void frmHouseInput::loadHouse() {
+void frmHouseInput::loadHouse()
+{
     const qint32 houseId = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(cn);
     if (cn.Execute(entry::SqlLoadHouse(houseId), rs) && !rs.Eof()) {
@@ -281,7 +298,8 @@ void frmHouseInput::loadHouse() {
     cn.Close();
 }
 
-void frmHouseInput::cmdNext_Click() {
+void frmHouseInput::cmdNext_Click()
+{
     if (!mdlHouse::RequireValue(cmbHouseName, QStringLiteral("名称"))) return;
     if (!mdlHouse::RequireValue(cmbHouseType, QStringLiteral("类型"))) return;
     if (!mdlHouse::RequireValue(cmbHouseNo, QStringLiteral("房间号"))) return;
@@ -290,7 +308,8 @@ void frmHouseInput::cmdNext_Click() {
     cmdFinish->setFocus();
 }
 
-void frmHouseInput::cmdFinish_Click() {
+void frmHouseInput::cmdFinish_Click()
+{
     cmdPrevious->setEnabled(false);
     cmdFinish->setEnabled(false);
     cmdCancel2->setEnabled(false);
@@ -313,7 +332,8 @@ void frmHouseInput::cmdFinish_Click() {
     }
 }
 
-QVariant frmHouseInput::lookUpTypeId() {
+QVariant frmHouseInput::lookUpTypeId()
+{
     // The name goes between the quotes as it stands: a name with a quote in it breaks the lookup,
     // and the house is then stored without a type.
     QVariant typeId;
@@ -323,7 +343,8 @@ QVariant frmHouseInput::lookUpTypeId() {
     return typeId;
 }
 
-void frmHouseInput::writeHouseFields(db::Recordset& house) {
+void frmHouseInput::writeHouseFields(db::Recordset& house)
+{
     // Each assignment stands alone: one that the table refuses (a floor that is not a number)
     // leaves that column as it was and the rest are still written.
     house.SetField(QStringLiteral("HouseName"), cmbHouseName->currentText());
@@ -333,7 +354,8 @@ void frmHouseInput::writeHouseFields(db::Recordset& house) {
     house.SetField(QStringLiteral("housefloor"), cmbHouseFloor->currentText());
 }
 
-void frmHouseInput::saveNewHouse() {
+void frmHouseInput::saveNewHouse()
+{
     mdlHouse::OpenDatabase(cn);
     typeIdForSave_ = lookUpTypeId();
 
@@ -355,7 +377,8 @@ void frmHouseInput::saveNewHouse() {
     cn.Close();
 }
 
-void frmHouseInput::saveEditedHouse() {
+void frmHouseInput::saveEditedHouse()
+{
     const qint32 houseId = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(cn);
     typeIdForSave_ = lookUpTypeId();

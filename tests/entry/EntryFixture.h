@@ -23,7 +23,8 @@ namespace entrytest {
 
 // Types text as a user would: ASCII on the keyboard, Chinese through the input method (a commit
 // of the composed text), which is how it reaches a text box on a real desktop.
-inline void TypeInto(QWidget* target, const QString& text) {
+inline void TypeInto(QWidget* target, const QString& text)
+{
     target->setFocus();
     QString run;
     auto flush = [&] {
@@ -45,7 +46,8 @@ inline void TypeInto(QWidget* target, const QString& text) {
 }
 
 // Replaces the text of a named text box or drop-down by typing.
-inline bool Type(QObject* root, const QString& name, const QString& text) {
+inline bool Type(QObject* root, const QString& name, const QString& text)
+{
     if (auto* combo = root->findChild<QComboBox*>(name)) {
         combo->setCurrentIndex(-1);
         combo->setEditText(QString());
@@ -66,28 +68,33 @@ inline bool Type(QObject* root, const QString& name, const QString& text) {
     return false;
 }
 
-inline void RegisterWindows() {
+inline void RegisterWindows()
+{
     Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
     Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
 }
 
-inline void CloseWindows() {
+inline void CloseWindows()
+{
     for (const char* name : {"frmAddNewImage", "frmHouseInput", "frmHouseList"})
         Forms::Unload(QString::fromLatin1(name));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();
 }
 
-inline frmHouseInput* Wizard() {
+inline frmHouseInput* Wizard()
+{
     return qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
 }
 
-inline frmAddNewImage* Dialog() {
+inline frmAddNewImage* Dialog()
+{
     return qobject_cast<frmAddNewImage*>(Forms::Find(QStringLiteral("frmAddNewImage")));
 }
 
 // Opened from the menu: the window loads and starts itself once.
-inline frmHouseInput* OpenFromMenu() {
+inline frmHouseInput* OpenFromMenu()
+{
     auto* w = qobject_cast<frmHouseInput*>(Forms::Show(QStringLiteral("frmHouseInput")));
     if (w) {
         QApplication::setActiveWindow(w);
@@ -97,14 +104,16 @@ inline frmHouseInput* OpenFromMenu() {
 }
 
 // Opened by the catalogue's add (0) or edit (1): show, then start.
-inline frmHouseInput* OpenFromCatalogue(int mode) {
+inline frmHouseInput* OpenFromCatalogue(int mode)
+{
     frmHouseInput* w = OpenFromMenu();
     if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
     return w;
 }
 
 // Adds the types 1..n in position order.
-inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names) {
+inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names)
+{
     int list = 0;
     for (const QString& name : names) {
         ++list;
@@ -119,7 +128,8 @@ inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList
 }
 
 inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type, const QString& no,
-                      const QString& floor) {
+                      const QString& floor)
+{
     bool ok = Type(w, QStringLiteral("cmbHouseName"), name);
     ok = Type(w, QStringLiteral("cmbHouseType"), type) && ok;
     ok = Type(w, QStringLiteral("cmbHouseNo"), no) && ok;
@@ -127,14 +137,16 @@ inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type
     return ok;
 }
 
-inline void SetRow(frmHouseInput* w, int i, const QString& caption, const QString& content) {
+inline void SetRow(frmHouseInput* w, int i, const QString& caption, const QString& content)
+{
     Type(w, QStringLiteral("cmbCaption(%1)").arg(i), caption);
     Type(w, QStringLiteral("cmbContent(%1)").arg(i), content);
 }
 
 // Through the real dialog: "新增", browse (answered by the stub), title, description, "确定".
 inline bool AddPicture(testsupport::FileDialogStub& files, const QString& title, const QString& intro,
-                       const QString& path) {
+                       const QString& path)
+{
     frmHouseInput* w = Wizard();
     if (!w || !testsupport::Click(w, QStringLiteral("cmdAddNewImage"))) return false;
     frmAddNewImage* d = Dialog();
@@ -149,7 +161,8 @@ inline bool AddPicture(testsupport::FileDialogStub& files, const QString& title,
 }
 
 // Clicks a row of the picture list with the mouse.
-inline void ClickRow(ui::ListView* list, int row, bool twice = false) {
+inline void ClickRow(ui::ListView* list, int row, bool twice = false)
+{
     const QRect r = list->visualRect(list->Model()->index(row, 1));
     if (twice) {
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
@@ -159,19 +172,22 @@ inline void ClickRow(ui::ListView* list, int row, bool twice = false) {
     }
 }
 
-inline QStringList Column(const ui::ListView* list, int column) {
+inline QStringList Column(const ui::ListView* list, int column)
+{
     QStringList values;
     for (int row = 0; row < list->Model()->Count(); ++row) values << list->Model()->Text(row, column);
     return values;
 }
 
-inline QByteArray Bytes(const QString& path) {
+inline QByteArray Bytes(const QString& path)
+{
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 // Every row of a query as "a|b|c" texts: short to compare whole tables.
-inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql) {
+inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql)
+{
     QStringList out;
     for (const QVariantList& row : folder.Rows(sql)) {
         QStringList cells;

@@ -8,7 +8,8 @@
 class tst_entry_statements : public QObject {
     Q_OBJECT
 private slots:
-    void statements_are_the_fixed_texts() {
+    void statements_are_the_fixed_texts()
+    {
         QCOMPARE(entry::SqlLoadHouse(7),
                  QString("Select a.HouseName, b.List, a.HouseNo, a.Intro From t_House as a, "
                          "t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 7"));
@@ -37,7 +38,8 @@ private slots:
         QCOMPARE(entry::SqlContents(), QString("Select Distinct Content From t_Content Order By Content"));
     }
 
-    void stored_name_pads_key_and_number() {
+    void stored_name_pads_key_and_number()
+    {
         QCOMPARE(entry::StoredImageName(12, "3", "C:/photos/front.JPG"), QString("000012_0003.JPG"));
         QCOMPARE(entry::StoredImageName(1, "12", "/a/b.c/pic.jpeg"), QString("000001_0012.jpeg"));
         // Only the tails are kept past six and four digits.
@@ -45,7 +47,8 @@ private slots:
         QCOMPARE(entry::StoredImageName(5, "1", "/tmp/archive.tar.gz"), QString("000005_0001.gz"));
     }
 
-    void a_path_without_a_dot_is_its_own_extension() {
+    void a_path_without_a_dot_is_its_own_extension()
+    {
         QCOMPARE(entry::ImageExtension("/home/sales/pictures/front"), QString("/home/sales/pictures/front"));
         QCOMPARE(entry::StoredImageName(3, "2", "/pics/front"), QString("000003_0002./pics/front"));
         QCOMPARE(entry::ImageExtension("name."), QString());

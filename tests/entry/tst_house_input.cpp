@@ -30,7 +30,8 @@ class tst_house_input : public QObject {
 
     // A house with its attribute rows, straight into the tables.
     qint64 seedHouse(const QString& name, int typeId, const QString& no, int floor, const QString& intro,
-                     const QList<QPair<QString, QString>>& rows) {
+                     const QList<QPair<QString, QString>>& rows)
+    {
         folder->Exec(QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
                                     "Values ('%1', '%2', '%3', %4, %5)")
                          .arg(name, no, intro)
@@ -51,7 +52,8 @@ class tst_house_input : public QObject {
     int rowTopTwips(frmHouseInput* w, int i) { return ui::Twips(w->cmbCaption[i]->y()); }
 
 private slots:
-    void init() {
+    void init()
+    {
         folder = std::make_unique<testsupport::ProgramFolder>();
         messages = std::make_unique<testsupport::MsgBoxRecorder>();
         files = std::make_unique<testsupport::FileDialogStub>();
@@ -60,14 +62,16 @@ private slots:
         AddTypes(*folder, {QStringLiteral("公寓"), QStringLiteral("别墅"), QStringLiteral("商铺")});
     }
 
-    void cleanup() {
+    void cleanup()
+    {
         CloseWindows();
         files.reset();
         messages.reset();
         folder.reset();
     }
 
-    void opens_with_caption_size_and_page_one() {
+    void opens_with_caption_size_and_page_one()
+    {
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(w);
         QCOMPARE(w->windowTitle(), QStringLiteral("录入资料"));
@@ -85,14 +89,16 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void types_follow_their_positions() {
+    void types_follow_their_positions()
+    {
         folder->Exec(QStringLiteral("Update t_HouseType Set List = 4 - List"));
         frmHouseInput* w = OpenFromMenu();
         QCOMPARE(w->cmbHouseType->itemText(0), QStringLiteral("商铺"));
         QCOMPARE(w->cmbHouseType->itemText(2), QStringLiteral("公寓"));
     }
 
-    void no_types_gives_the_message_and_page_two_stays_closed() {
+    void no_types_gives_the_message_and_page_two_stays_closed()
+    {
         folder->Exec(QStringLiteral("Delete From t_HouseType"));
         frmHouseInput* w = OpenFromMenu();
         QCOMPARE(messages->Texts(),
@@ -105,7 +111,8 @@ private slots:
         QVERIFY(w->Frame1->isVisible());
     }
 
-    void required_fields_are_checked_in_order() {
+    void required_fields_are_checked_in_order()
+    {
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(Click(w, QStringLiteral("cmdNext")));
         Type(w, QStringLiteral("cmbHouseName"), QStringLiteral("A座"));
@@ -132,7 +139,8 @@ private slots:
         QCOMPARE(messages->messages.size(), 4);
     }
 
-    void new_house_is_saved_in_one_pass() {
+    void new_house_is_saved_in_one_pass()
+    {
         frmHouseInput* w = OpenFromMenu();
         Forms::Show(QStringLiteral("frmHouseList"));
         QVERIFY(FillPage1(w, QStringLiteral("阳光花园"), QStringLiteral("别墅"), QStringLiteral("B-12"),
@@ -153,7 +161,8 @@ private slots:
         QVERIFY(w->cmdFinish->isEnabled() && w->cmdPrevious->isEnabled() && w->cmdCancel2->isEnabled());
     }
 
-    void new_house_rows_take_the_largest_key() {
+    void new_house_rows_take_the_largest_key()
+    {
         // Keys only grow: with houses 1 and 2 stored and 2 deleted, the next house is 3.
         seedHouse(QStringLiteral("甲"), 1, QStringLiteral("1"), 1, QString(), {});
         seedHouse(QStringLiteral("乙"), 1, QStringLiteral("2"), 1, QString(), {});
@@ -169,7 +178,8 @@ private slots:
                  QStringList{QStringLiteral("3|面积|1")});
     }
 
-    void quote_in_type_name_saves_the_house_without_a_type() {
+    void quote_in_type_name_saves_the_house_without_a_type()
+    {
         AddTypes(*folder, {});
         folder->Exec(QStringLiteral("Insert Into t_HouseType (List, HouseType) Values (4, 'King''s')"));
         frmHouseInput* w = OpenFromMenu();
@@ -183,7 +193,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void finished_new_house_restarts_empty_and_takes_the_next() {
+    void finished_new_house_restarts_empty_and_takes_the_next()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("101"),
                   QStringLiteral("1"));
@@ -214,7 +225,8 @@ private slots:
                  (QStringList{QStringLiteral("1|A座|1"), QStringLiteral("2|B座|3")}));
     }
 
-    void floor_box_grows_forty_entries_per_start_from_the_menu() {
+    void floor_box_grows_forty_entries_per_start_from_the_menu()
+    {
         frmHouseInput* w = OpenFromMenu();
         for (const QString& floor : {QStringLiteral("5"), QStringLiteral("12")}) {
             FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1") + floor, floor);
@@ -232,7 +244,8 @@ private slots:
         QCOMPARE(folder->Value(QStringLiteral("Select Count(*) From t_House")).toInt(), 2);
     }
 
-    void floor_box_grows_once_more_when_the_catalogue_starts_it() {
+    void floor_box_grows_once_more_when_the_catalogue_starts_it()
+    {
         frmHouseInput* w = OpenFromCatalogue(0);
         QCOMPARE(w->cmbHouseFloor->count(), 80);
         for (const QString& floor : {QStringLiteral("3"), QStringLiteral("9")}) {
@@ -244,7 +257,8 @@ private slots:
         QCOMPARE(w->cmbHouseFloor->currentText(), QStringLiteral("9"));
     }
 
-    void edit_in_a_fresh_wizard_shows_the_house_without_its_floor() {
+    void edit_in_a_fresh_wizard_shows_the_house_without_its_floor()
+    {
         const qint64 id =
             seedHouse(QStringLiteral("翠湖"), 2, QStringLiteral("8-801"), 8, QStringLiteral("一行\r\n二行"),
                       {{QStringLiteral("朝向"), QStringLiteral("东")}});
@@ -262,7 +276,8 @@ private slots:
         QVERIFY(w->Frame1->isVisible());
     }
 
-    void edit_keeps_the_floor_text_of_an_open_wizard() {
+    void edit_keeps_the_floor_text_of_an_open_wizard()
+    {
         const qint64 id = seedHouse(QStringLiteral("翠湖"), 1, QStringLiteral("1"), 8, QString(), {});
         frmHouseInput* w = OpenFromMenu();
         Type(w, QStringLiteral("cmbHouseFloor"), QStringLiteral("15"));
@@ -272,7 +287,8 @@ private slots:
         QCOMPARE(w->cmbHouseFloor->count(), 80);
     }
 
-    void edit_save_replaces_the_rows_whole_and_closes() {
+    void edit_save_replaces_the_rows_whole_and_closes()
+    {
         const qint64 other = seedHouse(QStringLiteral("别家"), 1, QStringLiteral("9"), 9, QString(),
                                        {{QStringLiteral("朝向"), QStringLiteral("北")}});
         const qint64 id = seedHouse(
@@ -309,7 +325,8 @@ private slots:
         QCOMPARE(folder->Value(QStringLiteral("Select Count(*) From t_House")).toInt(), 2);
     }
 
-    void finishing_without_the_catalogue_saves_and_skips_the_reload() {
+    void finishing_without_the_catalogue_saves_and_skips_the_reload()
+    {
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(!Forms::Find(QStringLiteral("frmHouseList")));
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1"), QStringLiteral("1"));
@@ -320,7 +337,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void cancel_closes_without_writing() {
+    void cancel_closes_without_writing()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1"), QStringLiteral("1"));
         Click(w, QStringLiteral("cmdNext"));
@@ -335,7 +353,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void missing_database_gives_the_connection_message_not_a_crash() {
+    void missing_database_gives_the_connection_message_not_a_crash()
+    {
         QFile::remove(folder->DatabasePath());
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(w);
@@ -346,7 +365,8 @@ private slots:
 
     // Attribute rows
 
-    void new_house_has_three_empty_rows_a_pitch_apart_and_saves_none() {
+    void new_house_has_three_empty_rows_a_pitch_apart_and_saves_none()
+    {
         frmHouseInput* w = OpenFromMenu();
         QCOMPARE(w->AttributeRowCount(), 3);
         QVERIFY(!w->cmbCaption[0]->isVisible());
@@ -368,7 +388,8 @@ private slots:
         QCOMPARE(folder->Value(QStringLiteral("Select Count(*) From t_Content")).toInt(), 0);
     }
 
-    void a_row_counts_by_its_caption() {
+    void a_row_counts_by_its_caption()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1"), QStringLiteral("1"));
         SetRow(w, 1, QStringLiteral("车位"), QString());
@@ -379,7 +400,8 @@ private slots:
                  QStringList{QStringLiteral("车位||1")});
     }
 
-    void rows_one_and_three_are_stored_as_one_and_two() {
+    void rows_one_and_three_are_stored_as_one_and_two()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1"), QStringLiteral("1"));
         SetRow(w, 1, QStringLiteral("朝向"), QStringLiteral("南"));
@@ -390,7 +412,8 @@ private slots:
                  (QStringList{QStringLiteral("朝向|南|1"), QStringLiteral("面积|120|2")}));
     }
 
-    void five_rows_load_as_five_and_three_removals_leave_two() {
+    void five_rows_load_as_five_and_three_removals_leave_two()
+    {
         QList<QPair<QString, QString>> rows;
         for (int i = 1; i <= 5; ++i)
             rows << qMakePair(QStringLiteral("属性%1").arg(i), QStringLiteral("值%1").arg(i));
@@ -421,7 +444,8 @@ private slots:
                  (QStringList{QStringLiteral("属性1|1"), QStringLiteral("属性2|2")}));
     }
 
-    void one_loaded_row_is_topped_up_to_three() {
+    void one_loaded_row_is_topped_up_to_three()
+    {
         const qint64 id = seedHouse(QStringLiteral("A座"), 1, QStringLiteral("1"), 1, QString(),
                                     {{QStringLiteral("朝向"), QStringLiteral("南")}});
         mdlHouse::CurrentHouseID = qint32(id);
@@ -431,7 +455,8 @@ private slots:
         QCOMPARE(w->cmbCaption[2]->currentText(), QString());
     }
 
-    void the_same_caption_may_repeat() {
+    void the_same_caption_may_repeat()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("1"), QStringLiteral("1"));
         SetRow(w, 1, QStringLiteral("阳台"), QStringLiteral("南"));
@@ -444,7 +469,8 @@ private slots:
                               QStringLiteral("阳台|西|3")}));
     }
 
-    void add_button_adds_a_row_with_the_used_captions_and_focuses_it() {
+    void add_button_adds_a_row_with_the_used_captions_and_focuses_it()
+    {
         seedHouse(
             QStringLiteral("A座"), 1, QStringLiteral("1"), 1, QString(),
             {{QStringLiteral("朝向"), QStringLiteral("南")}, {QStringLiteral("面积"), QStringLiteral("90")}});
@@ -466,7 +492,8 @@ private slots:
         QCOMPARE(caption->currentText(), QStringLiteral("面"));
     }
 
-    void tab_walks_the_rows_in_screen_order() {
+    void tab_walks_the_rows_in_screen_order()
+    {
         frmHouseInput* w = OpenFromMenu();
         Click(w, QStringLiteral("cmdAddNewContent"));
         w->txtHouseIntro->setFocus();
@@ -479,7 +506,8 @@ private slots:
         }
     }
 
-    void removing_with_no_row_left_keeps_the_template() {
+    void removing_with_no_row_left_keeps_the_template()
+    {
         frmHouseInput* w = OpenFromMenu();
         for (int k = 0; k < 5; ++k) Click(w, QStringLiteral("cmdDeleteContent"));
         QCOMPARE(w->AttributeRowCount(), 0);

@@ -20,7 +20,8 @@ class tst_house_pictures : public QObject {
     std::unique_ptr<testsupport::MsgBoxRecorder> messages;
     std::unique_ptr<testsupport::FileDialogStub> files;
 
-    QString source(const QString& name, Qt::GlobalColor color = Qt::darkCyan, int width = 40) {
+    QString source(const QString& name, Qt::GlobalColor color = Qt::darkCyan, int width = 40)
+    {
         QDir(folder->Path()).mkpath(QStringLiteral("pictures"));
         return testsupport::MakePicture(folder->File(QStringLiteral("pictures/") + name), width, 30, color);
     }
@@ -28,7 +29,8 @@ class tst_house_pictures : public QObject {
     QString stored(const QString& name) const { return folder->File(QStringLiteral("Images/") + name); }
 
     // A new house on page 2, ready for pictures.
-    frmHouseInput* newHouseOnPage2() {
+    frmHouseInput* newHouseOnPage2()
+    {
         frmHouseInput* w = OpenFromMenu();
         FillPage1(w, QStringLiteral("A座"), QStringLiteral("公寓"), QStringLiteral("101"),
                   QStringLiteral("1"));
@@ -37,7 +39,8 @@ class tst_house_pictures : public QObject {
     }
 
     // A house whose pictures are already stored, with their files in Images.
-    qint64 seedHouseWithPictures(const QList<int>& numbers) {
+    qint64 seedHouseWithPictures(const QList<int>& numbers)
+    {
         folder->Exec(
             QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
                            "Values ('翠湖', '8', '', 8, 1)"));
@@ -55,7 +58,8 @@ class tst_house_pictures : public QObject {
         return id;
     }
 
-    frmHouseInput* editOnPage2(qint64 id) {
+    frmHouseInput* editOnPage2(qint64 id)
+    {
         mdlHouse::CurrentHouseID = qint32(id);
         frmHouseInput* w = OpenFromCatalogue(1);
         Type(w, QStringLiteral("cmbHouseFloor"), QStringLiteral("8"));
@@ -63,13 +67,15 @@ class tst_house_pictures : public QObject {
         return w;
     }
 
-    QStringList imageFiles() const {
+    QStringList imageFiles() const
+    {
         QStringList names = QDir(folder->File(QStringLiteral("Images"))).entryList(QDir::Files, QDir::Name);
         return names;
     }
 
 private slots:
-    void init() {
+    void init()
+    {
         folder = std::make_unique<testsupport::ProgramFolder>();
         messages = std::make_unique<testsupport::MsgBoxRecorder>();
         files = std::make_unique<testsupport::FileDialogStub>();
@@ -77,14 +83,16 @@ private slots:
         AddTypes(*folder, {QStringLiteral("公寓"), QStringLiteral("别墅")});
     }
 
-    void cleanup() {
+    void cleanup()
+    {
         CloseWindows();
         files.reset();
         messages.reset();
         folder.reset();
     }
 
-    void list_has_its_four_columns() {
+    void list_has_its_four_columns()
+    {
         frmHouseInput* w = newHouseOnPage2();
         QVERIFY(w->Frame2->isVisible());
         const ui::ListModel* model = w->lsvImage->Model();
@@ -99,12 +107,14 @@ private slots:
         QCOMPARE(Label(w, "Label2"), QStringLiteral("图片预览"));
     }
 
-    static QString Label(QWidget* w, const char* name) {
+    static QString Label(QWidget* w, const char* name)
+    {
         auto* l = w->findChild<QLabel*>(QString::fromLatin1(name));
         return l ? l->text() : QString();
     }
 
-    void dialog_adds_a_numbered_row_with_the_browse_filter() {
+    void dialog_adds_a_numbered_row_with_the_browse_filter()
+    {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source(QStringLiteral("a.png"));
         QVERIFY(Click(w, QStringLiteral("cmdAddNewImage")));
@@ -139,7 +149,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void dialog_requires_file_title_and_description_in_order() {
+    void dialog_requires_file_title_and_description_in_order()
+    {
         frmHouseInput* w = newHouseOnPage2();
         Click(w, QStringLiteral("cmdAddNewImage"));
         frmAddNewImage* d = Dialog();
@@ -164,7 +175,8 @@ private slots:
         QCOMPARE(messages->messages.size(), 3);
     }
 
-    void dialog_cancel_changes_nothing() {
+    void dialog_cancel_changes_nothing()
+    {
         frmHouseInput* w = newHouseOnPage2();
         QVERIFY(AddPicture(*files, QStringLiteral("客厅"), QStringLiteral("大"),
                            source(QStringLiteral("a.png"))));
@@ -178,7 +190,8 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), QStringList{QStringLiteral("客厅")});
     }
 
-    void edit_fills_the_dialog_and_keeps_the_number() {
+    void edit_fills_the_dialog_and_keeps_the_number()
+    {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.jpg")),
                       c = source(QStringLiteral("c.gif"));
@@ -208,7 +221,8 @@ private slots:
         QCOMPARE(Dialog()->DialogMode(), 1);
     }
 
-    void edit_ok_writes_to_the_row_selected_at_that_moment() {
+    void edit_ok_writes_to_the_row_selected_at_that_moment()
+    {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source(QStringLiteral("a.png")), b = source(QStringLiteral("b.png")),
                       c = source(QStringLiteral("c.png"));
@@ -226,7 +240,8 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 3), (QStringList{a, b, a}));
     }
 
-    void new_after_an_open_edit_adds_instead() {
+    void new_after_an_open_edit_adds_instead()
+    {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, QStringLiteral("甲"), QStringLiteral("一"), source(QStringLiteral("a.png")));
         ClickRow(w->lsvImage, 0);
@@ -242,7 +257,8 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), (QStringList{QStringLiteral("甲"), QStringLiteral("乙")}));
     }
 
-    void without_a_current_picture_edit_and_delete_do_nothing() {
+    void without_a_current_picture_edit_and_delete_do_nothing()
+    {
         frmHouseInput* w = newHouseOnPage2();
         QCOMPARE(w->CurrentPictureNumber(), 0);
         Click(w, QStringLiteral("cmdEdit"));
@@ -266,7 +282,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void new_house_pictures_are_copied_under_their_stored_names() {
+    void new_house_pictures_are_copied_under_their_stored_names()
+    {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source(QStringLiteral("front.PNG"), Qt::red),
                       b = source(QStringLiteral("back.jpg"), Qt::blue);
@@ -283,7 +300,8 @@ private slots:
         QCOMPARE(w->lsvImage->Model()->Count(), 0);  // restarted for the next house
     }
 
-    void house_twelve_picture_three_is_000012_0003() {
+    void house_twelve_picture_three_is_000012_0003()
+    {
         folder->Exec(QStringLiteral("Insert Into t_House (HouseName) Values ('x')"));
         folder->Exec(QStringLiteral("Delete From t_House"));
         folder->Exec(QStringLiteral("Update sqlite_sequence Set seq = 11 Where name = 't_House'"));
@@ -297,7 +315,8 @@ private slots:
         QVERIFY(QFile::exists(stored("000012_0003.JPG")));
     }
 
-    void removed_then_added_picture_shares_the_number() {
+    void removed_then_added_picture_shares_the_number()
+    {
         frmHouseInput* w = newHouseOnPage2();
         const QString a = source("a.png", Qt::red), b = source("b.png", Qt::green),
                       c = source("c.png", Qt::blue), d = source("d.png", Qt::yellow, 60);
@@ -316,7 +335,8 @@ private slots:
         QVERIFY(Bytes(d) != Bytes(c));
     }
 
-    void path_without_a_dot_is_stored_whole_and_not_copied() {
+    void path_without_a_dot_is_stored_whole_and_not_copied()
+    {
         QDir(folder->Path()).mkpath(QStringLiteral("pictures/plain"));
         const QString plain = folder->File(QStringLiteral("pictures/plain/front"));
         QVERIFY(QFile::copy(source(QStringLiteral("front.png")), plain));
@@ -332,7 +352,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void missing_source_file_still_writes_its_row() {
+    void missing_source_file_still_writes_its_row()
+    {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "A", "a", folder->File("pictures/gone.jpg"));
         Click(w, QStringLiteral("cmdFinish"));
@@ -342,7 +363,8 @@ private slots:
         QVERIFY(messages->messages.isEmpty());
     }
 
-    void unchanged_pictures_survive_an_edit_that_copies_them_onto_themselves() {
+    void unchanged_pictures_survive_an_edit_that_copies_them_onto_themselves()
+    {
         const qint64 id = seedHouseWithPictures({1, 2});
         const QByteArray first = Bytes(stored("000001_0001.png")), second = Bytes(stored("000001_0002.png"));
         QVERIFY(!first.isEmpty() && !second.isEmpty());
@@ -358,7 +380,8 @@ private slots:
             (QStringList{"1|1|图1|说明1|000001_0001.png", "1|2|图2|说明2|000001_0002.png"}));
     }
 
-    void picture_deleted_in_an_edit_keeps_its_file() {
+    void picture_deleted_in_an_edit_keeps_its_file()
+    {
         const qint64 id = seedHouseWithPictures({1, 2});
         frmHouseInput* w = editOnPage2(id);
         ClickRow(w->lsvImage, 1);
@@ -369,7 +392,8 @@ private slots:
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.png", "000001_0002.png"}));
     }
 
-    void pictures_one_and_three_come_back_as_one_and_two() {
+    void pictures_one_and_three_come_back_as_one_and_two()
+    {
         const qint64 id = seedHouseWithPictures({1, 3});
         const QByteArray third = Bytes(stored("000001_0003.png"));
         frmHouseInput* w = editOnPage2(id);
@@ -383,7 +407,8 @@ private slots:
         QCOMPARE(imageFiles(), (QStringList{"000001_0001.png", "000001_0002.png", "000001_0003.png"}));
     }
 
-    void sorting_by_title_changes_the_write_order_not_the_numbers() {
+    void sorting_by_title_changes_the_write_order_not_the_numbers()
+    {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "Cellar", "c", source("c.png"));
         AddPicture(*files, "attic", "a", source("a.png"));
@@ -398,7 +423,8 @@ private slots:
                               "1|Cellar|000001_0001.png"}));
     }
 
-    void clicking_a_row_previews_the_picture() {
+    void clicking_a_row_previews_the_picture()
+    {
         frmHouseInput* w = newHouseOnPage2();
         QVERIFY(QFile::exists(folder->File(QStringLiteral("Image.htm"))));
         QTRY_VERIFY_WITH_TIMEOUT(w->WebImage->IsLoaded(), 30000);
@@ -435,7 +461,8 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(w->WebImage->Evaluate(pict).toString(), QString(), 10000);
     }
 
-    void arrow_keys_move_the_current_picture() {
+    void arrow_keys_move_the_current_picture()
+    {
         frmHouseInput* w = newHouseOnPage2();
         AddPicture(*files, "A", "a", source("a.png"));
         AddPicture(*files, "B", "b", source("b.png"));
@@ -450,7 +477,8 @@ private slots:
         QCOMPARE(Column(w->lsvImage, 1), QStringList{"A"});
     }
 
-    void wizard_closed_before_the_dialog_ok_is_harmless() {
+    void wizard_closed_before_the_dialog_ok_is_harmless()
+    {
         frmHouseInput* w = newHouseOnPage2();
         Click(w, QStringLiteral("cmdAddNewImage"));
         frmAddNewImage* d = Dialog();
