@@ -3,6 +3,8 @@
 #include "about/frmAbout.h"
 #include "catalogue/frmHouseList.h"
 #include "core/ui/Forms.h"
+#include "entry/frmAddNewImage.h"
+#include "entry/frmHouseInput.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -16,6 +18,8 @@ QStringList RegisterWindows()
         names << name;
     };
     add(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    add(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+    add(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
     add(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
     add(QStringLiteral("frmContent"), [] { return new frmContent; });
     add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
