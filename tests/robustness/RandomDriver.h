@@ -24,6 +24,7 @@
 #include <QTableView>
 #include <QTest>
 #include <QTextEdit>
+#include <functional>
 
 #include "core/frmMain.h"
 #include "core/ui/Form.h"
@@ -77,8 +78,14 @@ inline QStringList BadTexts()
         QStringLiteral("Robert'); Delete From t_House; --"),
         QStringLiteral("' Or '1'='1"),
         QStringLiteral("<b>bold</b> & <script>alert(1)</script>"),
+        // Some ordinary values too, so that a form is now and then complete and really saves.
         QStringLiteral("A101"),
         QStringLiteral("normal text"),
+        QStringLiteral("阳光花园"),
+        QStringLiteral("1"),
+        QStringLiteral("5"),
+        QStringLiteral("12"),
+        QStringLiteral("99"),
     };
     texts << QString(10000, QLatin1Char('x'));
     texts << QString(10000, QChar(0x623F));  // 房
@@ -168,16 +175,21 @@ private:
         return list;
     }
 
+    // The controls of one kind that a user could use now, in one window picked at random among
+    // the windows that have any (so a window with few buttons gets its share of the clicks).
     template <typename T>
-    QList<T*> usable() const
+    QList<T*> usable(const std::function<bool(T*)>& fits = {})
     {
-        QList<T*> found;
+        QList<QList<T*>> perWindow;
         for (QWidget* root : roots()) {
+            QList<T*> found;
             for (T* w : root->findChildren<T*>()) {
-                if (w->isVisible() && w->isEnabled()) found << w;
+                if (w->isVisible() && w->isEnabled() && (!fits || fits(w))) found << w;
             }
+            if (!found.isEmpty()) perWindow << found;
         }
-        return found;
+        if (perWindow.isEmpty()) return {};
+        return perWindow.at(int(rng_->bounded(quint32(perWindow.size()))));
     }
 
     static QString describe(QObject* o)
@@ -286,17 +298,12 @@ private:
 
     QString typeText()
     {
-        QList<QWidget*> boxes;
-        for (QLineEdit* e : usable<QLineEdit>()) {
-            if (!e->isReadOnly()) boxes << e;
-        }
-        for (QPlainTextEdit* e : usable<QPlainTextEdit>()) {
-            if (!e->isReadOnly()) boxes << e;
-        }
-        for (QTextEdit* e : usable<QTextEdit>()) {
-            if (!e->isReadOnly()) boxes << e;
-        }
-        QWidget* box = pick(boxes);
+        QWidget* box = pick(usable<QWidget>([](QWidget* w) {
+            if (auto* e = qobject_cast<QLineEdit*>(w)) return !e->isReadOnly();
+            if (auto* e = qobject_cast<QPlainTextEdit*>(w)) return !e->isReadOnly();
+            if (auto* e = qobject_cast<QTextEdit*>(w)) return !e->isReadOnly();
+            return false;
+        }));
         if (!box) return count(QStringLiteral("type (none)"));
         const QString text = texts_.at(int(rng_->bounded(quint32(texts_.size()))));
         const QString d = QStringLiteral("type into ") + describe(box) + QStringLiteral(": ") +
