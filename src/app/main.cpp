@@ -1,12 +1,19 @@
 #include <QApplication>
 
+#include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
 
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
 
     frmMain main;
     if (!main.Load()) return 0;

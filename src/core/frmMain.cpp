@@ -3,6 +3,8 @@
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFile>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
@@ -84,6 +86,9 @@ bool frmMain::Load()
         unloadHandler();
         return false;
     }
+    // Without a window manager (a bare X server) maximising is only a hint nobody acts on, so the
+    // frame also takes the whole screen itself.
+    if (QScreen* screen = QGuiApplication::primaryScreen()) setGeometry(screen->availableGeometry());
     showMaximized();
     mdlHouse::CreateMediaFolders();
     return true;

@@ -159,17 +159,25 @@ bool Click(QObject* root, const QString& name)
 bool Type(QObject* root, const QString& name, const QString& text)
 {
     QWidget* target = nullptr;
-    if (auto* combo = Find<QComboBox>(root, name)) {
+    auto* combo = root ? root->findChild<QComboBox*>(name) : nullptr;
+    if (combo) {
         combo->setCurrentIndex(-1);
         combo->setEditText(QString());
         target = combo->lineEdit() ? static_cast<QWidget*>(combo->lineEdit()) : combo;
-    } else if (auto* edit = root->findChild<QWidget*>(name)) {
+    } else if (auto* edit = root ? root->findChild<QWidget*>(name) : nullptr) {
         if (auto* line = qobject_cast<QLineEdit*>(edit)) line->clear();
         target = edit;
     }
     if (!target) return false;
     target->setFocus();
-    QTest::keyClicks(target, text);
+    // QTest::keyClicks only knows ASCII keys; any other character (Chinese text) is typed as a
+    // key event that carries the character, the way an input method delivers it.
+    for (const QChar ch : text) {
+        if (ch.unicode() < 128)
+            QTest::keyClick(target, ch.toLatin1());
+        else
+            QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString(ch), Qt::NoModifier);
+    }
     return true;
 }
 

@@ -56,6 +56,7 @@ void Recordset::Close()
     current_ = 0;
     updatable_ = false;
     table_.clear();
+    selectList_.clear();
     rowidColumn_ = -1;
     numberColumns_.clear();
     adding_ = false;
@@ -68,15 +69,17 @@ bool Recordset::prepare(const QString& jetSql, Connection& connection)
 {
     QString sql = toSqlite(jetSql);
     if (updatable_) {
-        // Only "Select * From <one table> ..." can be written back; the row id rides along as a
-        // hidden last column so that Update knows which row to change.
-        static const QRegularExpression single(QStringLiteral(R"(^(\s*Select\s+)\*(\s+From\s+(\w+)\s*(?:$|\s(?:Where|Order)\b.*))$)"),
+        // Only "Select * From <one table> ..." or "Select a, b From <one table> ..." can be written
+        // back; the row id rides along as a hidden last column so that Update knows which row to change.
+        static const QRegularExpression single(QStringLiteral(R"(^(\s*Select\s+)(\*|\w+(?:\s*,\s*\w+)*)(\s+From\s+(\w+)\s*(?:$|\s(?:Where|Order)\b.*))$)"),
                                                QRegularExpression::CaseInsensitiveOption |
                                                    QRegularExpression::DotMatchesEverythingOption);
         const QRegularExpressionMatch m = single.match(sql);
         if (m.hasMatch()) {
-            table_ = m.captured(3);
-            sql = m.captured(1) + QStringLiteral("*, _rowid_ AS ") + QLatin1String(kRowidName) + m.captured(2);
+            selectList_ = m.captured(2);
+            table_ = m.captured(4);
+            sql = m.captured(1) + selectList_ + QStringLiteral(", _rowid_ AS ") + QLatin1String(kRowidName) +
+                  m.captured(3);
         } else {
             updatable_ = false;
         }
@@ -326,7 +329,7 @@ bool Recordset::Update()
         const qint64 rowid = sqlite3_last_insert_rowid(handle);
         buffer_[rowidColumn_] = rowid;
         sqlite3_stmt* reread = nullptr;
-        const QByteArray q = QStringLiteral("SELECT * FROM %1 WHERE _rowid_ = ?").arg(table_).toUtf8();
+        const QByteArray q = QStringLiteral("SELECT %1 FROM %2 WHERE _rowid_ = ?").arg(selectList_, table_).toUtf8();
         if (sqlite3_prepare_v2(handle, q.constData(), -1, &reread, nullptr) == SQLITE_OK) {
             sqlite3_bind_int64(reread, 1, rowid);
             if (sqlite3_step(reread) == SQLITE_ROW) {

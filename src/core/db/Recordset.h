@@ -18,7 +18,8 @@ enum class LockType { ReadOnly, Optimistic };
 // The rows of one statement, in the shape the windows' descriptions use: Eof/MoveNext/Field.
 //  - Forward-only recordsets step the statement lazily and know no record count (-1).
 //  - Keyset recordsets read every row at Open, so RecordCount is known.
-//  - Keyset + Optimistic on a single-table "Select * From t ..." can AddNew, SetField and Update;
+//  - Keyset + Optimistic on a single-table "Select * From t ..." (or a plain column list, as in
+//    "Select a, b From t Where ...") can AddNew, SetField and Update;
 //    values are bound as parameters, so an apostrophe in a value is stored as it is.
 class Recordset {
 public:
@@ -72,6 +73,7 @@ private:
     // updating
     bool updatable_ = false;
     QString table_;
+    QString selectList_;            // "*" or the selected columns of an updatable recordset
     int rowidColumn_ = -1;          // hidden column holding the row id, keyset + optimistic only
     QHash<QString, bool> numberColumns_;  // lower-case column -> declared INTEGER
     bool adding_ = false;

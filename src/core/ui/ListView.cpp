@@ -115,6 +115,15 @@ void ListModel::SetSubItem(int row, int subItem, const QString& text)
     emit dataChanged(index(row, subItem), index(row, subItem));
 }
 
+void ListModel::SetItemText(int row, const QString& text)
+{
+    if (row < 0 || row >= int(rows_.size())) return;
+    QStringList& r = rows_[row];
+    if (r.isEmpty()) r.append(QString());
+    r[0] = text;
+    emit dataChanged(index(row, 0), index(row, 0));
+}
+
 void ListModel::SetItems(std::vector<QStringList> rows)
 {
     beginResetModel();

@@ -29,6 +29,8 @@ public:
     // Adds an item and returns its row.
     int AddItem(const QString& text);
     void SetSubItem(int row, int subItem, const QString& text);
+    // Replaces the item text (column 0) of a row.
+    void SetItemText(int row, const QString& text);
     // Replaces all items at once: the fast path for long lists.
     void SetItems(std::vector<QStringList> rows);
     void RemoveItem(int row);

@@ -1,0 +1,154 @@
+#pragma once
+
+// What the type-manager tests share: a fresh program folder per test, the two windows registered,
+// message boxes and the file dialog answered, and small helpers to click list rows and read tables.
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <cmath>
+#include <memory>
+
+#include "TestSupport.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/MediaControl.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
+
+namespace typetest {
+
+inline void RegisterWindows()
+{
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
+}
+
+inline frmHouseType* OpenTypes()
+{
+    auto* w = qobject_cast<frmHouseType*>(Forms::Show(QStringLiteral("frmHouseType")));
+    // Focus checks need the window to be the active one.
+    if (w && !QTest::qWaitForWindowActive(w)) qWarning("frmHouseType did not become active");
+    return w;
+}
+
+// Replaces the text of a box by typing it, the way a user would.
+inline bool TypeInto(QLineEdit* box, const QString& text)
+{
+    if (!box || !box->isEnabled()) return false;
+    box->setFocus();
+    box->selectAll();
+    QTest::keyClick(box, Qt::Key_Delete);
+    QTest::keyClicks(box, text);
+    return box->text() == text;
+}
+
+inline void CloseAll()
+{
+    Forms::Unload(QStringLiteral("frmContent"));
+    Forms::Unload(QStringLiteral("frmHouseType"));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// Types "T1".."Tn" at positions 1..n, with titles "M1".."Mn" and no music.
+inline void SeedTypes(const testsupport::ProgramFolder& folder, int count)
+{
+    for (int i = 1; i <= count; ++i) {
+        folder.Exec(QStringLiteral("Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) "
+                                   "Values (%1, 'T%1', 'M%1', '')")
+                        .arg(i));
+    }
+}
+
+// "List:HouseType" of every type in position order, e.g. "1:T1 2:T3 3:T2".
+inline QString Positions(const testsupport::ProgramFolder& folder)
+{
+    QStringList parts;
+    const QString sql = QStringLiteral("Select List, HouseType From t_HouseType Order By List");
+    for (const QVariantList& row : folder.Rows(sql))
+        parts << row[0].toString() + QLatin1Char(':') + row[1].toString();
+    return parts.join(QLatin1Char(' '));
+}
+
+// Every column of every type, ordered by key: to show that an action changed nothing.
+inline QList<QVariantList> TypeTable(const testsupport::ProgramFolder& folder)
+{
+    return folder.Rows(QStringLiteral("Select * From t_HouseType Order By TypeID"));
+}
+
+inline qint64 TypeIdOf(const testsupport::ProgramFolder& folder, const QString& name)
+{
+    const QString sql = QStringLiteral("Select TypeID From t_HouseType Where HouseType = '%1'");
+    return folder.Value(sql.arg(name)).toLongLong();
+}
+
+// The item texts (column 0) or another column of the list, in displayed order.
+inline QStringList Column(ui::ListView* list, int column = 0)
+{
+    QStringList texts;
+    for (int r = 0; r < list->Model()->Count(); ++r) texts << list->Model()->Text(r, column);
+    return texts;
+}
+
+inline void ClickRow(ui::ListView* list, int row)
+{
+    const QRect rect = list->visualRect(list->Model()->index(row, 0));
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
+}
+
+inline void DoubleClickRow(ui::ListView* list, int row)
+{
+    const QRect rect = list->visualRect(list->Model()->index(row, 0));
+    // A real double click starts with a press and release on the same row.
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
+    QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, rect.center());
+}
+
+inline void ClickHeader(ui::ListView* list, int column)
+{
+    QHeaderView* header = list->horizontalHeader();
+    const int x = header->sectionViewportPosition(column) + header->sectionSize(column) / 2;
+    const QPoint at(x, header->height() / 2);
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
+}
+
+inline void WriteFile(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    if (f.open(QIODevice::WriteOnly)) f.write(bytes);
+}
+
+inline QByteArray ReadFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// A mono 16-bit PCM wave of a sine tone.
+inline void WriteWave(const QString& path, int milliseconds, int frequency = 440)
+{
+    const int rate = 22050;
+    const int samples = rate * milliseconds / 1000;
+    QByteArray data;
+    data.reserve(samples * 2);
+    for (int i = 0; i < samples; ++i) {
+        const qint16 s = qint16(8000 * std::sin(2 * M_PI * frequency * i / double(rate)));
+        data.append(char(s & 0xff)).append(char((s >> 8) & 0xff));
+    }
+    auto le32 = [](quint32 v) {
+        QByteArray b(4, 0);
+        for (int i = 0; i < 4; ++i) b[i] = char((v >> (8 * i)) & 0xff);
+        return b;
+    };
+    auto le16 = [](quint16 v) { return QByteArray(1, char(v & 0xff)) + QByteArray(1, char(v >> 8)); };
+    QByteArray wave = "RIFF" + le32(36 + data.size()) + "WAVE" + "fmt " + le32(16) + le16(1) + le16(1) +
+                      le32(rate) + le32(rate * 2) + le16(2) + le16(16) + "data" + le32(data.size()) + data;
+    WriteFile(path, wave);
+}
+
+}  // namespace typetest
