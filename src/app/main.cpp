@@ -3,6 +3,7 @@
 #include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
+#include "presentation/frmHouseShow.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -13,6 +14,7 @@ int main(int argc, char* argv[])
 
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
     Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
 
     frmMain main;
