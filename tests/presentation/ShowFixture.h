@@ -4,6 +4,7 @@
 // houses, small music files of every kind the window plays, and reads of the live picture page.
 
 #include <QFile>
+#include <QGroupBox>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -13,6 +14,7 @@
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
+#include "core/ui/Twips.h"
 #include "core/ui/MediaControl.h"
 #include "core/ui/WebBrowser.h"
 #include "presentation/frmHouseShow.h"
