@@ -5,7 +5,7 @@
 
 #include "core/ImagePage.h"
 #include "core/ui/WebBrowser.h"
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 
 using mdlHouse::ImageHtml;
 using mdlHouse::TextToHtml;
@@ -229,6 +229,27 @@ private slots:
             js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
             QString("300x180"), 30000);
         QCOMPARE(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("300x180"));
+    }
+
+    void picture_fitted_while_hidden_follows_once_shown()
+    {
+        // A window lays itself out before it is first shown; the page learns the size only then.
+        openPage();
+        testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
+        mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            QString("400x400"), 30000);
+        browser->hide();
+        browser->resize(260, 140);
+        mdlHouse::FitImage(browser.get());
+        QTest::qWait(300);
+        browser->show();
+        QTRY_COMPARE_WITH_TIMEOUT(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(),
+                                  QString("260x140"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
+            QString("260x140"), 30000);
     }
 
     void clickable_picture_shows_a_pointing_hand()

@@ -5,7 +5,7 @@
 #include <QWebEngineView>
 
 #include "core/ui/WebBrowser.h"
-#include "support/TestSupport.h"
+#include "TestSupport.h"
 
 class tst_web_browser : public QObject {
     Q_OBJECT

@@ -162,11 +162,12 @@ void WebBrowser::RunLayoutScript(const QString& script)
 {
     RunScript(script);
     pendingLayoutScript_ = script;
-    // Ask the page for its size: when it already matches, nothing more is due.
+    // Ask the page for its size: when it already matches, nothing more is due. The control's own
+    // size counts: a hidden control takes on a new size only when it is shown again.
     QPointer<WebBrowser> self(this);
     RunScript(QStringLiteral("[window.innerWidth, window.innerHeight]"), [self](const QVariant& v) {
         const QVariantList size = v.toList();
-        if (self && size.size() == 2 && QSize(size[0].toInt(), size[1].toInt()) == self->view_->size())
+        if (self && size.size() == 2 && QSize(size[0].toInt(), size[1].toInt()) == self->size())
             self->pendingLayoutScript_.clear();
     });
 }
@@ -175,7 +176,7 @@ void WebBrowser::pageResized(const QSize& size)
 {
     if (pendingLayoutScript_.isEmpty()) return;
     RunScript(pendingLayoutScript_);
-    if (size == view_->size()) pendingLayoutScript_.clear();
+    if (size == this->size()) pendingLayoutScript_.clear();
 }
 
 QVariant WebBrowser::Evaluate(const QString& script, int timeoutMs)
