@@ -5,7 +5,8 @@ namespace HouseShowSql {
 QString HouseFacts(qint32 houseId)
 {
     return QStringLiteral("Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor, ") +
-           QStringLiteral(" b.HouseType, b.MusicFile, b.List") + QStringLiteral(" From t_House as a, t_HouseType as b") +
+           QStringLiteral(" b.HouseType, b.MusicFile, b.List") +
+           QStringLiteral(" From t_House as a, t_HouseType as b") +
            QStringLiteral(" Where a.TypeID = b.TypeID And a.HouseID = ") + QString::number(houseId);
 }
 
@@ -17,8 +18,8 @@ QString HouseContents(qint32 houseId)
 
 QString HouseImages(qint32 houseId)
 {
-    return QStringLiteral("Select Caption, Intro, ImageFile From t_Image") + QStringLiteral(" Where HouseID = ") +
-           QString::number(houseId) + QStringLiteral(" Order By List");
+    return QStringLiteral("Select Caption, Intro, ImageFile From t_Image") +
+           QStringLiteral(" Where HouseID = ") + QString::number(houseId) + QStringLiteral(" Order By List");
 }
 
 QString PreviousHouse(qint32 houseId)

@@ -100,7 +100,8 @@ void frmHouseShow::setupControls()
     lblHT = make<QLabel>(Frame1, "lblHT", 120, 1995, 1695, 495, QStringLiteral("类型："));
     lblHouseType = make<QLabel>(Frame1, "lblHouseType", 1920, 1995, 2415, 495, QStringLiteral("HouseType"));
     Label1 = make<QLabel>(Frame1, "Label1", 120, 2400, 1695, 495, QStringLiteral("楼层："));
-    lblHouseFloor = make<QLabel>(Frame1, "lblHouseFloor", 1920, 2400, 2415, 495, QStringLiteral("HouseFloor"));
+    lblHouseFloor =
+        make<QLabel>(Frame1, "lblHouseFloor", 1920, 2400, 2415, 495, QStringLiteral("HouseFloor"));
     lblHN = make<QLabel>(Frame1, "lblHN", 120, 2865, 1695, 495, QStringLiteral("房间号："));
     lblHouseNo = make<QLabel>(Frame1, "lblHouseNo", 1920, 2865, 2415, 495, QStringLiteral("HouseNo"));
     lblI = make<QLabel>(Frame1, "lblI", 120, 3360, 1695, 495, QStringLiteral("说明："));
@@ -110,16 +111,19 @@ void frmHouseShow::setupControls()
                       lblHouseFloor, lblHouseNo, lblIntro})
         l->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
-    auto* captionTemplate = make<QLabel>(Frame1, "lblCaption", 120, 3855, 1695, 495, QStringLiteral("自定义："));
+    auto* captionTemplate =
+        make<QLabel>(Frame1, "lblCaption", 120, 3855, 1695, 495, QStringLiteral("自定义："));
     captionTemplate->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     lblCaption.SetTemplate(captionTemplate);
-    auto* contentTemplate = make<QLabel>(Frame1, "lblContent", 1920, 3855, 2415, 495, QStringLiteral("Contents"));
+    auto* contentTemplate =
+        make<QLabel>(Frame1, "lblContent", 1920, 3855, 2415, 495, QStringLiteral("Contents"));
     contentTemplate->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     lblContent.SetTemplate(contentTemplate);
 
     cmdImage.SetTemplate(make<QPushButton>(Frame2, "cmdImage", 240, 360, 1215, 495, QStringLiteral("图片")));
     WebImage = make<ui::WebBrowser>(Frame2, "WebImage", 1680, 360, 3015, 3015);
-    lblImageIntro = make<QLabel>(Frame2, "lblImageIntro", 1680, 3575, 3015, 495, QStringLiteral("图片说明："));
+    lblImageIntro =
+        make<QLabel>(Frame2, "lblImageIntro", 1680, 3575, 3015, 495, QStringLiteral("图片说明："));
     lblImageIntro->setWordWrap(true);
     lblImageIntro->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 

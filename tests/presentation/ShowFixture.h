@@ -14,8 +14,8 @@
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
-#include "core/ui/Twips.h"
 #include "core/ui/MediaControl.h"
+#include "core/ui/Twips.h"
 #include "core/ui/WebBrowser.h"
 #include "presentation/frmHouseShow.h"
 
@@ -47,7 +47,8 @@ public:
     QMdiArea area;
 };
 
-inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name, const QString& music)
+inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name,
+                    const QString& music)
 {
     f.Exec(QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
                           "Values (%1, %1, '%2', 't', '%3')")
@@ -70,7 +71,8 @@ inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int cou
 {
     QString sql;
     for (int i = 1; i <= count; ++i)
-        sql += QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, 'C%2', 'V%2', %2);")
+        sql += QStringLiteral(
+                   "Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, 'C%2', 'V%2', %2);")
                    .arg(houseId)
                    .arg(i);
     if (!sql.isEmpty()) f.Exec(sql);
@@ -136,8 +138,17 @@ inline QString WriteMp3(const QString& path, int frames)
 // A standard MIDI file: one piano note of a quarter (half a second at the default tempo).
 inline QString WriteMidi(const QString& path)
 {
-    const QByteArray track = QByteArray::fromHex("00C000" "00903C64" "60803C40" "00FF2F00");
-    QByteArray midi = QByteArray::fromHex("4D546864" "00000006" "0000" "0001" "0060");
+    const QByteArray track = QByteArray::fromHex(
+        "00C000"
+        "00903C64"
+        "60803C40"
+        "00FF2F00");
+    QByteArray midi = QByteArray::fromHex(
+        "4D546864"
+        "00000006"
+        "0000"
+        "0001"
+        "0060");
     midi.append("MTrk");
     const quint32 n = track.size();
     midi.append(char(n >> 24)).append(char(n >> 16)).append(char(n >> 8)).append(char(n));
@@ -160,7 +171,8 @@ inline QString ImageSize(frmHouseShow* w)
 
 inline QString BodySize(frmHouseShow* w)
 {
-    return Js(w, "document.body ? document.body.clientWidth + 'x' + document.body.clientHeight : ''").toString();
+    return Js(w, "document.body ? document.body.clientWidth + 'x' + document.body.clientHeight : ''")
+        .toString();
 }
 
 }  // namespace showtest

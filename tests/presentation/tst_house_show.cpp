@@ -52,7 +52,8 @@ private slots:
                  QString("Select Caption, Intro, ImageFile From t_Image Where HouseID = 7 Order By List"));
         QCOMPARE(HouseShowSql::PreviousHouse(-3),
                  QString("Select Top 1 HouseID From t_House Where HouseID < -3 Order By HouseID DESC"));
-        QCOMPARE(HouseShowSql::NextHouse(7), QString("Select HouseID From t_House Where HouseID > 7 Order By HouseID"));
+        QCOMPARE(HouseShowSql::NextHouse(7),
+                 QString("Select HouseID From t_House Where HouseID > 7 Order By HouseID"));
     }
 
     void facts_show_with_a_padded_number()
@@ -185,7 +186,8 @@ private slots:
         QCOMPARE(w->Frame2->x(), ui::Px(4900));
         QCOMPARE(ui::Twips(w->Frame2->width()), ui::Twips(ui::Px(w->WidthTwips() - 4500 - 680)));
         QCOMPARE(w->WebImage->width(), w->WebImage->height());
-        QCOMPARE(ui::Twips(w->WebImage->width()), ui::Twips(ui::Px(ui::Twips(w->Frame2->width()) - 1680 - 200)));
+        QCOMPARE(ui::Twips(w->WebImage->width()),
+                 ui::Twips(ui::Px(ui::Twips(w->Frame2->width()) - 1680 - 200)));
         // Wide and low: as high as the frame allows, narrower than it is wide.
         w->SetSizeTwips(20000, 7000);
         const int frame2Height = ui::Twips(w->Frame2->height());
@@ -220,12 +222,13 @@ private slots:
         QCOMPARE(Js(w, "document.getElementById('ImageShow').parentNode.id").toString(), QString("Pict"));
         QTRY_COMPARE_WITH_TIMEOUT(ImageSize(w), BodySize(w), 30000);
         QCOMPARE(BodySize(w), QString("%1x%2").arg(w->WebImage->width()).arg(w->WebImage->height()));
-        QTRY_VERIFY_WITH_TIMEOUT(Js(w, "document.getElementById('ImageShow').naturalWidth").toInt() == 60, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(Js(w, "document.getElementById('ImageShow').naturalWidth").toInt() == 60,
+                                 30000);
 
         // A resize of the window fits the picture to the new area.
         w->SetSizeTwips(14000, 9000);
-        QTRY_COMPARE_WITH_TIMEOUT(BodySize(w), QString("%1x%2").arg(w->WebImage->width()).arg(w->WebImage->height()),
-                                  30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            BodySize(w), QString("%1x%2").arg(w->WebImage->width()).arg(w->WebImage->height()), 30000);
         QTRY_COMPARE_WITH_TIMEOUT(ImageSize(w), BodySize(w), 30000);
 
         // A click on the picture opens the large view titled with the caption.
@@ -236,14 +239,16 @@ private slots:
         QVERIFY(popup && popup->isWindow());
         QTRY_COMPARE_WITH_TIMEOUT(popup->windowTitle(), QString("卧室"), 30000);
         QTRY_COMPARE_WITH_TIMEOUT(
-            ui::WebBrowser::Evaluate(popup->page(), "document.images.length ? document.images[0].naturalWidth : 0")
+            ui::WebBrowser::Evaluate(popup->page(),
+                                     "document.images.length ? document.images[0].naturalWidth : 0")
                 .toInt(),
             60, 30000);
         popup->close();
 
         // Opening the same window on the page again only empties the picture.
         w->ShowHouse();
-        QTRY_COMPARE_WITH_TIMEOUT(Js(w, "document.getElementById('Pict').innerHTML").toString(), QString(), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(Js(w, "document.getElementById('Pict').innerHTML").toString(), QString(),
+                                  30000);
         QCOMPARE(w->lblImageIntro->text(), QString());
     }
 
@@ -256,8 +261,9 @@ private slots:
         QString sql;
         for (int n = 1; n <= 40; ++n) {
             for (int h : {1, 2})
-                sql += QString("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) Values "
-                               "(%1, 'P%2', 'I%2', '%1-%2.jpg', %2);")
+                sql += QString(
+                           "Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) Values "
+                           "(%1, 'P%2', 'I%2', '%1-%2.jpg', %2);")
                            .arg(h)
                            .arg(n);
         }
