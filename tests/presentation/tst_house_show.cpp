@@ -282,6 +282,15 @@ private slots:
         QCOMPARE(w->cmdImage[40]->text(), QString("P40"));
         QCOMPARE(top(w->cmdImage[40]), 360 + 39 * 600);
         QVERIFY2(ms < 250, qPrintable(QString("%1 ms").arg(ms)));
+
+        // The same house opened afresh, the way the catalogue opens it: load, size and first show.
+        timer.restart();
+        w = frame->Open(2);
+        QCoreApplication::processEvents();
+        const qint64 openMs = timer.elapsed();
+        qInfo("opening the window on that house took %lld ms", openMs);
+        QCOMPARE(w->cmdImage.UBound(), 40);
+        QVERIFY2(openMs < 250, qPrintable(QString("%1 ms").arg(openMs)));
     }
 };
 
