@@ -5,6 +5,7 @@
 #include "core/ui/Forms.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "presentation/frmHouseShow.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -21,6 +22,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
     add(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
     add(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    add(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     add(QStringLiteral("frmContent"), [] { return new frmContent; });
     add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
     return names;
