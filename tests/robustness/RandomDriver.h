@@ -118,7 +118,8 @@ public:
         else if (r < 85) done = comboKeys();
         else if (r < 89) done = keyToFocus();
         else if (r < 90) done = clickLabel();
-        else if (r < 94) done = resizeWindow();
+        else if (r < 92) done = resizeWindow();
+        else if (r < 94) done = fillForm();
         else done = closeWindow();
         // Nothing of that kind to act on: the action goes to the menus instead.
         if (done.endsWith(QLatin1String("(none)"))) done += QStringLiteral(", then ") + openFromMenu();
@@ -181,15 +182,23 @@ private:
     QList<T*> usable(const std::function<bool(T*)>& fits = {})
     {
         QList<QList<T*>> perWindow;
+        QList<QWidget*> windows;
         for (QWidget* root : roots()) {
             QList<T*> found;
             for (T* w : root->findChildren<T*>()) {
                 if (w->isVisible() && w->isEnabled() && (!fits || fits(w))) found << w;
             }
-            if (!found.isEmpty()) perWindow << found;
+            if (found.isEmpty()) continue;
+            perWindow << found;
+            windows << root;
         }
         if (perWindow.isEmpty()) return {};
-        return perWindow.at(int(rng_->bounded(quint32(perWindow.size()))));
+        // Half the time the user stays with the window of the last action, so that steps that
+        // build on each other (fill in, go on, save) happen now and then.
+        const int last = windows.indexOf(lastWindow_.data());
+        const int i = last >= 0 && rng_->bounded(2) ? last : int(rng_->bounded(quint32(perWindow.size())));
+        lastWindow_ = windows.at(i);
+        return perWindow.at(i);
     }
 
     static QString describe(QObject* o)
@@ -429,6 +438,44 @@ private:
         return QStringLiteral("unload ") + name;
     }
 
+    // Fills every empty box of one window and picks an entry in every drop-down that has none,
+    // the way a user completes a form before pressing its button; each text is drawn from the
+    // same awkward set.
+    QString fillForm()
+    {
+        QList<QWidget*> windows = roots();
+        if (windows.isEmpty()) return count(QStringLiteral("fill (none)"));
+        const int last = windows.indexOf(lastWindow_.data());
+        QWidget* window = last >= 0 && rng_->bounded(2) ? windows.at(last)
+                                                         : windows.at(int(rng_->bounded(quint32(windows.size()))));
+        lastWindow_ = window;
+        int filled = 0;
+        for (QWidget* w : window->findChildren<QWidget*>()) {
+            if (!w->isVisible() || !w->isEnabled()) continue;
+            QString text = texts_.at(int(rng_->bounded(quint32(texts_.size()))));
+            if (text.isEmpty()) text = QStringLiteral("1");
+            if (auto* line = qobject_cast<QLineEdit*>(w)) {
+                if (line->isReadOnly() || !line->text().isEmpty()) continue;
+                line->setFocus();
+                line->insert(text);
+                ++filled;
+            } else if (auto* plain = qobject_cast<QPlainTextEdit*>(w)) {
+                if (plain->isReadOnly() || !plain->toPlainText().isEmpty()) continue;
+                plain->setFocus();
+                plain->insertPlainText(text);
+                ++filled;
+            } else if (auto* combo = qobject_cast<QComboBox*>(w)) {
+                if (combo->isEditable() || combo->currentIndex() >= 0 || combo->count() == 0) continue;
+                combo->setFocus();
+                QTest::keyClick(combo, Qt::Key_Down);
+                ++filled;
+            }
+        }
+        ++actions[QStringLiteral("fill")];
+        return QStringLiteral("fill ") + QString::number(filled) + QStringLiteral(" boxes of ") + describe(window);
+    }
+
+    QPointer<QWidget> lastWindow_;
     QRandomGenerator* rng_;
     frmMain* main_;
     QStringList names_;

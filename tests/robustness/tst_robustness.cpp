@@ -220,10 +220,15 @@ private slots:
             if (messageSamples.size() < 400 && !messageSamples.contains(text)) messageSamples << text;
             if (buttons == ui::Buttons::OkOnly) {
                 ++notices;
+                if (trace) std::fprintf(stdout, "   notice: %s\n", text.left(200).toUtf8().constData());
                 return ui::Answer::Ok;
             }
             ++questions;
-            return rng.bounded(2) ? ui::Answer::Yes : ui::Answer::No;
+            const ui::Answer answer = rng.bounded(2) ? ui::Answer::Yes : ui::Answer::No;
+            if (trace)
+                std::fprintf(stdout, "   question: %s -> %s\n", text.left(200).toUtf8().constData(),
+                             answer == ui::Answer::Yes ? "Yes" : "No");
+            return answer;
         });
         ui::SetFileDialogInterceptor([&](const QString& filter) {
             ++dialogs;
@@ -240,6 +245,7 @@ private slots:
             else if (r < 15)
                 path = missing.at(int(rng.bounded(quint32(missing.size()))));
             if (!path.isEmpty()) (QFileInfo::exists(path) ? existingHandedOut : missingHandedOut).insert(path);
+            if (trace) std::fprintf(stdout, "   file dialog -> \"%s\"\n", path.toUtf8().constData());
             return path;
         });
         // Nothing is ever started or opened outside the program.
@@ -378,6 +384,10 @@ private slots:
                      qPrintable(QStringLiteral("house %1 picture %2: \"%3\" came from a real file but is not in Images")
                                     .arg(row.value(0).toString(), row.value(1).toString(), file.left(200))));
         }
+        // What the run itself stored (the seeded catalogue has 30 houses and 20 pictures).
+        qInfo("tst_robustness: the run saved %lld houses and %lld pictures",
+              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_House'")).toLongLong() - 30,
+              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_Image'")).toLongLong() - 20);
         qInfo("tst_robustness: at the end %s houses, %s types, %s attribute rows, %s template rows, "
               "%d pictures in Images and %d whose source never existed",
               qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_House")).toString()),
