@@ -174,7 +174,92 @@ private:
                                            "(1, '朝向', '南'), (1, '面积', ''), (2, '楼层', '1')")));
     }
 
+    // What is wrong with the catalogue after a run: a damaged file, type positions that are not
+    // 1..N, a picture row whose copy is missing although it came from a real file.
+    static QStringList catalogueProblems(const testsupport::ProgramFolder& folder,
+                                         const QSet<QString>& realExtensions, int* present, int* absent)
+    {
+        QStringList problems;
+        const QString integrity = folder.Value(QStringLiteral("PRAGMA integrity_check")).toString();
+        if (integrity != QLatin1String("ok"))
+            problems << QStringLiteral("integrity_check: ") + (integrity.isEmpty() ? QStringLiteral("(unreadable)") : integrity);
+
+        const QList<QVariantList> positions = folder.Rows(QStringLiteral("Select List From t_HouseType Order By List"));
+        QStringList seen;
+        bool dense = true;
+        for (int i = 0; i < positions.size(); ++i) {
+            seen << (positions[i].value(0).isNull() ? QStringLiteral("NULL") : positions[i].value(0).toString());
+            if (positions[i].value(0).isNull() || positions[i].value(0).toLongLong() != i + 1) dense = false;
+        }
+        if (!dense) problems << QStringLiteral("t_HouseType positions are not 1..N: ") + seen.join(QLatin1Char(','));
+
+        *present = *absent = 0;
+        const QList<QVariantList> images =
+            folder.Rows(QStringLiteral("Select HouseID, List, ImageFile From t_Image Order By HouseID, List"));
+        for (const QVariantList& row : images) {
+            const QString file = row.value(2).toString();
+            if (!file.isEmpty() && QFileInfo::exists(folder.File(QStringLiteral("Images/") + file))) {
+                ++*present;
+                continue;
+            }
+            ++*absent;
+            if (realExtensions.contains(extensionOf(file)))
+                problems << QStringLiteral("house %1 picture %2: \"%3\" came from a real file but is not in Images")
+                                .arg(row.value(0).toString(), row.value(1).toString(), file.left(200));
+        }
+        return problems;
+    }
+
 private slots:
+    // The final checks themselves find what they are meant to find.
+    void the_final_checks_catch_gaps_lost_pictures_and_damage()
+    {
+        testsupport::ProgramFolder folder;
+        seedCatalogue(folder);
+        if (QTest::currentTestFailed()) return;
+        const QSet<QString> real = {QStringLiteral("png"), QStringLiteral("JPG")};
+        int present = 0, absent = 0;
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent), QStringList());
+        QCOMPARE(present, 20);
+        QCOMPARE(absent, 0);
+
+        // A picture whose source never existed is no problem; one copied from a real file is.
+        QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
+                                           "Values (2, 'a', 'b', '000002_0001.jpeg', 1)")));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent), QStringList());
+        QCOMPARE(absent, 1);
+        QVERIFY(QFile::remove(folder.File(QStringLiteral("Images/000004_0002.png"))));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent),
+                 QStringList() << QStringLiteral("house 4 picture 2: \"000004_0002.png\" came from a real file but "
+                                                 "is not in Images"));
+
+        // A gap, a repeat, a missing position.
+        QVERIFY(QFile::copy(folder.File(QStringLiteral("Images/000001_0001.png")),
+                            folder.File(QStringLiteral("Images/000004_0002.png"))));
+        QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = 6 Where List = 4")));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent),
+                 QStringList() << QStringLiteral("t_HouseType positions are not 1..N: 1,2,3,6"));
+        QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = 2 Where List = 6")));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent),
+                 QStringList() << QStringLiteral("t_HouseType positions are not 1..N: 1,2,2,3"));
+        QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = Null Where HouseType = 'Studio'")));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent).size(), 1);
+        QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = 3 Where HouseType = 'Studio'; "
+                                           "Update t_HouseType Set List = 4 Where HouseType = '三室两厅'")));
+        QCOMPARE(catalogueProblems(folder, real, &present, &absent), QStringList());
+
+        // A damaged file: the last pages (indexes) overwritten.
+        QFile file(folder.DatabasePath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.size() >= 8192);
+        QVERIFY(file.seek(file.size() - 4096));
+        file.write(QByteArray(4096, char(0x5a)));
+        file.close();
+        const QStringList damaged = catalogueProblems(folder, real, &present, &absent);
+        QVERIFY2(!damaged.isEmpty() && damaged.first().startsWith(QLatin1String("integrity_check: ")),
+                 qPrintable(damaged.join(QLatin1Char('\n'))));
+    }
+
     void random_actions_leave_the_program_running_and_the_catalogue_sound()
     {
         bool ok = false;
@@ -353,37 +438,14 @@ private slots:
         about::SetRegistry(nullptr);
         frmMain::SetEndProgram({});
 
-        // The database file is sound.
-        QCOMPARE(folder.Value(QStringLiteral("PRAGMA integrity_check")).toString(), QStringLiteral("ok"));
-
-        // The type positions are 1..N without gaps or repeats.
-        const QList<QVariantList> positions = folder.Rows(QStringLiteral("Select List From t_HouseType Order By List"));
-        QStringList seen;
-        for (int i = 0; i < positions.size(); ++i) {
-            seen << positions[i].value(0).toString();
-            QVERIFY2(positions[i].value(0).toLongLong() == i + 1,
-                     qPrintable(QStringLiteral("t_HouseType positions: ") + seen.join(QLatin1Char(','))));
-        }
-
         // Every stored picture is in Images, unless the file it came from never existed: a source
-        // that existed has one of the extensions below, and a row whose copy is missing must not.
+        // that existed has one of these extensions, and a row whose copy is missing must not.
         QSet<QString> realExtensions = {QStringLiteral("png")};
         for (const QString& path : existingHandedOut) realExtensions.insert(extensionOf(path));
         for (const QString& path : missingHandedOut) QVERIFY(!realExtensions.contains(extensionOf(path)));
-        const QList<QVariantList> images =
-            folder.Rows(QStringLiteral("Select HouseID, List, ImageFile From t_Image Order By HouseID, List"));
         int present = 0, absent = 0;
-        for (const QVariantList& row : images) {
-            const QString file = row.value(2).toString();
-            if (QFileInfo::exists(folder.File(QStringLiteral("Images/") + file)) && !file.isEmpty()) {
-                ++present;
-                continue;
-            }
-            ++absent;
-            QVERIFY2(!realExtensions.contains(extensionOf(file)),
-                     qPrintable(QStringLiteral("house %1 picture %2: \"%3\" came from a real file but is not in Images")
-                                    .arg(row.value(0).toString(), row.value(1).toString(), file.left(200))));
-        }
+        const QStringList problems = catalogueProblems(folder, realExtensions, &present, &absent);
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
         // What the run itself stored (the seeded catalogue has 30 houses and 20 pictures).
         qInfo("tst_robustness: the run saved %lld houses and %lld pictures",
               folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_House'")).toLongLong() - 30,
