@@ -105,24 +105,13 @@ public:
     // One random action; returns its description (for the trace and for a crash report).
     QString Step()
     {
-        // With few windows open most actions would find nothing to act on: a user opens one.
-        const int open = OpenForms().size();
-        if (open == 0 || (open == 1 && rng_->bounded(4) == 0)) return rng_->bounded(4) ? openFromMenu() : openFromRegistry();
-        const int r = int(rng_->bounded(100));
-        QString done;
-        if (r < 6) done = openFromMenu();
-        else if (r < 8) done = openFromRegistry();
-        else if (r < 45) done = clickButton();
-        else if (r < 60) done = listAction();
-        else if (r < 79) done = typeText();
-        else if (r < 85) done = comboKeys();
-        else if (r < 89) done = keyToFocus();
-        else if (r < 90) done = clickLabel();
-        else if (r < 92) done = resizeWindow();
-        else if (r < 94) done = fillForm();
-        else done = closeWindow();
-        // Nothing of that kind to act on: the action goes to the menus instead.
-        if (done.endsWith(QLatin1String("(none)"))) done += QStringLiteral(", then ") + openFromMenu();
+        const QStringList before = OpenForms().keys();
+        const QString done = act();
+        // A window that has just opened is where the user goes on.
+        const auto after = OpenForms();
+        for (auto it = after.cbegin(); it != after.cend(); ++it) {
+            if (!before.contains(it.key())) lastWindow_ = it.value();
+        }
         return done;
     }
 
@@ -147,6 +136,29 @@ public:
     }
 
 private:
+    QString act()
+    {
+        // With few windows open most actions would find nothing to act on: a user opens one.
+        const int open = OpenForms().size();
+        if (open == 0 || (open == 1 && rng_->bounded(4) == 0)) return rng_->bounded(4) ? openFromMenu() : openFromRegistry();
+        const int r = int(rng_->bounded(100));
+        QString done;
+        if (r < 6) done = openFromMenu();
+        else if (r < 8) done = openFromRegistry();
+        else if (r < 45) done = clickButton();
+        else if (r < 60) done = listAction();
+        else if (r < 79) done = typeText();
+        else if (r < 85) done = comboKeys();
+        else if (r < 89) done = keyToFocus();
+        else if (r < 90) done = clickLabel();
+        else if (r < 92) done = resizeWindow();
+        else if (r < 94) done = fillForm();
+        else done = closeWindow();
+        // Nothing of that kind to act on: the action goes to the menus instead.
+        if (done.endsWith(QLatin1String("(none)"))) done += QStringLiteral(", then ") + openFromMenu();
+        return done;
+    }
+
     template <typename T>
     T* pick(const QList<T*>& list)
     {
