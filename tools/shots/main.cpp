@@ -1,0 +1,286 @@
+// tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER: opens the program's windows on a real screen
+// (run it under Xvfb) over the catalogue in PROGRAM_FOLDER and saves a picture of the screen for
+// each, for the README. Every window the program is built with is taken: a window's header is
+// picked up where the program keeps it (src/<part>/<name>.h), so a window that lands later is in
+// the next run without a change here.
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QMenuBar>
+#include <QScreen>
+#include <QThread>
+#include <cstdio>
+#include <type_traits>
+#include <utility>
+
+#include "core/db/Connection.h"
+#include "core/db/Recordset.h"
+#include "core/frmMain.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/MsgBox.h"
+
+#if __has_include("catalogue/frmHouseList.h")
+#include "catalogue/frmHouseList.h"
+#define HAVE_frmHouseList 1
+#endif
+#if __has_include("presentation/frmHouseShow.h")
+#include "presentation/frmHouseShow.h"
+#define HAVE_frmHouseShow 1
+#endif
+#if __has_include("entry/frmHouseInput.h")
+#include "entry/frmHouseInput.h"
+#define HAVE_frmHouseInput 1
+#endif
+#if __has_include("entry/frmAddNewImage.h")
+#include "entry/frmAddNewImage.h"
+#define HAVE_frmAddNewImage 1
+#endif
+#if __has_include("types/frmHouseType.h")
+#include "types/frmHouseType.h"
+#define HAVE_frmHouseType 1
+#endif
+#if __has_include("types/frmContent.h")
+#include "types/frmContent.h"
+#define HAVE_frmContent 1
+#endif
+#if __has_include("about/frmAbout.h")
+#include "about/frmAbout.h"
+#define HAVE_frmAbout 1
+#endif
+
+namespace {
+
+QString g_output;
+int g_saved = 0;
+
+void Settle(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+}
+
+bool Save(const QString& name)
+{
+    Settle(300);
+    QScreen* screen = QGuiApplication::primaryScreen();
+    const QPixmap shot = screen ? screen->grabWindow(0) : QPixmap();
+    const QString path = g_output + QLatin1Char('/') + name + QStringLiteral(".png");
+    if (shot.isNull() || !shot.save(path, "PNG", 9)) {
+        std::fprintf(stderr, "tavrelo-shots: cannot save %s\n", qPrintable(path));
+        return false;
+    }
+    std::printf("%s\n", qPrintable(path));
+    ++g_saved;
+    return true;
+}
+
+// Calls a window's public routine with a whole number passed by reference, whatever width the
+// window declares it with; windows without the routine are left alone.
+#define TAVRELO_CALLER(Routine)                                                                   \
+    template <typename T, typename A, typename = void>                                            \
+    struct Can##Routine : std::false_type {};                                                     \
+    template <typename T, typename A>                                                             \
+    struct Can##Routine<T, A, std::void_t<decltype(std::declval<T&>().Routine(std::declval<A&>()))>> \
+        : std::true_type {};                                                                      \
+    template <typename T>                                                                         \
+    void Call##Routine(QWidget* w, int value)                                                     \
+    {                                                                                             \
+        auto* form = dynamic_cast<T*>(w);                                                         \
+        if (!form) return;                                                                        \
+        if constexpr (Can##Routine<T, qint16>::value) {                                           \
+            qint16 v = qint16(value);                                                             \
+            form->Routine(v);                                                                     \
+        } else if constexpr (Can##Routine<T, int>::value) {                                       \
+            int v = value;                                                                        \
+            form->Routine(v);                                                                     \
+        } else if constexpr (Can##Routine<T, long>::value) {                                      \
+            long v = value;                                                                       \
+            form->Routine(v);                                                                     \
+        }                                                                                         \
+    }
+
+TAVRELO_CALLER(StartInput)
+TAVRELO_CALLER(GetTypeContent)
+
+template <typename T, typename = void>
+struct CanGetImage : std::false_type {};
+template <typename T>
+struct CanGetImage<T, std::void_t<decltype(std::declval<T&>().GetImage())>> : std::true_type {};
+
+bool ClickButton(QWidget* root, const QString& name)
+{
+    auto* button = root ? root->findChild<QAbstractButton*>(name) : nullptr;
+    if (!button || !button->isVisible() || !button->isEnabled()) return false;
+    button->click();
+    return true;
+}
+
+void SelectFirstRow(QWidget* root, const QString& listName)
+{
+    if (auto* list = root ? root->findChild<ui::ListView*>(listName) : nullptr) list->SelectRow(0);
+}
+
+// The house the presentation and the entry wizard show: the first house of the last type, which
+// has the most attribute rows.
+qint32 ShowcaseHouse()
+{
+    db::Connection connection;
+    if (!connection.Open(mdlHouse::DatabasePath())) return 0;
+    db::Recordset rs;
+    if (!connection.Execute(QStringLiteral("Select Top 1 a.HouseID From t_House as a, t_HouseType as b "
+                                           "Where a.TypeID = b.TypeID Order By b.List DESC, a.HouseID"),
+                            rs) ||
+        rs.Eof())
+        return 0;
+    return qint32(rs.Field(QStringLiteral("HouseID")).toLongLong());
+}
+
+// The first window goes to the top left; one opened over another goes beside it when it fits,
+// else a little down and to the right, so that both are seen.
+void Place(QWidget* w)
+{
+    auto* sub = qobject_cast<QMdiSubWindow*>(w->parentWidget());
+    if (!sub || !sub->mdiArea()) return;
+    QRect others;
+    for (QMdiSubWindow* other : sub->mdiArea()->subWindowList()) {
+        if (other != sub && other->isVisible()) others |= other->geometry();
+    }
+    if (others.isNull()) {
+        sub->move(8, 8);
+    } else if (others.right() + 12 + sub->width() <= sub->mdiArea()->width()) {
+        sub->move(others.right() + 12, 8);
+    } else {
+        sub->move(others.left() + 40, others.top() + 40);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER (on an X server)\n");
+        return 2;
+    }
+    mdlHouse::SetProgramFolder(QDir(QString::fromLocal8Bit(argv[1])).absolutePath());
+    g_output = QDir(QString::fromLocal8Bit(argv[2])).absolutePath();
+    QDir().mkpath(g_output);
+    // A message box would stop the run; say what it said instead.
+    ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
+        std::fprintf(stderr, "tavrelo-shots: message: %s\n", qPrintable(text));
+        return ui::Answer::Ok;
+    });
+
+#ifdef HAVE_frmHouseList
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+#endif
+#ifdef HAVE_frmHouseShow
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
+#endif
+#ifdef HAVE_frmHouseInput
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+#endif
+#ifdef HAVE_frmAddNewImage
+    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
+#endif
+#ifdef HAVE_frmHouseType
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+#endif
+#ifdef HAVE_frmContent
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
+#endif
+#ifdef HAVE_frmAbout
+    Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
+#endif
+
+    frmMain main;
+    if (!main.Load()) return 1;
+    Settle(800);
+
+    // The frame with its house menu open.
+    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
+        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
+    Settle(400);
+    Save(QStringLiteral("frmMain"));
+    main.mnuHouse->hide();
+    Settle(200);
+
+    const qint32 house = ShowcaseHouse();
+    const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
+                                 QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
+                                 QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
+                                 QStringLiteral("frmAbout")};
+    for (const QString& name : windows) {
+        if (!Forms::IsRegistered(name)) continue;
+        mdlHouse::CurrentHouseID = house;
+        QWidget* w = Forms::Show(name);
+        if (!w) {
+            std::fprintf(stderr, "tavrelo-shots: %s did not open\n", qPrintable(name));
+            continue;
+        }
+        Place(w);
+        Settle(1000);
+        if (name == QLatin1String("frmHouseShow")) {
+            // The page in the browser control takes a moment; then show the first picture.
+            Settle(2500);
+            ClickButton(w, QStringLiteral("cmdImage(1)"));
+            Settle(2500);
+        }
+#ifdef HAVE_frmHouseInput
+        if (name == QLatin1String("frmHouseInput")) {
+            CallStartInput<frmHouseInput>(w, 1);  // edit the showcase house
+            Settle(1500);
+            Save(name);
+            // The wizard's second page: the pictures with their preview.
+            if (ClickButton(w, QStringLiteral("cmdNext"))) {
+                Settle(1000);
+                SelectFirstRow(w, QStringLiteral("lsvImage"));
+                Settle(2500);
+                Save(name + QStringLiteral("_pictures"));
+            }
+            continue;  // the picture dialog reads the wizard's selection, so the wizard stays open
+        }
+#endif
+#ifdef HAVE_frmAddNewImage
+        if (name == QLatin1String("frmAddNewImage")) {
+            if constexpr (CanGetImage<frmAddNewImage>::value) {
+                if (Forms::Find(QStringLiteral("frmHouseInput"))) dynamic_cast<frmAddNewImage*>(w)->GetImage();
+            }
+            Settle(500);
+            Save(name);
+            Forms::Unload(name);
+            Forms::Unload(QStringLiteral("frmHouseInput"));
+            Settle(300);
+            continue;
+        }
+#endif
+#ifdef HAVE_frmContent
+        if (name == QLatin1String("frmContent")) {
+            CallGetTypeContent<frmContent>(w, 2);  // the template of the second type
+            Settle(500);
+        }
+#endif
+        Save(name);
+        // The type manager stays behind its template editor, as the user sees them together.
+        if (name != QLatin1String("frmHouseType")) {
+            Forms::Unload(name);
+            if (name == QLatin1String("frmContent")) Forms::Unload(QStringLiteral("frmHouseType"));
+        }
+        Settle(300);
+    }
+    std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
+    // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.
+    std::fflush(stdout);
+    std::_Exit(g_saved > 0 ? 0 : 1);
+}
