@@ -1,5 +1,6 @@
 #include <QApplication>
 
+#include "about/frmAbout.h"
 #include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
@@ -14,6 +15,7 @@ int main(int argc, char* argv[])
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
     Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
     Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
+    Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
 
     frmMain main;
     if (!main.Load()) return 0;

@@ -1,0 +1,364 @@
+#include "Importer.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+#include <cstdio>
+
+#include "LegacyReader.h"
+#include "core/db/Connection.h"
+
+namespace legacy {
+
+namespace {
+
+const QString kDatabaseName = QStringLiteral("House.db");
+
+// A name in dir matching name without regard to case (the old program ran where case did not
+// matter); the exact spelling wins when it is there.
+QString findCaseInsensitive(const QDir& dir, const QString& name, QDir::Filters filters)
+{
+    if (QFileInfo::exists(dir.filePath(name))) return dir.filePath(name);
+    const QStringList entries = dir.entryList(filters | QDir::Hidden | QDir::System);
+    for (const QString& entry : entries) {
+        if (entry.compare(name, Qt::CaseInsensitive) == 0) return dir.filePath(entry);
+    }
+    return QString();
+}
+
+bool isPlainFileName(const QString& name)
+{
+    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && !name.contains(QLatin1Char('\\')) &&
+           name != QLatin1String(".") && name != QLatin1String("..");
+}
+
+// True when the catalogue at path holds a row in any of its tables, or cannot be read at all
+// (then it is treated as holding rows: better to ask for --replace than to lose something).
+bool catalogueHasRows(const QString& path)
+{
+    sqlite3* handle = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) !=
+        SQLITE_OK) {
+        sqlite3_close(handle);
+        return true;
+    }
+    bool rows = false;
+    for (const char* table : db::kTableNames) {
+        const QByteArray sql = QByteArray("SELECT EXISTS (SELECT 1 FROM ") + table + ")";
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK ||
+            sqlite3_step(stmt) != SQLITE_ROW || sqlite3_column_int(stmt, 0) != 0) {
+            rows = true;
+        }
+        sqlite3_finalize(stmt);
+        if (rows) break;
+    }
+    sqlite3_close(handle);
+    return rows;
+}
+
+bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error)
+{
+    QString createError;
+    if (!db::CreateEmptyDatabase(path, &createError)) {
+        *error = QStringLiteral("cannot make a new catalogue at %1: %2").arg(path, createError);
+        return false;
+    }
+    sqlite3* handle = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
+        SQLITE_OK) {
+        *error = QStringLiteral("cannot open the new catalogue %1: %2")
+                     .arg(path, QString::fromUtf8(sqlite3_errmsg(handle)));
+        sqlite3_close(handle);
+        return false;
+    }
+    auto fail = [&](const QString& what) {
+        *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
+        sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close(handle);
+        return false;
+    };
+    if (sqlite3_exec(handle, "BEGIN", nullptr, nullptr, nullptr) != SQLITE_OK) return fail("cannot write");
+    for (const Table& table : catalogue.tables) {
+        QStringList names;
+        QStringList marks;
+        for (const ColumnLayout& c : table.layout.columns) {
+            names << c.name;
+            marks << QStringLiteral("?");
+        }
+        const QByteArray sql =
+            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                .arg(table.layout.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
+                .toUtf8();
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK)
+            return fail(QStringLiteral("cannot write %1").arg(table.layout.name));
+        for (const QVariantList& row : table.rows) {
+            sqlite3_reset(stmt);
+            for (int i = 0; i < row.size(); ++i) {
+                const QVariant& v = row[i];
+                if (v.isNull()) {
+                    sqlite3_bind_null(stmt, i + 1);
+                } else if (v.typeId() == QMetaType::LongLong) {
+                    sqlite3_bind_int64(stmt, i + 1, v.toLongLong());
+                } else {
+                    const QByteArray text = v.toString().toUtf8();
+                    sqlite3_bind_text(stmt, i + 1, text.constData(), text.size(), SQLITE_TRANSIENT);
+                }
+            }
+            if (sqlite3_step(stmt) != SQLITE_DONE) {
+                const QString what = QStringLiteral("cannot write the row of %1 with %2 %3")
+                                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString());
+                *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
+                sqlite3_finalize(stmt);
+                sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
+                sqlite3_close(handle);
+                return false;
+            }
+        }
+        sqlite3_finalize(stmt);
+    }
+    if (sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+        return fail("cannot finish writing");
+    if (sqlite3_close(handle) != SQLITE_OK) {
+        *error = QStringLiteral("cannot close the new catalogue");
+        return false;
+    }
+    return true;
+}
+
+struct PendingFile {
+    QString label;  // "Images/000001_0001.jpg"
+    QString source;
+    QString staged;  // the copy, beside its final place under a temporary name
+    QString target;
+};
+
+bool copyFile(const PendingFile& file, const CopyProgress& progress, qint64* bytes, QString* error)
+{
+    QFile in(file.source);
+    if (!in.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot read %1: %2").arg(file.source, in.errorString());
+        return false;
+    }
+    QFile out(file.staged);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *error = QStringLiteral("cannot write %1: %2").arg(file.staged, out.errorString());
+        return false;
+    }
+    const qint64 total = in.size();
+    const bool report = progress && total >= kProgressThreshold;
+    qint64 done = 0;
+    QByteArray buffer;
+    while (!in.atEnd()) {
+        buffer = in.read(1 << 20);
+        if (buffer.isEmpty() && in.error() != QFileDevice::NoError) {
+            *error = QStringLiteral("cannot read %1: %2").arg(file.source, in.errorString());
+            return false;
+        }
+        if (out.write(buffer) != buffer.size()) {
+            *error = QStringLiteral("cannot write %1: %2").arg(file.staged, out.errorString());
+            return false;
+        }
+        done += buffer.size();
+        if (report) progress(file.label, done, total);
+    }
+    if (!out.flush()) {
+        *error = QStringLiteral("cannot write %1: %2").arg(file.staged, out.errorString());
+        return false;
+    }
+    *bytes += done;
+    return true;
+}
+
+bool renameOver(const QString& from, const QString& to)
+{
+    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
+}  // namespace
+
+QString LocateDatabase(const QString& source, QString* error)
+{
+    const QFileInfo info(source);
+    if (!info.exists()) {
+        *error = QStringLiteral("%1 does not exist").arg(source);
+        return QString();
+    }
+    if (info.isFile()) return info.absoluteFilePath();
+    QDir dir(info.absoluteFilePath());
+    if (!info.isReadable() || !info.isExecutable()) {
+        *error = QStringLiteral("the folder %1 cannot be read").arg(source);
+        return QString();
+    }
+    const QString found = findCaseInsensitive(dir, QStringLiteral("House.MDB"), QDir::Files);
+    if (found.isEmpty()) {
+        *error = QStringLiteral("the folder %1 holds no House.MDB").arg(source);
+        return QString();
+    }
+    return QFileInfo(found).absoluteFilePath();
+}
+
+ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
+{
+    ImportResult result;
+    QString error;
+
+    // The old installation.
+    result.mdbPath = LocateDatabase(options.source, &error);
+    if (result.mdbPath.isEmpty()) {
+        result.error = error;
+        return result;
+    }
+    const QDir oldFolder = QFileInfo(result.mdbPath).absoluteDir();
+
+    // The program folder must be there and take new files.
+    const QFileInfo programInfo(options.programFolder);
+    if (!programInfo.isDir()) {
+        result.error = QStringLiteral("the program folder %1 does not exist").arg(options.programFolder);
+        return result;
+    }
+    const QDir programFolder(programInfo.absoluteFilePath());
+    {
+        QTemporaryFile probe(programFolder.filePath(QStringLiteral(".tavrelo-import-XXXXXX")));
+        if (!probe.open()) {
+            result.error = QStringLiteral("cannot write into the program folder %1: %2")
+                               .arg(programFolder.path(), probe.errorString());
+            return result;
+        }
+    }
+    result.databasePath = programFolder.filePath(kDatabaseName);
+    const QString backupPath = result.databasePath + QStringLiteral(".bak");
+    const bool existing = QFileInfo::exists(result.databasePath);
+    const bool existingHasRows = existing && catalogueHasRows(result.databasePath);
+    if (existingHasRows && !options.replace) {
+        result.error = QStringLiteral(
+                           "%1 already holds a catalogue; give --replace to replace it "
+                           "(it is then kept as House.db.bak)")
+                           .arg(result.databasePath);
+        return result;
+    }
+    if (existingHasRows && QFileInfo::exists(backupPath)) {
+        result.error = QStringLiteral(
+                           "%1 is already there; move it away first, so that no earlier "
+                           "catalogue is lost")
+                           .arg(backupPath);
+        return result;
+    }
+
+    // Read and check everything before writing anything.
+    Catalogue catalogue;
+    if (!ReadCatalogue(result.mdbPath, &catalogue, &error)) {
+        result.error = error;
+        return result;
+    }
+
+    // The files the rows name.
+    QList<PendingFile> pending;
+    QStringList seen;
+    auto collect = [&](const QString& folderName, const QString& tableName, int column) -> bool {
+        const QString oldSub = findCaseInsensitive(oldFolder, folderName, QDir::Dirs);
+        QDir oldDir(oldSub);
+        if (!oldSub.isEmpty()) {
+            const QFileInfo subInfo(oldSub);
+            if (!subInfo.isReadable() || !subInfo.isExecutable()) {
+                result.error = QStringLiteral("the folder %1 cannot be read").arg(oldSub);
+                return false;
+            }
+        }
+        for (const QVariantList& row : catalogue.Find(tableName)->rows) {
+            const QString name = row[column].toString();
+            if (row[column].isNull() || name.isEmpty()) continue;
+            const QString label = folderName + QLatin1Char('/') + name;
+            if (seen.contains(label)) continue;
+            seen << label;
+            const QString source = isPlainFileName(name) && !oldSub.isEmpty()
+                                       ? findCaseInsensitive(oldDir, name, QDir::Files)
+                                       : QString();
+            if (source.isEmpty() || !QFileInfo(source).isFile()) {
+                result.missing << label;
+                continue;
+            }
+            const QString targetDir = programFolder.filePath(folderName);
+            pending << PendingFile{label, source,
+                                   targetDir + QStringLiteral("/.") + name + QStringLiteral(".import-") +
+                                       QString::number(QCoreApplication::applicationPid()),
+                                   targetDir + QLatin1Char('/') + name};
+        }
+        return true;
+    };
+    if (!collect(QStringLiteral("Images"), QStringLiteral("t_Image"), 4)) return result;
+    if (!collect(QStringLiteral("Music"), QStringLiteral("t_HouseType"), 4)) return result;
+
+    // Write aside: the new catalogue and the copies, under temporary names.
+    const QString tempDatabase =
+        programFolder.filePath(QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid()));
+    QStringList madeFolders;
+    QStringList staged;
+    auto undo = [&]() {
+        for (const QString& f : staged) QFile::remove(f);
+        QFile::remove(tempDatabase);
+        for (const QString& d : madeFolders) QDir().rmdir(d);
+    };
+    QFile::remove(tempDatabase);
+    if (!writeCatalogue(tempDatabase, catalogue, &error)) {
+        result.error = error;
+        undo();
+        return result;
+    }
+    for (const QString& sub : {QStringLiteral("Images"), QStringLiteral("Music")}) {
+        const QString path = programFolder.filePath(sub);
+        if (QFileInfo(path).isDir()) continue;
+        if (!QDir().mkdir(path)) {
+            result.error = QStringLiteral("cannot make the folder %1").arg(path);
+            undo();
+            return result;
+        }
+        madeFolders << path;
+    }
+    for (const PendingFile& file : pending) {
+        staged << file.staged;
+        if (!copyFile(file, progress, &result.bytesCopied, &error)) {
+            result.error = error;
+            undo();
+            return result;
+        }
+    }
+
+    // Into place. The old catalogue, if it held rows, stays beside as House.db.bak.
+    if (existingHasRows) {
+        if (!renameOver(result.databasePath, backupPath)) {
+            result.error = QStringLiteral("cannot keep the old catalogue as %1").arg(backupPath);
+            undo();
+            return result;
+        }
+        result.backupPath = backupPath;
+    }
+    if (!renameOver(tempDatabase, result.databasePath)) {
+        result.error = QStringLiteral("cannot put the new catalogue in place at %1").arg(result.databasePath);
+        if (existingHasRows) renameOver(backupPath, result.databasePath);
+        result.backupPath.clear();
+        undo();
+        return result;
+    }
+    for (const PendingFile& file : pending) {
+        if (!renameOver(file.staged, file.target)) {
+            result.error = QStringLiteral("cannot put %1 in place").arg(file.target);
+            undo();
+            return result;
+        }
+        staged.removeOne(file.staged);
+        result.copied << file.label;
+    }
+    for (const Table& table : catalogue.tables)
+        result.rowCounts << qMakePair(table.layout.name, int(table.rows.size()));
+    result.ok = true;
+    return result;
+}
+
+}  // namespace legacy
