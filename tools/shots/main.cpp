@@ -7,11 +7,13 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QScreen>
 #include <QThread>
+#include <algorithm>
 #include <cstdio>
 #include <type_traits>
 #include <utility>
@@ -68,11 +70,35 @@ void Settle(int ms)
     }
 }
 
+int g_menuBarHeight = 0;
+
+// The part of the screen that shows something: the menu bar's row from the left edge, and below
+// it everything that differs from the empty frame's background, with a small margin.
+QRect UsedPart(const QImage& screen)
+{
+    const QRgb background = screen.pixel(screen.width() - 1, screen.height() - 1);
+    int right = 0;
+    int bottom = 0;
+    for (int y = g_menuBarHeight; y < screen.height(); ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(screen.constScanLine(y));
+        for (int x = 0; x < screen.width(); ++x) {
+            if ((line[x] & 0xffffff) != (background & 0xffffff)) {
+                right = std::max(right, x);
+                bottom = std::max(bottom, y);
+            }
+        }
+    }
+    const int width = std::min(screen.width(), std::max(480, right + 9));
+    const int height = std::min(screen.height(), std::max(320, bottom + 9));
+    return QRect(0, 0, width, height);
+}
+
 bool Save(const QString& name)
 {
     Settle(300);
     QScreen* screen = QGuiApplication::primaryScreen();
-    const QPixmap shot = screen ? screen->grabWindow(0) : QPixmap();
+    QPixmap shot = screen ? screen->grabWindow(0) : QPixmap();
+    if (!shot.isNull()) shot = shot.copy(UsedPart(shot.toImage()));
     const QString path = g_output + QLatin1Char('/') + name + QStringLiteral(".png");
     if (shot.isNull() || !shot.save(path, "PNG", 9)) {
         std::fprintf(stderr, "tavrelo-shots: cannot save %s\n", qPrintable(path));
@@ -207,6 +233,7 @@ int main(int argc, char* argv[])
     frmMain main;
     if (!main.Load()) return 1;
     Settle(800);
+    g_menuBarHeight = main.menuBar()->height();
 
     // The frame with its house menu open.
     main.mnuHouse->popup(main.menuBar()->mapToGlobal(
