@@ -330,7 +330,7 @@ private slots:
         const QByteArray before = folderDigest(folder.Path());
 
         r = runDemo({folder.Path()});
-        QVERIFY(r.exitCode != 0);
+        QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.err.contains(QStringLiteral("already holds rows")), qPrintable(r.err));
         QCOMPARE(folderDigest(folder.Path()), before);
         QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toInt(), 12);
@@ -342,7 +342,7 @@ private slots:
         QVERIFY(folder.Exec(QStringLiteral("INSERT INTO t_Content_Auto (TypeID, Caption, Content) "
                                            "VALUES (7, '朝向', '南')")));
         const Run r = runDemo({folder.Path()});
-        QVERIFY(r.exitCode != 0);
+        QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.err.contains(QStringLiteral("t_Content_Auto")), qPrintable(r.err));
         QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_HouseType")).toInt(), 0);
         QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toInt(), 0);
@@ -358,7 +358,7 @@ private slots:
         junk.write("not a database at all");
         junk.close();
         const Run r = runDemo({folder.Path()});
-        QVERIFY(r.exitCode != 0);
+        QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains(QStringLiteral("cannot open the catalogue")), qPrintable(r.err));
         QVERIFY(QDir(folder.File(QStringLiteral("Images"))).entryList(QDir::Files).isEmpty());
     }

@@ -16,6 +16,10 @@
 
 namespace {
 
+// Exit codes: 0 done, 1 failed, 2 usage, 3 refused because the catalogue holds rows (scripts
+// tell this apart from a failure and simply start the program on what is there).
+constexpr int kAlreadyFilled = 3;
+
 int Fail(const QString& message)
 {
     std::fprintf(stderr, "tavrelo-demo: %s\n", qPrintable(message));
@@ -158,13 +162,15 @@ int main(int argc, char* argv[])
                     connection.LastError());
     for (const char* table : db::kTableNames) {
         const qint64 rows = RowsIn(connection, table);
-        if (rows != 0)
-            return Fail(rows < 0 ? QStringLiteral("cannot read ") + QLatin1String(table)
-                                 : QStringLiteral("the catalogue %1 already holds rows (%2 in %3); the demo "
-                                                  "only fills an empty catalogue")
-                                       .arg(database)
-                                       .arg(rows)
-                                       .arg(QLatin1String(table)));
+        if (rows < 0) return Fail(QStringLiteral("cannot read ") + QLatin1String(table));
+        if (rows > 0) {
+            Fail(QStringLiteral("the catalogue %1 already holds rows (%2 in %3); the demo only fills an "
+                                "empty catalogue")
+                     .arg(database)
+                     .arg(rows)
+                     .arg(QLatin1String(table)));
+            return kAlreadyFilled;
+        }
     }
 
     // One transaction: either the whole demo is there or none of it.
