@@ -5,12 +5,14 @@
 // the next run without a change here.
 #include <QAbstractButton>
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QScreen>
 #include <QThread>
 #include <algorithm>
@@ -59,6 +61,7 @@ namespace {
 
 QString g_output;
 int g_saved = 0;
+int g_messages = 0;  // message boxes answered so far
 
 void Settle(int ms)
 {
@@ -150,9 +153,17 @@ bool ClickButton(QWidget* root, const QString& name)
     return true;
 }
 
-void SelectFirstRow(QWidget* root, const QString& listName)
+// Clicks the first row of a named list with the mouse, as the user picks a row.
+void ClickFirstRow(QWidget* root, const QString& listName)
 {
-    if (auto* list = root ? root->findChild<ui::ListView*>(listName) : nullptr) list->SelectRow(0);
+    auto* list = root ? root->findChild<ui::ListView*>(listName) : nullptr;
+    if (!list || !list->model() || list->model()->rowCount() == 0) return;
+    const QPoint at = list->visualRect(list->model()->index(0, 0)).center();
+    for (QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, list->viewport()->mapToGlobal(at), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(list->viewport(), &event);
+    }
 }
 
 // The house the presentation and the entry wizard show: the first house of the last type, which
@@ -168,6 +179,19 @@ qint32 ShowcaseHouse()
         rs.Eof())
         return 0;
     return qint32(rs.Field(QStringLiteral("HouseID")).toLongLong());
+}
+
+qint32 HouseFloor(qint32 houseId)
+{
+    db::Connection connection;
+    if (!connection.Open(mdlHouse::DatabasePath())) return 0;
+    db::Recordset rs;
+    if (!connection.Execute(QStringLiteral("Select HouseFloor From t_House Where HouseID = ") +
+                                QString::number(houseId),
+                            rs) ||
+        rs.Eof())
+        return 0;
+    return qint32(rs.Field(QStringLiteral("HouseFloor")).toLongLong());
 }
 
 // The first window goes to the top left; one opened over another goes beside it when it fits,
@@ -205,6 +229,7 @@ int main(int argc, char* argv[])
     // A message box would stop the run; say what it said instead.
     ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
         std::fprintf(stderr, "tavrelo-shots: message: %s\n", qPrintable(text));
+        ++g_messages;
         return ui::Answer::Ok;
     });
 
@@ -269,10 +294,15 @@ int main(int argc, char* argv[])
             CallStartInput<frmHouseInput>(w, 1);  // edit the showcase house
             Settle(1500);
             Save(name);
-            // The wizard's second page: the pictures with their preview.
-            if (ClickButton(w, QStringLiteral("cmdNext"))) {
+            // The wizard's second page: the pictures with their preview. Editing does not bring
+            // the floor back, so it is filled in the way the user would before going on.
+            if (auto* floor = w->findChild<QComboBox*>(QStringLiteral("cmbHouseFloor"))) {
+                if (floor->currentText().isEmpty()) floor->setCurrentText(QString::number(HouseFloor(house)));
+            }
+            const int messagesBefore = g_messages;
+            if (ClickButton(w, QStringLiteral("cmdNext")) && g_messages == messagesBefore) {
                 Settle(1000);
-                SelectFirstRow(w, QStringLiteral("lsvImage"));
+                ClickFirstRow(w, QStringLiteral("lsvImage"));
                 Settle(2500);
                 Save(name + QStringLiteral("_pictures"));
             }
