@@ -132,7 +132,8 @@ WavInfo readWav(const QString& path)
             const int frames = int(size) / (2 * info.channels);
             info.seconds = double(frames) / info.rate;
             for (quint32 i = 0; i + 1 < size; i += 2)
-                info.peak = std::max(info.peak, std::abs(int(qFromLittleEndian<qint16>(b.constData() + body + i))));
+                info.peak =
+                    std::max(info.peak, std::abs(int(qFromLittleEndian<qint16>(b.constData() + body + i))));
             return info;
         }
         at = body + int(size) + int(size & 1);
@@ -196,21 +197,31 @@ private slots:
         QCOMPARE(buildings.size(), 2);
         for (const QVariantList& b : buildings) QVERIFY(hasChinese(b[0].toString()));
         // The catalogue lists houses through an inner join: every house must survive it.
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House as a, t_HouseType as b "
-                                             "WHERE a.TypeID = b.TypeID")).toInt(), 12);
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House WHERE HouseNo IS NULL OR "
-                                             "HouseNo = '' OR Intro IS NULL OR Intro = '' OR "
-                                             "HouseFloor IS NULL OR HouseFloor < 1")).toInt(), 0);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM t_House as a, t_HouseType as b "
+                                           "WHERE a.TypeID = b.TypeID"))
+                     .toInt(),
+                 12);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM t_House WHERE HouseNo IS NULL OR "
+                                           "HouseNo = '' OR Intro IS NULL OR Intro = '' OR "
+                                           "HouseFloor IS NULL OR HouseFloor < 1"))
+                     .toInt(),
+                 0);
         QCOMPARE(folder.Value(QStringLiteral("SELECT count(DISTINCT TypeID) FROM t_House")).toInt(), 3);
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM (SELECT HouseName, HouseNo FROM t_House "
-                                             "GROUP BY HouseName, HouseNo HAVING count(*) > 1)")).toInt(), 0);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM (SELECT HouseName, HouseNo FROM t_House "
+                                           "GROUP BY HouseName, HouseNo HAVING count(*) > 1)"))
+                     .toInt(),
+                 0);
 
         // Attribute rows: every house has some, numbered 1..n, with the usual captions.
         const auto houses = folder.Rows(QStringLiteral("SELECT HouseID FROM t_House ORDER BY HouseID"));
         for (const QVariantList& h : houses) {
             const QString id = h[0].toString();
             const auto rows = folder.Rows(QStringLiteral("SELECT List, Caption, Content FROM t_Content "
-                                                         "WHERE HouseID = %1 ORDER BY List").arg(id));
+                                                         "WHERE HouseID = %1 ORDER BY List")
+                                              .arg(id));
             QVERIFY2(rows.size() >= 3, qPrintable(id));
             QCOMPARE(column(rows, 0), oneToN(int(rows.size())));
             for (const QVariantList& row : rows) {
@@ -219,20 +230,32 @@ private slots:
             }
         }
         for (const char* caption : {"朝向", "面积", "装修"}) {
-            QCOMPARE(folder.Value(QStringLiteral("SELECT count(DISTINCT HouseID) FROM t_Content WHERE Caption = '%1'")
-                                      .arg(QString::fromUtf8(caption)))
+            QCOMPARE(folder
+                         .Value(QStringLiteral(
+                                    "SELECT count(DISTINCT HouseID) FROM t_Content WHERE Caption = '%1'")
+                                    .arg(QString::fromUtf8(caption)))
                          .toInt(),
                      12);
         }
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_Content WHERE HouseID NOT IN "
-                                             "(SELECT HouseID FROM t_House)")).toInt(), 0);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM t_Content WHERE HouseID NOT IN "
+                                           "(SELECT HouseID FROM t_House)"))
+                     .toInt(),
+                 0);
 
         // Templates: rows for every type, and none for a type that does not exist.
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(DISTINCT TypeID) FROM t_Content_Auto")).toInt(), 3);
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_Content_Auto WHERE TypeID NOT IN "
-                                             "(SELECT TypeID FROM t_HouseType)")).toInt(), 0);
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_Content_Auto WHERE Caption IS NULL OR "
-                                             "Caption = ''")).toInt(), 0);
+        QCOMPARE(folder.Value(QStringLiteral("SELECT count(DISTINCT TypeID) FROM t_Content_Auto")).toInt(),
+                 3);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM t_Content_Auto WHERE TypeID NOT IN "
+                                           "(SELECT TypeID FROM t_HouseType)"))
+                     .toInt(),
+                 0);
+        QCOMPARE(folder
+                     .Value(QStringLiteral("SELECT count(*) FROM t_Content_Auto WHERE Caption IS NULL OR "
+                                           "Caption = ''"))
+                     .toInt(),
+                 0);
     }
 
     void everyPictureRowNamesADecodablePng()
@@ -246,8 +269,10 @@ private slots:
         int pictures = 0;
         for (const QVariantList& h : houses) {
             const qint64 id = h[0].toLongLong();
-            const auto rows = folder.Rows(QStringLiteral("SELECT List, Caption, Intro, ImageFile FROM t_Image "
-                                                         "WHERE HouseID = %1 ORDER BY List").arg(id));
+            const auto rows =
+                folder.Rows(QStringLiteral("SELECT List, Caption, Intro, ImageFile FROM t_Image "
+                                           "WHERE HouseID = %1 ORDER BY List")
+                                .arg(id));
             QVERIFY2(!rows.isEmpty(), qPrintable(QString::number(id)));
             QCOMPARE(column(rows, 0), oneToN(int(rows.size())));
             for (const QVariantList& row : rows) {
@@ -339,8 +364,9 @@ private slots:
     void refusesWhenOnlyATemplateRowIsThere()
     {
         testsupport::ProgramFolder folder;  // fresh, empty House.db
-        QVERIFY(folder.Exec(QStringLiteral("INSERT INTO t_Content_Auto (TypeID, Caption, Content) "
-                                           "VALUES (7, '朝向', '南')")));
+        QVERIFY(
+            folder.Exec(QStringLiteral("INSERT INTO t_Content_Auto (TypeID, Caption, Content) "
+                                       "VALUES (7, '朝向', '南')")));
         const Run r = runDemo({folder.Path()});
         QCOMPARE(r.exitCode, 3);
         QVERIFY2(r.err.contains(QStringLiteral("t_Content_Auto")), qPrintable(r.err));

@@ -14,18 +14,18 @@ struct Attribute {
 };
 
 struct TypeData {
-    QString name;        // t_HouseType.HouseType
-    QString musicTitle;  // t_HouseType.MusicTitle
-    QString musicFile;   // bare file name in Music/
+    QString name;                         // t_HouseType.HouseType
+    QString musicTitle;                   // t_HouseType.MusicTitle
+    QString musicFile;                    // bare file name in Music/
     std::vector<Attribute> templateRows;  // t_Content_Auto, in display order
-    int area;            // square metres of the floor plan
+    int area;                             // square metres of the floor plan
 };
 
 struct HouseData {
-    QString building;    // t_House.HouseName
-    QString roomNo;      // t_House.HouseNo
-    int floor;           // t_House.HouseFloor
-    int type;            // index into Types()
+    QString building;  // t_House.HouseName
+    QString roomNo;    // t_House.HouseNo
+    int floor;         // t_House.HouseFloor
+    int type;          // index into Types()
     QString orientation;
     QString finish;
     int pricePerSquareMetre;

@@ -30,8 +30,8 @@ const std::vector<Room>& RoomsOf(int type)
         {{7, 5, 5, 3}, "阳台", 0xfff6f0d8},
     };
     static const std::vector<Room> two = {
-        {{0, 0, 6, 5}, "客厅", 0xfff3e3c3}, {{6, 0, 6, 4}, "主卧", 0xffd6e6f2},
-        {{6, 4, 6, 4}, "次卧", 0xffd9ecec}, {{0, 5, 3, 3}, "厨房", 0xffe4efd8},
+        {{0, 0, 6, 5}, "客厅", 0xfff3e3c3},   {{6, 0, 6, 4}, "主卧", 0xffd6e6f2},
+        {{6, 4, 6, 4}, "次卧", 0xffd9ecec},   {{0, 5, 3, 3}, "厨房", 0xffe4efd8},
         {{3, 5, 3, 3}, "卫生间", 0xffdcdcec},
     };
     static const std::vector<Room> three = {
@@ -67,7 +67,10 @@ bool DrawFloorPlan(const HouseData& house, const QString& path)
                QStringLiteral("%1 %2室 户型图").arg(house.building, house.roomNo));
     p.setFont(ChineseFont(18));
     p.drawText(QRectF(0, 52, kWidth, 30), Qt::AlignCenter,
-               QStringLiteral("%1 · 建筑面积%2平方米 · %3朝向").arg(type.name).arg(type.area).arg(house.orientation));
+               QStringLiteral("%1 · 建筑面积%2平方米 · %3朝向")
+                   .arg(type.name)
+                   .arg(type.area)
+                   .arg(house.orientation));
 
     const QRectF plan(70, 100, 660, 440);
     const double cw = plan.width() / 12.0;

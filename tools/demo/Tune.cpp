@@ -81,13 +81,13 @@ bool WriteTune(int typeIndex, const QString& path)
     PutLE32(wav, quint32(36 + data.size()));
     wav.append("WAVE", 4);
     wav.append("fmt ", 4);
-    PutLE32(wav, 16);            // PCM format chunk size
-    PutLE16(wav, 1);             // PCM
-    PutLE16(wav, 1);             // mono
-    PutLE32(wav, kRate);         // sample rate
-    PutLE32(wav, kRate * 2);     // byte rate
-    PutLE16(wav, 2);             // block align
-    PutLE16(wav, 16);            // bits per sample
+    PutLE32(wav, 16);         // PCM format chunk size
+    PutLE16(wav, 1);          // PCM
+    PutLE16(wav, 1);          // mono
+    PutLE32(wav, kRate);      // sample rate
+    PutLE32(wav, kRate * 2);  // byte rate
+    PutLE16(wav, 2);          // block align
+    PutLE16(wav, 16);         // bits per sample
     wav.append("data", 4);
     PutLE32(wav, quint32(data.size()));
     wav.append(data);

@@ -29,7 +29,8 @@ int Fail(const QString& message)
 qint64 RowsIn(db::Connection& connection, const char* table)
 {
     db::Recordset rs;
-    if (!connection.Execute(QStringLiteral("Select Count(*) as a From ") + QLatin1String(table), rs)) return -1;
+    if (!connection.Execute(QStringLiteral("Select Count(*) as a From ") + QLatin1String(table), rs))
+        return -1;
     return rs.Eof() ? -1 : rs.Field(QStringLiteral("a")).toLongLong();
 }
 
@@ -57,8 +58,8 @@ qint32 LastKey(db::Connection& connection, const QString& sql, const QString& co
 // The file name the entry wizard gives a copied picture: padded house key, "_", padded number.
 QString PictureName(qint32 houseId, int number)
 {
-    return db::PaddedHouseNumber(houseId) + QLatin1Char('_') +
-           QStringLiteral("0000%1").arg(number).right(4) + QStringLiteral(".png");
+    return db::PaddedHouseNumber(houseId) + QLatin1Char('_') + QStringLiteral("0000%1").arg(number).right(4) +
+           QStringLiteral(".png");
 }
 
 int Fill(db::Connection& connection, const QString& folder)
@@ -78,8 +79,9 @@ int Fill(db::Connection& connection, const QString& folder)
                      {QStringLiteral("MusicFile"), type.musicFile}}))
             return Fail(QStringLiteral("cannot add the type ") + type.name + QStringLiteral(": ") +
                         connection.LastError());
-        const qint32 typeId = LastKey(connection, QStringLiteral("Select Top 1 TypeID From t_HouseType Order By TypeID DESC"),
-                                      QStringLiteral("TypeID"));
+        const qint32 typeId =
+            LastKey(connection, QStringLiteral("Select Top 1 TypeID From t_HouseType Order By TypeID DESC"),
+                    QStringLiteral("TypeID"));
         typeIds.push_back(typeId);
         for (const demo::Attribute& row : type.templateRows) {
             if (!Insert(connection, QStringLiteral("Select * From t_Content_Auto Where ContentID Is Null"),
@@ -98,8 +100,9 @@ int Fill(db::Connection& connection, const QString& folder)
                      {QStringLiteral("housefloor"), house.floor},
                      {QStringLiteral("TypeID"), typeIds[size_t(house.type)]}}))
             return Fail(QStringLiteral("cannot add a house: ") + connection.LastError());
-        const qint32 houseId = LastKey(connection, QStringLiteral("Select Top 1 HouseID From t_House Order By HouseID DESC"),
-                                       QStringLiteral("HouseID"));
+        const qint32 houseId =
+            LastKey(connection, QStringLiteral("Select Top 1 HouseID From t_House Order By HouseID DESC"),
+                    QStringLiteral("HouseID"));
         int list = 0;
         for (const demo::Attribute& row : demo::HouseAttributes(house)) {
             if (!Insert(connection, QStringLiteral("Select * From t_Content Where ContentID Is Null"),
@@ -142,8 +145,9 @@ int main(int argc, char* argv[])
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     if (argc != 2) {
-        std::fprintf(stderr, "usage: tavrelo-demo PROGRAM_FOLDER\n"
-                             "Fills the program folder (House.db, Images/, Music/) with a demo catalogue.\n");
+        std::fprintf(stderr,
+                     "usage: tavrelo-demo PROGRAM_FOLDER\n"
+                     "Fills the program folder (House.db, Images/, Music/) with a demo catalogue.\n");
         return 2;
     }
     const QString folder = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
@@ -153,7 +157,8 @@ int main(int argc, char* argv[])
         QString error;
         if (!db::CreateEmptyDatabase(database, &error)) return Fail(error);
     }
-    if (!QDir().mkpath(folder + QStringLiteral("/Images")) || !QDir().mkpath(folder + QStringLiteral("/Music")))
+    if (!QDir().mkpath(folder + QStringLiteral("/Images")) ||
+        !QDir().mkpath(folder + QStringLiteral("/Music")))
         return Fail(QStringLiteral("cannot make Images/ and Music/ in ") + folder);
 
     db::Connection connection;
@@ -177,8 +182,7 @@ int main(int argc, char* argv[])
     if (sqlite3_exec(connection.Handle(), "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK)
         return Fail(QStringLiteral("the catalogue is locked: ") + database);
     const int result = Fill(connection, folder);
-    if (result != 0 ||
-        sqlite3_exec(connection.Handle(), "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (result != 0 || sqlite3_exec(connection.Handle(), "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
         sqlite3_exec(connection.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
         return result != 0 ? result : Fail(QStringLiteral("cannot save the catalogue ") + database);
     }

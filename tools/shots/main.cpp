@@ -114,36 +114,40 @@ bool Save(const QString& name)
 
 // Calls a window's public routine with a whole number passed by reference, whatever width the
 // window declares it with; windows without the routine are left alone.
-#define TAVRELO_CALLER(Routine)                                                                   \
-    template <typename T, typename A, typename = void>                                            \
-    struct Can##Routine : std::false_type {};                                                     \
-    template <typename T, typename A>                                                             \
+#define TAVRELO_CALLER(Routine)                                                                      \
+    template <typename T, typename A, typename = void>                                               \
+    struct Can##Routine : std::false_type {                                                          \
+    };                                                                                               \
+    template <typename T, typename A>                                                                \
     struct Can##Routine<T, A, std::void_t<decltype(std::declval<T&>().Routine(std::declval<A&>()))>> \
-        : std::true_type {};                                                                      \
-    template <typename T>                                                                         \
-    void Call##Routine(QWidget* w, int value)                                                     \
-    {                                                                                             \
-        auto* form = dynamic_cast<T*>(w);                                                         \
-        if (!form) return;                                                                        \
-        if constexpr (Can##Routine<T, qint16>::value) {                                           \
-            qint16 v = qint16(value);                                                             \
-            form->Routine(v);                                                                     \
-        } else if constexpr (Can##Routine<T, int>::value) {                                       \
-            int v = value;                                                                        \
-            form->Routine(v);                                                                     \
-        } else if constexpr (Can##Routine<T, long>::value) {                                      \
-            long v = value;                                                                       \
-            form->Routine(v);                                                                     \
-        }                                                                                         \
+        : std::true_type {                                                                           \
+    };                                                                                               \
+    template <typename T>                                                                            \
+    void Call##Routine(QWidget* w, int value)                                                        \
+    {                                                                                                \
+        auto* form = dynamic_cast<T*>(w);                                                            \
+        if (!form) return;                                                                           \
+        if constexpr (Can##Routine<T, qint16>::value) {                                              \
+            qint16 v = qint16(value);                                                                \
+            form->Routine(v);                                                                        \
+        } else if constexpr (Can##Routine<T, int>::value) {                                          \
+            int v = value;                                                                           \
+            form->Routine(v);                                                                        \
+        } else if constexpr (Can##Routine<T, long>::value) {                                         \
+            long v = value;                                                                          \
+            form->Routine(v);                                                                        \
+        }                                                                                            \
     }
 
 TAVRELO_CALLER(StartInput)
 TAVRELO_CALLER(GetTypeContent)
 
 template <typename T, typename = void>
-struct CanGetImage : std::false_type {};
+struct CanGetImage : std::false_type {
+};
 template <typename T>
-struct CanGetImage<T, std::void_t<decltype(std::declval<T&>().GetImage())>> : std::true_type {};
+struct CanGetImage<T, std::void_t<decltype(std::declval<T&>().GetImage())>> : std::true_type {
+};
 
 bool ClickButton(QWidget* root, const QString& name)
 {
@@ -186,9 +190,9 @@ qint32 HouseFloor(qint32 houseId)
     db::Connection connection;
     if (!connection.Open(mdlHouse::DatabasePath())) return 0;
     db::Recordset rs;
-    if (!connection.Execute(QStringLiteral("Select HouseFloor From t_House Where HouseID = ") +
-                                QString::number(houseId),
-                            rs) ||
+    if (!connection.Execute(
+            QStringLiteral("Select HouseFloor From t_House Where HouseID = ") + QString::number(houseId),
+            rs) ||
         rs.Eof())
         return 0;
     return qint32(rs.Field(QStringLiteral("HouseFloor")).toLongLong());
@@ -312,7 +316,8 @@ int main(int argc, char* argv[])
 #ifdef HAVE_frmAddNewImage
         if (name == QLatin1String("frmAddNewImage")) {
             if constexpr (CanGetImage<frmAddNewImage>::value) {
-                if (Forms::Find(QStringLiteral("frmHouseInput"))) dynamic_cast<frmAddNewImage*>(w)->GetImage();
+                if (Forms::Find(QStringLiteral("frmHouseInput")))
+                    dynamic_cast<frmAddNewImage*>(w)->GetImage();
             }
             Settle(500);
             Save(name);
