@@ -389,6 +389,19 @@ private slots:
         QVERIFY(QDir(folder.File(QStringLiteral("Images"))).entryList(QDir::Files).isEmpty());
     }
 
+    void takesAZeroLengthFileForAMissingCatalogue()
+    {
+        testsupport::ProgramFolder folder(false);
+        QFile empty(folder.DatabasePath());
+        QVERIFY(empty.open(QIODevice::WriteOnly));
+        empty.close();
+        QCOMPARE(QFileInfo(folder.DatabasePath()).size(), qint64(0));
+        const Run r = runDemo({folder.Path()});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toInt(), 12);
+        QCOMPARE(folder.Value(QStringLiteral("PRAGMA user_version")).toInt(), 1);
+    }
+
     void withoutAFolderItShowsUsage()
     {
         const Run r = runDemo({});

@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <cstdio>
@@ -153,6 +154,10 @@ int main(int argc, char* argv[])
     const QString folder = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
     if (!QDir().mkpath(folder)) return Fail(QStringLiteral("cannot make the folder ") + folder);
     const QString database = folder + QStringLiteral("/House.db");
+    // A zero-length file holds no catalogue (opening a missing path with some SQLite tools leaves
+    // one behind); it is replaced by an empty catalogue like a missing file.
+    const QFileInfo databaseFile(database);
+    if (databaseFile.isFile() && databaseFile.size() == 0) QFile::remove(database);
     if (!QFileInfo::exists(database)) {
         QString error;
         if (!db::CreateEmptyDatabase(database, &error)) return Fail(error);
