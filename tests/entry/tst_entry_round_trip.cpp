@@ -1,6 +1,7 @@
 // One house through every window that touches it: a type made in the type manager, the house
 // entered through the catalogue's "新增" with three attribute rows and two pictures, shown in the
-// catalogue, presented with its pictures, edited from the catalogue and deleted from it. Every step is checked in the tables and files.
+// catalogue, presented with its pictures, edited from the catalogue and deleted from it. Every
+// step is checked in the tables and files.
 
 #include <QDir>
 #include <QLabel>
