@@ -1,8 +1,8 @@
 // tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER: opens the program's windows on a real screen
 // (run it under Xvfb) over the catalogue in PROGRAM_FOLDER and saves a picture of the screen for
-// each, for the README. Every window the program is built with is taken: a window's header is
-// picked up where the program keeps it (src/<part>/<name>.h), so a window that lands later is in
-// the next run without a change here.
+// each, for the README. Every window the program is built with is taken: the build defines
+// HAVE_<name> for each window header where the program keeps it (src/<part>/<name>.h), so a
+// window that lands later is in the next run without a change here.
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
@@ -28,33 +28,26 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 
-#if __has_include("catalogue/frmHouseList.h")
+#ifdef HAVE_frmHouseList
 #include "catalogue/frmHouseList.h"
-#define HAVE_frmHouseList 1
 #endif
-#if __has_include("presentation/frmHouseShow.h")
+#ifdef HAVE_frmHouseShow
 #include "presentation/frmHouseShow.h"
-#define HAVE_frmHouseShow 1
 #endif
-#if __has_include("entry/frmHouseInput.h")
+#ifdef HAVE_frmHouseInput
 #include "entry/frmHouseInput.h"
-#define HAVE_frmHouseInput 1
 #endif
-#if __has_include("entry/frmAddNewImage.h")
+#ifdef HAVE_frmAddNewImage
 #include "entry/frmAddNewImage.h"
-#define HAVE_frmAddNewImage 1
 #endif
-#if __has_include("types/frmHouseType.h")
+#ifdef HAVE_frmHouseType
 #include "types/frmHouseType.h"
-#define HAVE_frmHouseType 1
 #endif
-#if __has_include("types/frmContent.h")
+#ifdef HAVE_frmContent
 #include "types/frmContent.h"
-#define HAVE_frmContent 1
 #endif
-#if __has_include("about/frmAbout.h")
+#ifdef HAVE_frmAbout
 #include "about/frmAbout.h"
-#define HAVE_frmAbout 1
 #endif
 
 namespace {
