@@ -257,14 +257,6 @@ int main(int argc, char* argv[])
     Settle(800);
     g_menuBarHeight = main.menuBar()->height();
 
-    // The frame with its house menu open.
-    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
-        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
-    Settle(400);
-    Save(QStringLiteral("frmMain"));
-    main.mnuHouse->hide();
-    Settle(200);
-
     const qint32 house = ShowcaseHouse();
     const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
                                  QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
@@ -334,6 +326,24 @@ int main(int argc, char* argv[])
         }
         Settle(300);
     }
+    // The frame as the user works in it: the catalogue, a house presented in front of it with
+    // the view of its building, and the house menu open.
+    mdlHouse::CurrentHouseID = house;
+    for (const QString& name : {QStringLiteral("frmHouseList"), QStringLiteral("frmHouseShow")}) {
+        if (!Forms::IsRegistered(name)) continue;
+        if (QWidget* w = Forms::Show(name)) {
+            Place(w);
+            Settle(name == QLatin1String("frmHouseShow") ? 3000 : 800);
+            ClickButton(w, QStringLiteral("cmdImage(2)"));
+        }
+    }
+    Settle(2500);
+    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
+        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
+    Settle(400);
+    Save(QStringLiteral("frmMain"));
+    main.mnuHouse->hide();
+
     std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
     // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.
     std::fflush(stdout);
