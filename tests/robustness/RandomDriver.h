@@ -24,11 +24,13 @@
 #include <QTableView>
 #include <QTest>
 #include <QTextEdit>
+#include <algorithm>
 #include <functional>
 
 #include "core/frmMain.h"
 #include "core/ui/Form.h"
 #include "core/ui/Forms.h"
+#include "core/ui/WebBrowser.h"
 
 namespace robustness {
 
@@ -106,7 +108,18 @@ public:
     QString Step()
     {
         const QStringList before = OpenForms().keys();
-        const QString done = act();
+        QString done = act();
+        // Windows outside the registry open later (a page script opens them): any top-level
+        // window not seen before counts from the step in which it shows up.
+        const QMap<QString, QWidget*> forms = OpenForms();
+        for (QWidget* top : QApplication::topLevelWidgets()) {
+            if (!top->isVisible() || top == main_ || qobject_cast<QMenu*>(top) || seenTop_.contains(top)) continue;
+            if (std::find(forms.cbegin(), forms.cend(), top) != forms.cend()) continue;
+            seenTop_.insert(top);
+            ++otherWindows;
+            done += QStringLiteral(" [a window is open: ") + QString::fromLatin1(top->metaObject()->className()) +
+                    QLatin1Char(']');
+        }
         // A window that has just opened is where the user goes on.
         const auto after = OpenForms();
         for (auto it = after.cbegin(); it != after.cend(); ++it) {
@@ -128,6 +141,7 @@ public:
     QMap<QString, int> actions;  // how many of each kind ran (skipped ones are counted as such)
     QSet<QString> opened;        // registered windows seen open at least once
     int exitRequests = 0;
+    int otherWindows = 0;  // windows of the program outside the registry (a picture's large view)
 
     void NoteOpenWindows()
     {
@@ -151,7 +165,8 @@ private:
         else if (r < 85) done = comboKeys();
         else if (r < 89) done = keyToFocus();
         else if (r < 90) done = clickLabel();
-        else if (r < 92) done = resizeWindow();
+        else if (r < 91) done = resizeWindow();
+        else if (r < 92) done = clickInPage();
         else if (r < 94) done = fillForm();
         else done = closeWindow();
         // Nothing of that kind to act on: the action goes to the menus instead.
@@ -399,6 +414,23 @@ private:
         return d;
     }
 
+    // A click on something in a browser control's page (a picture opens its large view there).
+    QString clickInPage()
+    {
+        ui::WebBrowser* browser = pick(usable<ui::WebBrowser>());
+        if (!browser) return count(QStringLiteral("page (none)"));
+        const int k = int(rng_->bounded(1000));
+        ++actions[QStringLiteral("page click")];
+        // Half the clicks go to a picture, where a user clicks on such a page.
+        browser->RunScript(QStringLiteral("(function(){var k=%1,p=document.images,"
+                                          "e=document.querySelectorAll('img,a,td,div,span,body');"
+                                          "if(p.length&&k%2==0)p[k%p.length].click();"
+                                          "else if(e.length)e[k%e.length].click();})();")
+                               .arg(k));
+        return QStringLiteral("click in the page of ") + describe(browser) + QStringLiteral(" element ") +
+               QString::number(k);
+    }
+
     QString resizeWindow()
     {
         const auto open = OpenForms();
@@ -488,6 +520,7 @@ private:
     }
 
     QPointer<QWidget> lastWindow_;
+    QSet<QWidget*> seenTop_;  // only compared, never dereferenced
     QRandomGenerator* rng_;
     frmMain* main_;
     QStringList names_;

@@ -427,7 +427,8 @@ private slots:
               "%d exit requests, %d program starts and %d addresses intercepted",
               questions, notices, dialogs, int(existingHandedOut.size()), int(missingHandedOut.size()), exits,
               starts, addresses);
-        qInfo("tst_robustness: windows opened: %s", qPrintable(QStringList(driver.opened.values()).join(QLatin1Char(' '))));
+        qInfo("tst_robustness: windows opened: %s, and %d other windows (large picture views)",
+              qPrintable(QStringList(driver.opened.values()).join(QLatin1Char(' '))), driver.otherWindows);
         qInfo("tst_robustness: distinct messages: %s", qPrintable(messageSamples.join(QStringLiteral(" | ")).left(3000)));
 
         // Every registered window was driven; the menu's exit was asked for and did nothing.
