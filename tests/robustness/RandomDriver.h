@@ -421,14 +421,17 @@ private:
         if (!browser) return count(QStringLiteral("page (none)"));
         const int k = int(rng_->bounded(1000));
         ++actions[QStringLiteral("page click")];
-        // Half the clicks go to a picture, where a user clicks on such a page.
-        browser->RunScript(QStringLiteral("(function(){var k=%1,p=document.images,"
-                                          "e=document.querySelectorAll('img,a,td,div,span,body');"
-                                          "if(p.length&&k%2==0)p[k%p.length].click();"
-                                          "else if(e.length)e[k%e.length].click();})();")
-                               .arg(k));
-        return QStringLiteral("click in the page of ") + describe(browser) + QStringLiteral(" element ") +
-               QString::number(k);
+        // Half the clicks go to a picture, where a user clicks on such a page. The click waits for
+        // the page (a little), as a user's click lands on what is shown.
+        const QVariant found = browser->Evaluate(
+            QStringLiteral("(function(){var k=%1,p=document.images,"
+                           "e=document.querySelectorAll('img,a,td,div,span,body');"
+                           "if(p.length&&k%2==0){p[k%p.length].click();return 'picture';}"
+                           "if(e.length){e[k%e.length].click();return e[k%e.length].tagName;}return 'nothing';})();")
+                .arg(k),
+            2000);
+        return QStringLiteral("click in the page of ") + describe(browser) + QStringLiteral(": ") +
+               (found.isValid() ? found.toString() : QStringLiteral("(no answer)"));
     }
 
     QString resizeWindow()
