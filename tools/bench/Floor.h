@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+// The floor under each measured operation: SQLite alone running the statements the window runs,
+// stepping every row and reading every column as text through the C API, on a connection opened
+// and closed around them as the window opens and closes its own.
+namespace bench {
+
+// Runs the statements (in the program's own dialect, translated exactly as the program translates
+// them) on the catalogue at databasePath. Returns false when one fails; *rows (when given) receives
+// the number of rows of each statement.
+bool RunStatements(const QString& databasePath, const QStringList& jetStatements,
+                   std::vector<qint64>* rows = nullptr);
+
+}  // namespace bench

@@ -1,0 +1,120 @@
+#include "Report.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
+#include <algorithm>
+#include <cstdio>
+
+namespace bench {
+
+double Median(std::vector<double> values)
+{
+    if (values.empty()) return 0;
+    std::sort(values.begin(), values.end());
+    const size_t mid = values.size() / 2;
+    return values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
+}
+
+double Operation::programMedian() const { return Median(programMs); }
+double Operation::floorMedian() const { return Median(floorMs); }
+
+void Measure(std::vector<double>* counted, double* first, const std::function<void()>& body,
+             const std::function<void()>& prepare)
+{
+    counted->clear();
+    for (int run = 0; run <= kCountedRuns; ++run) {
+        if (prepare) prepare();
+        QElapsedTimer timer;
+        timer.start();
+        body();
+        const double ms = timer.nsecsElapsed() / 1e6;
+        if (run == 0)
+            *first = ms;
+        else
+            counted->push_back(ms);
+    }
+}
+
+namespace {
+
+QString ratioText(const Operation& op)
+{
+    if (op.floorMs.empty() || op.floorMedian() <= 0) return QStringLiteral("-");
+    return QString::number(op.programMedian() / op.floorMedian(), 'f', 2);
+}
+
+}  // namespace
+
+void PrintTable(const Report& report)
+{
+    std::printf("Tavrelo benchmark: %d houses (catalogue filled in %.0f ms)\n", report.houses, report.fillMs);
+    std::printf("Each figure is the median of %d runs after one uncounted first run.\n\n", kCountedRuns);
+    std::printf("| operation | program ms | SQLite-only ms | ratio |\n|---|---:|---:|---:|\n");
+    for (const Operation& op : report.operations) {
+        const QString floor = op.floorMs.empty() ? QStringLiteral("-") : QString::number(op.floorMedian(), 'f', 1);
+        std::printf("| %s | %.1f | %s | %s |\n", qPrintable(op.name), op.programMedian(), qPrintable(floor),
+                    qPrintable(ratioText(op)));
+    }
+    std::printf("\nPeak resident memory: %.1f MB (benchmark with the windows), %.1f MB (started program)\n",
+                report.peakRssKb / 1024.0, report.childPeakRssKb / 1024.0);
+    QStringList notes;
+    for (const Operation& op : report.operations) {
+        if (!op.floorName.isEmpty()) notes << op.name + QStringLiteral(": floor = ") + op.floorName;
+    }
+    if (!notes.isEmpty()) std::printf("\n%s\n", qPrintable(notes.join(QLatin1Char('\n'))));
+    for (const QString& p : report.problems) std::printf("PROBLEM: %s\n", qPrintable(p));
+    std::fflush(stdout);
+}
+
+bool WriteJson(const Report& report, const QString& path, QString* error)
+{
+    auto array = [](const std::vector<double>& values) {
+        QJsonArray a;
+        for (double v : values) a.append(v);
+        return a;
+    };
+    QJsonArray operations;
+    for (const Operation& op : report.operations) {
+        QJsonObject o;
+        o[QStringLiteral("name")] = op.name;
+        o[QStringLiteral("program_ms")] = op.programMedian();
+        o[QStringLiteral("program_runs_ms")] = array(op.programMs);
+        o[QStringLiteral("program_first_ms")] = op.programFirstMs;
+        if (op.floorMs.empty()) {
+            o[QStringLiteral("sqlite_ms")] = QJsonValue::Null;
+            o[QStringLiteral("ratio")] = QJsonValue::Null;
+        } else {
+            o[QStringLiteral("sqlite_ms")] = op.floorMedian();
+            o[QStringLiteral("sqlite_runs_ms")] = array(op.floorMs);
+            o[QStringLiteral("sqlite_first_ms")] = op.floorFirstMs;
+            o[QStringLiteral("ratio")] = op.floorMedian() > 0 ? op.programMedian() / op.floorMedian() : 0.0;
+        }
+        if (!op.floorName.isEmpty()) o[QStringLiteral("floor")] = op.floorName;
+        operations.append(o);
+    }
+    QJsonObject root;
+    root[QStringLiteral("houses")] = report.houses;
+    root[QStringLiteral("fill_ms")] = report.fillMs;
+    root[QStringLiteral("statistic")] =
+        QStringLiteral("median of %1 runs after one uncounted first run").arg(kCountedRuns);
+    root[QStringLiteral("operations")] = operations;
+    root[QStringLiteral("peak_rss_mb")] = report.peakRssKb / 1024.0;
+    root[QStringLiteral("program_start_peak_rss_mb")] = report.childPeakRssKb / 1024.0;
+    QJsonArray problems;
+    for (const QString& p : report.problems) problems.append(p);
+    root[QStringLiteral("problems")] = problems;
+
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *error = QStringLiteral("cannot write ") + path;
+        return false;
+    }
+    file.write(QJsonDocument(root).toJson(QJsonDocument::Indented));
+    return true;
+}
+
+}  // namespace bench

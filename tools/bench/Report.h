@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <vector>
+
+// What the benchmark measured and how it is shown: a table on standard output and the same
+// figures as JSON.
+namespace bench {
+
+// How often each operation runs: one run first that is not counted (it pays for first-time
+// costs such as fonts and caches, and is reported separately as "first"), then the counted runs,
+// of which the median is the figure.
+inline constexpr int kCountedRuns = 5;
+
+struct Operation {
+    QString name;
+    QString floorName;              // what the floor column measured for this operation
+    std::vector<double> programMs;  // counted runs
+    std::vector<double> floorMs;
+    double programFirstMs = 0;
+    double floorFirstMs = 0;
+    double programMedian() const;
+    double floorMedian() const;
+};
+
+struct Report {
+    int houses = 0;
+    double fillMs = 0;
+    long peakRssKb = 0;       // this process (the windows)
+    long childPeakRssKb = 0;  // the started program, largest over its runs
+    std::vector<Operation> operations;
+    QStringList problems;     // anything that went wrong; a non-empty list fails the run
+};
+
+// Runs body once uncounted and kCountedRuns times counted; each run is timed from before
+// body to after it. prepare (untimed) runs before every run.
+void Measure(std::vector<double>* counted, double* first, const std::function<void()>& body,
+             const std::function<void()>& prepare = {});
+
+double Median(std::vector<double> values);
+
+void PrintTable(const Report& report);
+bool WriteJson(const Report& report, const QString& path, QString* error);
+
+}  // namespace bench

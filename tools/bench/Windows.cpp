@@ -1,0 +1,160 @@
+#include "Windows.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMetaObject>
+#include <QPushButton>
+
+#include "Floor.h"
+#include "catalogue/HouseQuery.h"
+#include "catalogue/frmHouseList.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+
+namespace bench {
+
+namespace {
+
+// Lets the windows finish what the operation queued: layout, the first paint of what changed,
+// deletions of unloaded windows.
+void settle()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+void unloadWindow(const QString& name)
+{
+    Forms::Unload(name);
+    settle();
+}
+
+// The statements with which StartList fills the query boxes, in its order.
+QStringList queryBoxStatements()
+{
+    return {catalogue::HouseNamesSql(), catalogue::HouseTypesSql(), catalogue::HouseNumbersSql(),
+            catalogue::CaptionsSql(), catalogue::ContentsSql()};
+}
+
+class Measurer {
+public:
+    explicit Measurer(WindowContext& context) : context_(context) {}
+
+    void problem(const QString& text) { context_.report->problems << text; }
+
+    // Adds an operation timed by body (prepare untimed), with the floor of the given statements.
+    Operation& add(const QString& name, const std::function<void()>& body, const QStringList& floorStatements,
+                   const std::function<void()>& prepare = {})
+    {
+        Operation op;
+        op.name = name;
+        Measure(&op.programMs, &op.programFirstMs, body, prepare);
+        if (!floorStatements.isEmpty()) {
+            Measure(&op.floorMs, &op.floorFirstMs, [&] {
+                if (!RunStatements(context_.databasePath, floorStatements))
+                    problem(name + QStringLiteral(": a floor statement failed"));
+            });
+        }
+        context_.report->operations.push_back(op);
+        return context_.report->operations.back();
+    }
+
+    // Rows of the last of the statements, read by SQLite alone: what the window should list.
+    qint64 expectedRows(const QString& sql)
+    {
+        std::vector<qint64> rows;
+        return RunStatements(context_.databasePath, {sql}, &rows) && !rows.empty() ? rows.back() : -1;
+    }
+
+private:
+    WindowContext& context_;
+};
+
+void measureCatalogue(Measurer& m, const WindowContext& context)
+{
+    const int houses = context.shape.houses;
+    frmHouseList* list = nullptr;
+    auto listed = [&] { return list ? list->lsvHouse->Model()->Count() : -1; };
+
+    m.add(QStringLiteral("open the catalogue (StartList)"),
+          [&] {
+              list = qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
+              settle();
+          },
+          queryBoxStatements() << catalogue::AllHousesSql() << catalogue::CountHousesSql(),
+          [] { unloadWindow(QStringLiteral("frmHouseList")); });
+    if (!list || listed() != houses) {
+        m.problem(QStringLiteral("the catalogue listed %1 of %2 houses").arg(listed()).arg(houses));
+        return;
+    }
+
+    catalogue::HouseCriteria byName;
+    byName.houseName = QueriedBuildingName(context.shape);
+    const QString nameSql = catalogue::BuildHouseQuery(byName);
+    m.add(QStringLiteral("query by building name"),
+          [&] {
+              list->cmbHouseName->setEditText(byName.houseName);
+              list->cmdQuery->click();
+              settle();
+          },
+          queryBoxStatements() << nameSql, [&] { list->cmdAll->click(); settle(); });
+    const qint64 byNameRows = m.expectedRows(nameSql);
+    if (listed() != byNameRows || byNameRows <= 0)
+        m.problem(QStringLiteral("the name query listed %1 houses, SQLite finds %2").arg(listed()).arg(byNameRows));
+
+    catalogue::HouseCriteria byAttribute;
+    byAttribute.caption = QStringLiteral("朝向");
+    byAttribute.content = QStringLiteral("东南");
+    const QString attributeSql = catalogue::BuildHouseQuery(byAttribute);
+    m.add(QStringLiteral("query by attribute caption and value"),
+          [&] {
+              list->cmbCaption->setEditText(byAttribute.caption);
+              list->cmbContent->setEditText(byAttribute.content);
+              list->cmdQuery->click();
+              settle();
+          },
+          queryBoxStatements() << attributeSql, [&] { list->cmdAll->click(); settle(); });
+    const qint64 byAttributeRows = m.expectedRows(attributeSql);
+    if (listed() != byAttributeRows || byAttributeRows <= 0)
+        m.problem(QStringLiteral("the attribute query listed %1 houses, SQLite finds %2")
+                      .arg(listed())
+                      .arg(byAttributeRows));
+
+    // The attribute query is still active: refresh runs it again.
+    m.add(QStringLiteral("refresh with the attribute query active"),
+          [&] {
+              list->cmdRefresh->click();
+              settle();
+          },
+          queryBoxStatements() << attributeSql);
+    if (listed() != byAttributeRows || list->QuerySql() != attributeSql)
+        m.problem(QStringLiteral("refresh lost the active query"));
+    list->cmdAll->click();
+    settle();
+}
+
+}  // namespace
+
+void MeasureWindows(WindowContext& context)
+{
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+
+    QMdiArea frame;
+    frame.resize(1280, 800);
+    frame.show();
+    Forms::SetMdiArea(&frame);
+    settle();
+
+    Measurer m(context);
+    measureCatalogue(m, context);
+
+    for (QMdiSubWindow* sub : frame.subWindowList()) sub->close();
+    settle();
+    Forms::SetMdiArea(nullptr);
+}
+
+}  // namespace bench

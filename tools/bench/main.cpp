@@ -1,0 +1,162 @@
+// tavrelo-bench: builds a catalogue of N houses in a temporary program folder and measures the
+// program's windows on it, each operation beside SQLite alone running the same statements, and
+// the program's start to its main window as a process. Prints a table and writes it as JSON.
+#include <sys/resource.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QMainWindow>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <cstdio>
+
+#include "Catalogue.h"
+#include "ProcessStart.h"
+#include "Report.h"
+#include "Windows.h"
+#include "core/mdlHouse.h"
+#include "core/ui/MsgBox.h"
+
+namespace {
+
+// The floor under the program's start: this benchmark started again to show an empty main window
+// and quit, with the same libraries loaded and the same platform.
+const char* const kBareWindowOption = "--bare-window";
+
+int runBareWindow(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QMainWindow window;
+    window.showMaximized();
+    QTimer::singleShot(0, &app, [] { QCoreApplication::exit(0); });
+    return app.exec();
+}
+
+long peakRssKb()
+{
+    struct rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+void measureProgramStart(const QString& program, const QString& folder, bench::Report& report)
+{
+    bench::Operation op;
+    op.name = QStringLiteral("program start to main window shown (process)");
+    op.floorName = QStringLiteral("an empty Qt main window started as a process (no SQLite involved)");
+    if (!QFileInfo(program).isExecutable()) {
+        report.problems << QStringLiteral("no program to start at ") + program;
+        return;
+    }
+    // A copy of the program in its own folder beside the catalogue, since the program folder is
+    // the folder of the executable.
+    const QString start = folder + QStringLiteral("/start");
+    QDir().mkpath(start);
+    const QString copy = start + QStringLiteral("/tavrelo");
+    if (!QFile::copy(program, copy) || !QFile::copy(folder + QStringLiteral("/House.db"), start + QStringLiteral("/House.db"))) {
+        report.problems << QStringLiteral("cannot copy the program and its catalogue to ") + start;
+        return;
+    }
+    QFile::setPermissions(copy, QFile::permissions(program));
+    const QStringList environment = {QStringLiteral("QT_QPA_PLATFORM=offscreen"),
+                                     QStringLiteral("TAVRELO_EXIT_WHEN_SHOWN=1")};
+    const QString self = QCoreApplication::applicationFilePath();
+    bool failed = false;
+    auto timed = [&](const QString& binary, const QStringList& args, long* rss) {
+        return [&, binary, args, rss] {
+            const bench::ProcessRun run = bench::RunProcess(binary, args, environment);
+            if (!run.ok && !failed) {
+                report.problems << run.error;
+                failed = true;
+            }
+            if (rss) *rss = std::max(*rss, run.peakRssKb);
+        };
+    };
+    // The time includes the process's exit; the spawned program measures itself the same way.
+    bench::Measure(&op.programMs, &op.programFirstMs, timed(copy, {}, &report.childPeakRssKb));
+    bench::Measure(&op.floorMs, &op.floorFirstMs, timed(self, {QLatin1String(kBareWindowOption)}, nullptr));
+    report.operations.push_back(op);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    // Offscreen unless told otherwise, and Chromium without its sandbox (it refuses to run as root
+    // with one): the benchmark runs on machines without a screen.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX")) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    for (int i = 1; i < argc; ++i) {
+        if (qstrcmp(argv[i], kBareWindowOption) == 0) return runBareWindow(argc, argv);
+    }
+
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));
+    parser.addHelpOption();
+    const QCommandLineOption housesOption(QStringLiteral("houses"), QStringLiteral("Houses in the catalogue."),
+                                          QStringLiteral("N"), QStringLiteral("100000"));
+    const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Write the figures as JSON here."),
+                                        QStringLiteral("PATH"));
+    const QCommandLineOption programOption(
+        QStringLiteral("program"), QStringLiteral("The tavrelo whose start is measured (default: beside this one)."),
+        QStringLiteral("PATH"), QCoreApplication::applicationDirPath() + QStringLiteral("/tavrelo"));
+    parser.addOptions({housesOption, jsonOption, programOption});
+    parser.process(app);
+
+    bool ok = false;
+    bench::CatalogueShape shape;
+    shape.houses = parser.value(housesOption).toInt(&ok);
+    if (!ok || shape.houses < 10) {
+        std::fprintf(stderr, "tavrelo-bench: --houses wants a whole number of at least 10\n");
+        return 2;
+    }
+
+    QTemporaryDir folder;
+    if (!folder.isValid()) {
+        std::fprintf(stderr, "tavrelo-bench: cannot make a temporary folder\n");
+        return 1;
+    }
+    bench::Report report;
+    report.houses = shape.houses;
+    QElapsedTimer fill;
+    fill.start();
+    QString error;
+    if (!bench::BuildCatalogue(folder.path(), shape, &error)) {
+        std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+        return 1;
+    }
+    report.fillMs = fill.elapsed();
+    mdlHouse::SetProgramFolder(folder.path());
+
+    // No window may wait for a click here: every message is noted and answered OK (Yes to a
+    // question); none is expected.
+    QStringList messages;
+    ui::SetMsgBoxInterceptor([&messages](const QString& text, ui::Buttons buttons) {
+        messages << text;
+        return buttons == ui::Buttons::YesNo ? ui::Answer::Yes : ui::Answer::Ok;
+    });
+
+    bench::WindowContext context;
+    context.databasePath = folder.path() + QStringLiteral("/House.db");
+    context.shape = shape;
+    context.report = &report;
+    context.messages = &messages;
+    bench::MeasureWindows(context);
+    for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
+    report.peakRssKb = peakRssKb();
+
+    measureProgramStart(parser.value(programOption), folder.path(), report);
+
+    bench::PrintTable(report);
+    if (parser.isSet(jsonOption) && !bench::WriteJson(report, parser.value(jsonOption), &error)) {
+        std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+        return 1;
+    }
+    return report.problems.isEmpty() ? 0 : 1;
+}
