@@ -1,17 +1,15 @@
 #include "ProcessStart.h"
 
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
-#include <QElapsedTimer>
-#include <QFile>
-#include <QThread>
-#include <vector>
-
-extern char** environ;
+#include <QCoreApplication>
+#include <QProcess>
+#include <cstdio>
 
 namespace bench {
 
@@ -19,59 +17,57 @@ ProcessRun RunProcess(const QString& program, const QStringList& arguments, cons
                       int timeoutMs)
 {
     ProcessRun run;
-    // posix_spawn and wait4 rather than QProcess: wait4 hands back the child's own resource use,
-    // so its peak memory is its own and not mixed with earlier children.
-    std::vector<QByteArray> storage;
-    storage.push_back(QFile::encodeName(program));
-    for (const QString& a : arguments) storage.push_back(a.toLocal8Bit());
-    std::vector<char*> argv;
-    for (QByteArray& s : storage) argv.push_back(s.data());
-    argv.push_back(nullptr);
-
-    std::vector<QByteArray> envStorage;
-    for (const QString& e : extraEnvironment) envStorage.push_back(e.toLocal8Bit());
-    std::vector<char*> envp;
-    for (char** e = environ; *e; ++e) {
-        const QByteArray entry(*e);
-        bool replaced = false;
-        for (const QByteArray& extra : envStorage) {
-            if (entry.startsWith(extra.left(extra.indexOf('=') + 1))) replaced = true;
-        }
-        if (!replaced) envp.push_back(*e);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const QString& entry : extraEnvironment) {
+        const int eq = entry.indexOf(QLatin1Char('='));
+        environment.insert(entry.left(eq), entry.mid(eq + 1));
     }
-    for (QByteArray& s : envStorage) envp.push_back(s.data());
-    envp.push_back(nullptr);
-
-    QElapsedTimer timer;
-    timer.start();
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), envp.data()) != 0) {
-        run.error = QStringLiteral("cannot start ") + program;
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(QCoreApplication::applicationFilePath(),
+                  QStringList{QLatin1String(kMeasureChildOption), program} + arguments);
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        run.error = QStringLiteral("%1 did not end within %2 ms").arg(program).arg(timeoutMs);
         return run;
+    }
+    const QList<QByteArray> fields = process.readAllStandardOutput().trimmed().split(' ');
+    if (fields.size() != 3) {
+        run.error = QStringLiteral("no report on starting ") + program;
+        return run;
+    }
+    run.ms = fields[0].toDouble();
+    run.peakRssKb = fields[1].toLong();
+    const int status = fields[2].toInt();
+    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (!run.ok) run.error = QStringLiteral("%1 ended with wait status %2").arg(program).arg(status);
+    return run;
+}
+
+int MeasureChild(char* argv[])
+{
+    // Measured from just before the fork: what a shell or a desktop launcher would see. The
+    // child's memory starts as a copy of this small, freshly started process, not of the benchmark
+    // with its windows, so the peak that wait4 reports is the program's own.
+    timespec start {}, end {};
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    const pid_t pid = fork();
+    if (pid < 0) return 1;
+    if (pid == 0) {
+        // Ends with this process if the benchmark gives up on it.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        execv(argv[0], argv);
+        _exit(127);
     }
     int status = 0;
     struct rusage usage {};
-    for (;;) {
-        const pid_t done = wait4(pid, &status, WNOHANG, &usage);
-        if (done == pid) break;
-        if (done < 0) {
-            run.error = QStringLiteral("lost the child process");
-            return run;
-        }
-        if (timer.elapsed() > timeoutMs) {
-            kill(pid, SIGKILL);
-            wait4(pid, &status, 0, &usage);
-            run.error = QStringLiteral("%1 did not end within %2 ms").arg(program).arg(timeoutMs);
-            return run;
-        }
-        // A short sleep keeps the parent off the child's core without blurring the time much.
-        QThread::usleep(200);
-    }
-    run.ms = timer.nsecsElapsed() / 1e6;
-    run.peakRssKb = usage.ru_maxrss;
-    run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    if (!run.ok) run.error = QStringLiteral("%1 ended with status %2").arg(program).arg(status);
-    return run;
+    if (wait4(pid, &status, 0, &usage) != pid) return 1;
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    const double ms = (end.tv_sec - start.tv_sec) * 1e3 + (end.tv_nsec - start.tv_nsec) / 1e6;
+    std::printf("%.3f %ld %d\n", ms, usage.ru_maxrss, status);
+    return 0;
 }
 
 }  // namespace bench

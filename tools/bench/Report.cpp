@@ -22,20 +22,30 @@ double Median(std::vector<double> values)
 double Operation::programMedian() const { return Median(programMs); }
 double Operation::floorMedian() const { return Median(floorMs); }
 
-void Measure(std::vector<double>* counted, double* first, const std::function<void()>& body,
+void Measure(Operation* op, const std::function<void()>& body, const std::function<void()>& floor,
              const std::function<void()>& prepare)
 {
-    counted->clear();
-    for (int run = 0; run <= kCountedRuns; ++run) {
-        if (prepare) prepare();
+    auto timed = [](const std::function<void()>& f) {
         QElapsedTimer timer;
         timer.start();
-        body();
-        const double ms = timer.nsecsElapsed() / 1e6;
+        f();
+        return timer.nsecsElapsed() / 1e6;
+    };
+    op->programMs.clear();
+    op->floorMs.clear();
+    for (int run = 0; run <= kCountedRuns; ++run) {
+        if (prepare) prepare();
+        const double program = timed(body);
         if (run == 0)
-            *first = ms;
+            op->programFirstMs = program;
         else
-            counted->push_back(ms);
+            op->programMs.push_back(program);
+        if (!floor) continue;
+        const double floorMs = timed(floor);
+        if (run == 0)
+            op->floorFirstMs = floorMs;
+        else
+            op->floorMs.push_back(floorMs);
     }
 }
 

@@ -34,9 +34,11 @@ struct Report {
     QStringList problems;     // anything that went wrong; a non-empty list fails the run
 };
 
-// Runs body once uncounted and kCountedRuns times counted; each run is timed from before
-// body to after it. prepare (untimed) runs before every run.
-void Measure(std::vector<double>* counted, double* first, const std::function<void()>& body,
+// Runs the operation's program side once uncounted and kCountedRuns times counted, each run
+// timed from before body to after it; prepare (untimed) runs before every run. When floor is
+// given, each program run is followed by a floor run, so that both see the same machine: other
+// work on a shared machine then slows both alike instead of skewing the ratio.
+void Measure(Operation* op, const std::function<void()>& body, const std::function<void()>& floor = {},
              const std::function<void()>& prepare = {});
 
 double Median(std::vector<double> values);

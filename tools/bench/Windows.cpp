@@ -52,13 +52,11 @@ public:
     {
         Operation op;
         op.name = name;
-        Measure(&op.programMs, &op.programFirstMs, body, prepare);
-        if (!floorStatements.isEmpty()) {
-            Measure(&op.floorMs, &op.floorFirstMs, [&] {
-                if (!RunStatements(context_.databasePath, floorStatements))
-                    problem(name + QStringLiteral(": a floor statement failed"));
-            });
-        }
+        auto floor = [&] {
+            if (!RunStatements(context_.databasePath, floorStatements))
+                problem(name + QStringLiteral(": a floor statement failed"));
+        };
+        Measure(&op, body, floorStatements.isEmpty() ? std::function<void()>() : floor, prepare);
         context_.report->operations.push_back(op);
         return context_.report->operations.back();
     }

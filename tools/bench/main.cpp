@@ -77,8 +77,8 @@ void measureProgramStart(const QString& program, const QString& folder, bench::R
         };
     };
     // The time includes the process's exit; the spawned program measures itself the same way.
-    bench::Measure(&op.programMs, &op.programFirstMs, timed(copy, {}, &report.childPeakRssKb));
-    bench::Measure(&op.floorMs, &op.floorFirstMs, timed(self, {QLatin1String(kBareWindowOption)}, nullptr));
+    bench::Measure(&op, timed(copy, {}, &report.childPeakRssKb),
+                   timed(self, {QLatin1String(kBareWindowOption)}, nullptr));
     report.operations.push_back(op);
 }
 
@@ -90,9 +90,8 @@ int main(int argc, char* argv[])
     // with one): the benchmark runs on machines without a screen.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX")) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
-    for (int i = 1; i < argc; ++i) {
-        if (qstrcmp(argv[i], kBareWindowOption) == 0) return runBareWindow(argc, argv);
-    }
+    if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
+    if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
 
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
@@ -106,7 +105,11 @@ int main(int argc, char* argv[])
     const QCommandLineOption programOption(
         QStringLiteral("program"), QStringLiteral("The tavrelo whose start is measured (default: beside this one)."),
         QStringLiteral("PATH"), QCoreApplication::applicationDirPath() + QStringLiteral("/tavrelo"));
-    parser.addOptions({housesOption, jsonOption, programOption});
+    const QCommandLineOption folderOption(
+        QStringLiteral("folder"),
+        QStringLiteral("Build the program folder here (a new folder) and keep it, for profiling."),
+        QStringLiteral("PATH"));
+    parser.addOptions({housesOption, jsonOption, programOption, folderOption});
     parser.process(app);
 
     bool ok = false;
@@ -117,8 +120,15 @@ int main(int argc, char* argv[])
         return 2;
     }
 
-    QTemporaryDir folder;
-    if (!folder.isValid()) {
+    QTemporaryDir temporary;
+    QString folder = temporary.path();
+    if (parser.isSet(folderOption)) {
+        folder = QDir(parser.value(folderOption)).absolutePath();
+        if (QFileInfo::exists(folder) || !QDir().mkpath(folder)) {
+            std::fprintf(stderr, "tavrelo-bench: --folder wants a new folder\n");
+            return 2;
+        }
+    } else if (!temporary.isValid()) {
         std::fprintf(stderr, "tavrelo-bench: cannot make a temporary folder\n");
         return 1;
     }
@@ -127,12 +137,12 @@ int main(int argc, char* argv[])
     QElapsedTimer fill;
     fill.start();
     QString error;
-    if (!bench::BuildCatalogue(folder.path(), shape, &error)) {
+    if (!bench::BuildCatalogue(folder, shape, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
         return 1;
     }
     report.fillMs = fill.elapsed();
-    mdlHouse::SetProgramFolder(folder.path());
+    mdlHouse::SetProgramFolder(folder);
 
     // No window may wait for a click here: every message is noted and answered OK (Yes to a
     // question); none is expected.
@@ -143,7 +153,7 @@ int main(int argc, char* argv[])
     });
 
     bench::WindowContext context;
-    context.databasePath = folder.path() + QStringLiteral("/House.db");
+    context.databasePath = folder + QStringLiteral("/House.db");
     context.shape = shape;
     context.report = &report;
     context.messages = &messages;
@@ -151,7 +161,7 @@ int main(int argc, char* argv[])
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
 
-    measureProgramStart(parser.value(programOption), folder.path(), report);
+    measureProgramStart(parser.value(programOption), folder, report);
 
     bench::PrintTable(report);
     if (parser.isSet(jsonOption) && !bench::WriteJson(report, parser.value(jsonOption), &error)) {
