@@ -4,6 +4,8 @@
 #include "catalogue/frmHouseList.h"
 #include "core/frmMain.h"
 #include "core/ui/Forms.h"
+#include "entry/frmAddNewImage.h"
+#include "entry/frmHouseInput.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -13,6 +15,8 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
 
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
     Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
     Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
     Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });

@@ -25,7 +25,7 @@ public:
 
     // Rebuilds the whole window from the database and the stored query (if any). The entry wizard
     // calls it after a save so that the list shows what was stored.
-    void StartList();
+    Q_INVOKABLE void StartList();
 
     // The stored query: empty while every house is listed.
     QString QuerySql() const { return querySql_; }

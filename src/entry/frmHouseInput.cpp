@@ -1,0 +1,398 @@
+#include "entry/frmHouseInput.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollArea>
+
+#include "core/ImagePage.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/MsgBox.h"
+#include "core/ui/Twips.h"
+#include "core/ui/WebBrowser.h"
+#include "entry/EntrySql.h"
+#include "entry/HouseInputLayout.h"
+
+using ui::Px;
+using namespace entry::layout;
+
+namespace {
+
+// The four boxes of page 1 take typed text; they never complete it from their lists (a building
+// name typed as a prefix of another must stay as typed) and never add it to them.
+QComboBox* makeDropDown(QWidget* parent, const char* name)
+{
+    auto* box = new QComboBox(parent);
+    box->setObjectName(QString::fromLatin1(name));
+    box->setEditable(true);
+    box->setInsertPolicy(QComboBox::NoInsert);
+    box->setCompleter(nullptr);
+    return box;
+}
+
+QLabel* makeLabel(QWidget* parent, const char* name, const QString& text)
+{
+    auto* label = new QLabel(text, parent);
+    label->setObjectName(QString::fromLatin1(name));
+    return label;
+}
+
+QPushButton* makeButton(QWidget* parent, const char* name, const QString& text)
+{
+    auto* button = new QPushButton(text, parent);
+    button->setObjectName(QString::fromLatin1(name));
+    return button;
+}
+
+void place(QWidget* w, int left, int top, int width, int height)
+{
+    w->setGeometry(Px(left), Px(top), Px(width), Px(height));
+}
+
+// The description box shows Qt's line feeds; the stored text keeps the CR LF line ends that the
+// catalogue's earlier installations wrote, so both kinds of rows read alike.
+QString storedIntro(const QString& shown)
+{
+    QString text = shown;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    return text;
+}
+
+QString shownIntro(const QString& stored)
+{
+    QString text = stored;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    return text;
+}
+
+}  // namespace
+
+namespace entry {
+
+// Appends items to a drop-down without touching its text: Qt would otherwise pick the first item
+// of a box that was empty, while these boxes show only what the user chose or typed.
+void AppendKeepingText(QComboBox* box, const QStringList& items)
+{
+    const QString text = box->currentText();
+    QSignalBlocker block(box);
+    box->addItems(items);
+    if (box->currentText() != text) {
+        box->setCurrentIndex(-1);
+        box->setEditText(text);
+    }
+}
+
+QStringList ReadColumn(db::Connection& cn, const QString& sql)
+{
+    QStringList values;
+    db::Recordset rs;
+    if (!cn.Execute(sql, rs)) return values;
+    while (!rs.Eof()) {
+        values << rs.Field(0).toString();
+        rs.MoveNext();
+    }
+    rs.Close();
+    return values;
+}
+
+}  // namespace entry
+
+frmHouseInput::frmHouseInput()
+{
+    setObjectName(QStringLiteral("frmHouseInput"));
+    setupControls();
+}
+
+void frmHouseInput::setupControls()
+{
+    SetCaption(QStringLiteral("录入资料"));
+
+    Frame1 = new QScrollArea(this);
+    Frame1->setObjectName(QStringLiteral("Frame1"));
+    Frame1->setFrameShape(QFrame::NoFrame);
+    Frame1->setWidgetResizable(false);
+    page1 = new QWidget;
+    page1->setObjectName(QStringLiteral("page1"));
+    Frame1->setWidget(page1);
+
+    lblHouseName = makeLabel(page1, "lblHouseName", QStringLiteral("名称："));
+    cmbHouseName = makeDropDown(page1, "cmbHouseName");
+    lblHouseType = makeLabel(page1, "lblHouseType", QStringLiteral("类型："));
+    cmbHouseType = makeDropDown(page1, "cmbHouseType");
+    lblHouseNo = makeLabel(page1, "lblHouseNo", QStringLiteral("房间号："));
+    cmbHouseNo = makeDropDown(page1, "cmbHouseNo");
+    lblHouseFloor = makeLabel(page1, "lblHouseFloor", QStringLiteral("楼层："));
+    cmbHouseFloor = makeDropDown(page1, "cmbHouseFloor");
+    Label1 = makeLabel(page1, "Label1", QStringLiteral("说明："));
+    txtHouseIntro = new QPlainTextEdit(page1);
+    txtHouseIntro->setObjectName(QStringLiteral("txtHouseIntro"));
+    txtHouseIntro->setTabChangesFocus(true);
+    lblCaption = makeLabel(page1, "lblCaption", QStringLiteral("其它属性："));
+
+    place(lblHouseName, kLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    place(cmbHouseName, kFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
+    place(lblHouseType, kSecondLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    place(cmbHouseType, kSecondFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
+    place(lblHouseNo, kLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    place(cmbHouseNo, kFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
+    place(lblHouseFloor, kSecondLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    place(cmbHouseFloor, kSecondFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
+    place(Label1, kLabelLeft, kIntroTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    place(txtHouseIntro, kFieldLeft, kIntroTop, kIntroWidth, kIntroHeight);
+    place(lblCaption, kLabelLeft, kFirstRowTop + kLabelDrop, kLabelWidth, kLabelHeight);
+
+    // The hidden design row, one pitch above the first attribute row.
+    auto* captionTemplate = makeDropDown(page1, "cmbCaption");
+    auto* valueLabelTemplate = makeLabel(page1, "lblContent", QStringLiteral("值："));
+    auto* contentTemplate = makeDropDown(page1, "cmbContent");
+    place(captionTemplate, kFieldLeft, kFirstRowTop - kRowPitch, kCaptionWidth, kBoxHeight);
+    place(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop, kValueLabelWidth,
+          kLabelHeight);
+    place(contentTemplate, kContentLeft, kFirstRowTop - kRowPitch, kContentWidth, kBoxHeight);
+    cmbCaption.SetTemplate(captionTemplate);
+    lblContent.SetTemplate(valueLabelTemplate);
+    cmbContent.SetTemplate(contentTemplate);
+
+    cmdAddNewContent = makeButton(page1, "cmdAddNewContent", QStringLiteral("增加新的属性"));
+    cmdDeleteContent = makeButton(page1, "cmdDeleteContent", QStringLiteral("删除"));
+    cmdImage = makeButton(page1, "cmdImage", QStringLiteral("图片编辑"));
+    Command1 = makeButton(page1, "Command1", QStringLiteral("上一步"));
+    cmdNext = makeButton(page1, "cmdNext", QStringLiteral("下一步"));
+    cmdCancel = makeButton(page1, "cmdCancel", QStringLiteral("取消"));
+    placeRowButtons();
+
+    Frame2 = new QWidget(this);
+    Frame2->setObjectName(QStringLiteral("Frame2"));
+    lsvImage = new ui::ListView(Frame2);
+    lsvImage->setObjectName(QStringLiteral("lsvImage"));
+    Label2 = makeLabel(Frame2, "Label2", QStringLiteral("图片预览"));
+    WebImage = new ui::WebBrowser(Frame2);
+    WebImage->setObjectName(QStringLiteral("WebImage"));
+    cmdAddNewImage = makeButton(Frame2, "cmdAddNewImage", QStringLiteral("新增"));
+    cmdEdit = makeButton(Frame2, "cmdEdit", QStringLiteral("编辑"));
+    cmdDeleteImage = makeButton(Frame2, "cmdDeleteImage", QStringLiteral("删除"));
+    cmdDeleteAllImage = makeButton(Frame2, "cmdDeleteAllImage", QStringLiteral("清空"));
+    cmdPrevious = makeButton(Frame2, "cmdPrevious", QStringLiteral("上一步"));
+    cmdFinish = makeButton(Frame2, "cmdFinish", QStringLiteral("完成"));
+    cmdCancel2 = makeButton(Frame2, "cmdCancel2", QStringLiteral("取消"));
+    Frame2->hide();
+
+    connect(cmdNext, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
+    connect(cmdImage, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
+    connect(cmdCancel, &QPushButton::clicked, this, [this] { UnloadForm(); });
+    connect(cmdCancel2, &QPushButton::clicked, this, [this] { UnloadForm(); });
+    connect(cmdPrevious, &QPushButton::clicked, this, [this] { showPage(1); });
+    connect(cmdFinish, &QPushButton::clicked, this, [this] { cmdFinish_Click(); });
+    connect(cmdAddNewContent, &QPushButton::clicked, this, [this] {
+        addContentRow();
+        if (QComboBox* box = cmbCaption[cmbCaption.UBound()]) {
+            // The new row and the buttons under it come into view together.
+            Frame1->ensureWidgetVisible(cmdNext);
+            Frame1->ensureWidgetVisible(box);
+            box->setFocus();
+        }
+    });
+    connect(cmdDeleteContent, &QPushButton::clicked, this, [this] { removeLastContentRow(); });
+    connect(lsvImage, &ui::ListView::ItemClick, this, [this](int row) { lsvImage_ItemClick(row); });
+    connect(lsvImage, &ui::ListView::ItemDblClick, this, [this](int row) {
+        lsvImage_ItemClick(row);
+        cmdEdit_Click();
+    });
+    // Moving through the list with the keys previews like a click, as the list always did.
+    connect(lsvImage->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid() && lsvImage->hasFocus() && QApplication::mouseButtons() == Qt::NoButton)
+                    lsvImage_ItemClick(current.row());
+            });
+    connect(lsvImage, &ui::ListView::ColumnClick, this, [this](int column) { lsvImage->SetSortKey(column); });
+    connect(cmdAddNewImage, &QPushButton::clicked, this, [this] { cmdAddNewImage_Click(); });
+    connect(cmdEdit, &QPushButton::clicked, this, [this] { cmdEdit_Click(); });
+    connect(cmdDeleteImage, &QPushButton::clicked, this, [this] { cmdDeleteImage_Click(); });
+    connect(cmdDeleteAllImage, &QPushButton::clicked, this, [this] { cmdDeleteAllImage_Click(); });
+    setupImageColumns();
+}
+
+void frmHouseInput::Load()
+{
+    SetSizeTwips(kWindowWidth, kWindowHeight);
+    Resized();
+    showPage(1);
+    StartInput(0);
+}
+
+void frmHouseInput::Unload()
+{
+    rs.Close();
+    cn.Close();
+}
+
+void frmHouseInput::Resized()
+{
+    Frame1->setGeometry(rect());
+    Frame2->setGeometry(rect());
+    layoutPage2();
+}
+
+void frmHouseInput::showPage(int page)
+{
+    Frame1->setVisible(page == 1);
+    Frame2->setVisible(page != 1);
+}
+
+void frmHouseInput::StartInput(int mode)
+{
+    inputMode_ = mode;
+    currentPicture_ = 0;
+
+    for (QComboBox* box : {cmbHouseName, cmbHouseType, cmbHouseNo}) {
+        box->clear();
+        box->clearEditText();
+    }
+    txtHouseIntro->setPlainText(QString());
+    // cmbHouseFloor is left alone, list and text: every start appends its forty floors again.
+    removeAllContentRows();
+    setupImageColumns();
+    mdlHouse::InitImagePage(WebImage);
+
+    fillDropDowns();
+    if (mode == 1) loadHouse();
+    while (cmbCaption.UBound() < 3) addContentRow();
+    showPage(1);
+}
+
+void frmHouseInput::fillDropDowns()
+{
+    mdlHouse::OpenDatabase(cn);
+    entry::AppendKeepingText(cmbHouseName, entry::ReadColumn(cn, entry::SqlHouseNames()));
+    const QStringList types = entry::ReadColumn(cn, entry::SqlHouseTypes());
+    if (types.isEmpty()) ui::MsgBox(QStringLiteral("目前还没有任何房间类型，请到菜单中增加新的类型。"));
+    entry::AppendKeepingText(cmbHouseType, types);
+    QStringList floors;
+    for (int floor = 1; floor <= 40; ++floor) floors << QString::number(floor);
+    entry::AppendKeepingText(cmbHouseFloor, floors);
+    entry::AppendKeepingText(cmbHouseNo, entry::ReadColumn(cn, entry::SqlHouseNos()));
+    cn.Close();
+}
+
+void frmHouseInput::loadHouse()
+{
+    const qint32 houseId = mdlHouse::CurrentHouseID;
+    mdlHouse::OpenDatabase(cn);
+    if (cn.Execute(entry::SqlLoadHouse(houseId), rs) && !rs.Eof()) {
+        cmbHouseName->setEditText(rs.Field(QStringLiteral("HouseName")).toString());
+        // The type list stands in position order, so a type's position names its entry.
+        cmbHouseType->setCurrentIndex(rs.Field(QStringLiteral("List")).toInt() - 1);
+        cmbHouseNo->setEditText(rs.Field(QStringLiteral("HouseNo")).toString());
+        txtHouseIntro->setPlainText(shownIntro(rs.Field(QStringLiteral("Intro")).toString()));
+    }
+    rs.Close();
+    // The floor is not read: the user chooses it again before the pictures page.
+    loadContentRows(cn, houseId);
+    loadImages(cn, houseId);
+    cn.Close();
+}
+
+void frmHouseInput::cmdNext_Click()
+{
+    if (!mdlHouse::RequireValue(cmbHouseName, QStringLiteral("名称"))) return;
+    if (!mdlHouse::RequireValue(cmbHouseType, QStringLiteral("类型"))) return;
+    if (!mdlHouse::RequireValue(cmbHouseNo, QStringLiteral("房间号"))) return;
+    if (!mdlHouse::RequireValue(cmbHouseFloor, QStringLiteral("楼层"))) return;
+    showPage(2);
+    cmdFinish->setFocus();
+}
+
+void frmHouseInput::cmdFinish_Click()
+{
+    cmdPrevious->setEnabled(false);
+    cmdFinish->setEnabled(false);
+    cmdCancel2->setEnabled(false);
+    if (inputMode_ == 0) {
+        saveNewHouse();
+    } else {
+        saveEditedHouse();
+    }
+    cmdPrevious->setEnabled(true);
+    cmdFinish->setEnabled(true);
+    cmdCancel2->setEnabled(true);
+
+    if (QWidget* list = Forms::Find(QStringLiteral("frmHouseList")))
+        QMetaObject::invokeMethod(list, "StartList");
+
+    if (inputMode_ == 0) {
+        StartInput(0);
+    } else {
+        UnloadForm();
+    }
+}
+
+QVariant frmHouseInput::lookUpTypeId()
+{
+    // The name goes between the quotes as it stands: a name with a quote in it breaks the lookup,
+    // and the house is then stored without a type.
+    QVariant typeId;
+    if (cn.Execute(entry::SqlTypeIdByName(cmbHouseType->currentText()), rs) && !rs.Eof())
+        typeId = rs.Field(QStringLiteral("TypeID"));
+    rs.Close();
+    return typeId;
+}
+
+void frmHouseInput::writeHouseFields(db::Recordset& house)
+{
+    // Each assignment stands alone: one that the table refuses (a floor that is not a number)
+    // leaves that column as it was and the rest are still written.
+    house.SetField(QStringLiteral("HouseName"), cmbHouseName->currentText());
+    house.SetField(QStringLiteral("TypeID"), typeIdForSave_);
+    house.SetField(QStringLiteral("HouseNo"), cmbHouseNo->currentText());
+    house.SetField(QStringLiteral("Intro"), storedIntro(txtHouseIntro->toPlainText()));
+    house.SetField(QStringLiteral("housefloor"), cmbHouseFloor->currentText());
+}
+
+void frmHouseInput::saveNewHouse()
+{
+    mdlHouse::OpenDatabase(cn);
+    typeIdForSave_ = lookUpTypeId();
+
+    if (rs.Open(entry::SqlEmptyHouse(), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
+        rs.AddNew();
+        writeHouseFields(rs);
+        rs.Update();
+    }
+    rs.Close();
+
+    // The newest house has the largest key: one user, and keys that only grow.
+    qint32 houseId = 0;
+    if (cn.Execute(entry::SqlLastHouseId(), rs) && !rs.Eof())
+        houseId = rs.Field(QStringLiteral("HouseID")).toInt();
+    rs.Close();
+
+    writeContentRows(cn, houseId);
+    writeImages(cn, houseId);
+    cn.Close();
+}
+
+void frmHouseInput::saveEditedHouse()
+{
+    const qint32 houseId = mdlHouse::CurrentHouseID;
+    mdlHouse::OpenDatabase(cn);
+    typeIdForSave_ = lookUpTypeId();
+
+    if (rs.Open(entry::SqlHouseById(houseId), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
+        writeHouseFields(rs);
+        rs.Update();
+    }
+    rs.Close();
+
+    cn.Execute(entry::SqlDeleteContent(houseId));
+    writeContentRows(cn, houseId);
+    // Rows of pictures removed in the wizard go; their files stay in Images.
+    cn.Execute(entry::SqlDeleteImages(houseId));
+    writeImages(cn, houseId);
+    cn.Close();
+}

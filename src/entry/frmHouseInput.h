@@ -1,0 +1,125 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+
+#include "core/db/Connection.h"
+#include "core/db/Recordset.h"
+#include "core/ui/ControlArray.h"
+#include "core/ui/Form.h"
+
+class QComboBox;
+class QLabel;
+class QPlainTextEdit;
+class QPushButton;
+class QScrollArea;
+class QWidget;
+
+namespace ui {
+class ListView;
+class WebBrowser;
+}  // namespace ui
+
+// The entry wizard "录入资料": page 1 holds the house's own fields and its attribute rows, page 2
+// its pictures with a preview. Nothing is written until "完成"; then the house is saved in one
+// pass and the catalogue, when open, reloads.
+//
+// The class is split over three files: this window's pages, start and saves here; the attribute
+// rows in HouseInputRows.cpp; the picture list in HouseInputPictures.cpp.
+class frmHouseInput : public ui::Form {
+    Q_OBJECT
+public:
+    frmHouseInput();
+
+    void Load() override;
+    void Unload() override;
+
+    // 0 starts a new house, 1 edits the house mdlHouse::CurrentHouseID. Discards what the window
+    // holds without asking.
+    Q_INVOKABLE void StartInput(int mode);
+    // The picture dialog hands a picture back through these two.
+    Q_INVOKABLE void AddNewImage(const QString& title, const QString& description, const QString& filePath);
+    Q_INVOKABLE void EditImage(const QString& title, const QString& description, const QString& filePath);
+
+    int InputMode() const { return inputMode_; }
+    int CurrentPictureNumber() const;
+    int AttributeRowCount() const { return cmbCaption.UBound(); }
+
+    // Page 1
+    QScrollArea* Frame1;
+    QWidget* page1;  // the scrolled contents of Frame1: the attribute column may grow past the window
+    QLabel* lblHouseName;
+    QComboBox* cmbHouseName;
+    QLabel* lblHouseType;
+    QComboBox* cmbHouseType;
+    QLabel* lblHouseNo;
+    QComboBox* cmbHouseNo;
+    QLabel* lblHouseFloor;
+    QComboBox* cmbHouseFloor;
+    QLabel* Label1;
+    QPlainTextEdit* txtHouseIntro;
+    QLabel* lblCaption;
+    ui::ControlArray<QComboBox> cmbCaption;
+    ui::ControlArray<QLabel> lblContent;
+    ui::ControlArray<QComboBox> cmbContent;
+    QPushButton* cmdAddNewContent;
+    QPushButton* cmdDeleteContent;
+    QPushButton* cmdImage;
+    QPushButton* Command1;
+    QPushButton* cmdNext;
+    QPushButton* cmdCancel;
+
+    // Page 2
+    QWidget* Frame2;
+    ui::ListView* lsvImage;
+    QLabel* Label2;
+    ui::WebBrowser* WebImage;
+    QPushButton* cmdAddNewImage;
+    QPushButton* cmdEdit;
+    QPushButton* cmdDeleteImage;
+    QPushButton* cmdDeleteAllImage;
+    QPushButton* cmdPrevious;
+    QPushButton* cmdFinish;
+    QPushButton* cmdCancel2;
+
+protected:
+    void Resized() override;
+
+private:
+    void setupControls();
+    void showPage(int page);
+    void fillDropDowns();
+    void loadHouse();
+    void cmdNext_Click();
+    void cmdFinish_Click();
+    void saveNewHouse();
+    void saveEditedHouse();
+    QVariant lookUpTypeId();
+    void writeHouseFields(db::Recordset& house);
+
+    // Attribute rows (HouseInputRows.cpp)
+    void addContentRow();
+    void removeLastContentRow();
+    void removeAllContentRows();
+    void placeRowButtons();
+    void orderTabs();
+    void loadContentRows(db::Connection& cn, qint32 houseId);
+    void writeContentRows(db::Connection& cn, qint32 houseId);
+
+    // Pictures (HouseInputPictures.cpp)
+    void setupImageColumns();
+    void loadImages(db::Connection& cn, qint32 houseId);
+    void writeImages(db::Connection& cn, qint32 houseId);
+    void lsvImage_ItemClick(int row);
+    void cmdAddNewImage_Click();
+    void cmdEdit_Click();
+    void cmdDeleteImage_Click();
+    void cmdDeleteAllImage_Click();
+    void layoutPage2();
+
+    db::Connection cn;
+    db::Recordset rs;
+    int inputMode_ = 0;
+    int currentPicture_ = 0;
+    QVariant typeIdForSave_;
+};

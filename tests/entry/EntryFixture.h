@@ -1,0 +1,200 @@
+#pragma once
+
+// What the entry wizard's tests share: a program folder with types, the two windows registered,
+// a stand-in catalogue that counts its reloads, and steps that drive the real controls.
+
+#include <QApplication>
+#include <QComboBox>
+#include <QFile>
+#include <QInputMethodEvent>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTest>
+#include <memory>
+
+#include "TestSupport.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "entry/frmAddNewImage.h"
+#include "entry/frmHouseInput.h"
+
+namespace entrytest {
+
+// Types text as a user would: ASCII on the keyboard, Chinese through the input method (a commit
+// of the composed text), which is how it reaches a text box on a real desktop.
+inline void TypeInto(QWidget* target, const QString& text)
+{
+    target->setFocus();
+    QString run;
+    auto flush = [&] {
+        if (run.isEmpty()) return;
+        QInputMethodEvent commit;
+        commit.setCommitString(run);
+        QCoreApplication::sendEvent(target, &commit);
+        run.clear();
+    };
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x20 && c.unicode() < 0x7f) {
+            flush();
+            QTest::keyClick(target, c.toLatin1());
+        } else {
+            run += c;
+        }
+    }
+    flush();
+}
+
+// Replaces the text of a named text box or drop-down by typing.
+inline bool Type(QObject* root, const QString& name, const QString& text)
+{
+    if (auto* combo = root->findChild<QComboBox*>(name)) {
+        combo->setCurrentIndex(-1);
+        combo->setEditText(QString());
+        TypeInto(combo->lineEdit() ? static_cast<QWidget*>(combo->lineEdit()) : combo, text);
+        return true;
+    }
+    if (auto* line = root->findChild<QLineEdit*>(name)) {
+        line->clear();
+        TypeInto(line, text);
+        return true;
+    }
+    if (auto* plain = root->findChild<QPlainTextEdit*>(name)) {
+        plain->clear();
+        TypeInto(plain, text);
+        return true;
+    }
+    qWarning("control %s not found", qPrintable(name));
+    return false;
+}
+
+inline void RegisterWindows()
+{
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
+}
+
+inline void CloseWindows()
+{
+    for (const char* name : {"frmAddNewImage", "frmHouseInput", "frmHouseList"})
+        Forms::Unload(QString::fromLatin1(name));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+inline frmHouseInput* Wizard()
+{
+    return qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
+}
+
+inline frmAddNewImage* Dialog()
+{
+    return qobject_cast<frmAddNewImage*>(Forms::Find(QStringLiteral("frmAddNewImage")));
+}
+
+// Opened from the menu: the window loads and starts itself once.
+inline frmHouseInput* OpenFromMenu()
+{
+    auto* w = qobject_cast<frmHouseInput*>(Forms::Show(QStringLiteral("frmHouseInput")));
+    if (w) {
+        QApplication::setActiveWindow(w);
+        w->activateWindow();
+    }
+    return w;
+}
+
+// Opened by the catalogue's add (0) or edit (1): show, then start.
+inline frmHouseInput* OpenFromCatalogue(int mode)
+{
+    frmHouseInput* w = OpenFromMenu();
+    if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
+    return w;
+}
+
+// Adds the types 1..n in position order.
+inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names)
+{
+    int list = 0;
+    for (const QString& name : names) {
+        ++list;
+        QString quoted = name;
+        quoted.replace(QStringLiteral("'"), QStringLiteral("''"));
+        folder.Exec(
+            QStringLiteral(
+                "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (%1, '%2', '', '')")
+                .arg(list)
+                .arg(quoted));
+    }
+}
+
+inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type, const QString& no,
+                      const QString& floor)
+{
+    bool ok = Type(w, QStringLiteral("cmbHouseName"), name);
+    ok = Type(w, QStringLiteral("cmbHouseType"), type) && ok;
+    ok = Type(w, QStringLiteral("cmbHouseNo"), no) && ok;
+    ok = Type(w, QStringLiteral("cmbHouseFloor"), floor) && ok;
+    return ok;
+}
+
+inline void SetRow(frmHouseInput* w, int i, const QString& caption, const QString& content)
+{
+    Type(w, QStringLiteral("cmbCaption(%1)").arg(i), caption);
+    Type(w, QStringLiteral("cmbContent(%1)").arg(i), content);
+}
+
+// Through the real dialog: "新增", browse (answered by the stub), title, description, "确定".
+inline bool AddPicture(testsupport::FileDialogStub& files, const QString& title, const QString& intro,
+                       const QString& path)
+{
+    frmHouseInput* w = Wizard();
+    if (!w || !testsupport::Click(w, QStringLiteral("cmdAddNewImage"))) return false;
+    frmAddNewImage* d = Dialog();
+    if (!d) return false;
+    files.paths << path;
+    testsupport::Click(d, QStringLiteral("cmdOpenImageFile"));
+    Type(d, QStringLiteral("txtImageCaption"), title);
+    Type(d, QStringLiteral("txtImageIntro"), intro);
+    testsupport::Click(d, QStringLiteral("cmdImageOK"));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return Dialog() == nullptr;
+}
+
+// Clicks a row of the picture list with the mouse.
+inline void ClickRow(ui::ListView* list, int row, bool twice = false)
+{
+    const QRect r = list->visualRect(list->Model()->index(row, 1));
+    if (twice) {
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
+        QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, r.center());
+    } else {
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
+    }
+}
+
+inline QStringList Column(const ui::ListView* list, int column)
+{
+    QStringList values;
+    for (int row = 0; row < list->Model()->Count(); ++row) values << list->Model()->Text(row, column);
+    return values;
+}
+
+inline QByteArray Bytes(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Every row of a query as "a|b|c" texts: short to compare whole tables.
+inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql)
+{
+    QStringList out;
+    for (const QVariantList& row : folder.Rows(sql)) {
+        QStringList cells;
+        for (const QVariant& v : row) cells << (v.isNull() ? QStringLiteral("NULL") : v.toString());
+        out << cells.join(QLatin1Char('|'));
+    }
+    return out;
+}
+
+}  // namespace entrytest
