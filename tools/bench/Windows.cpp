@@ -13,7 +13,10 @@
 #include "catalogue/frmHouseList.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
+#include "core/db/Convert.h"
 #include "core/ui/ListView.h"
+#include "entry/EntrySql.h"
+#include "entry/frmHouseInput.h"
 
 namespace bench {
 
@@ -72,7 +75,8 @@ private:
     WindowContext& context_;
 };
 
-void measureCatalogue(Measurer& m, const WindowContext& context)
+// Returns the open catalogue, or nullptr when it did not list every house.
+frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
 {
     const int houses = context.shape.houses;
     frmHouseList* list = nullptr;
@@ -87,7 +91,7 @@ void measureCatalogue(Measurer& m, const WindowContext& context)
           [] { unloadWindow(QStringLiteral("frmHouseList")); });
     if (!list || listed() != houses) {
         m.problem(QStringLiteral("the catalogue listed %1 of %2 houses").arg(listed()).arg(houses));
-        return;
+        return nullptr;
     }
 
     catalogue::HouseCriteria byName;
@@ -133,6 +137,43 @@ void measureCatalogue(Measurer& m, const WindowContext& context)
         m.problem(QStringLiteral("refresh lost the active query"));
     list->cmdAll->click();
     settle();
+    return list;
+}
+
+// Selects the big house in the catalogue, as the user does before editing or showing it.
+bool selectBigHouse(frmHouseList* list, const CatalogueShape& shape)
+{
+    // The list is in key order and every key from 1 is there.
+    list->lsvHouse->SelectRow(shape.bigHouse() - 1);
+    return list->lsvHouse->SelectedText() == db::PaddedHouseNumber(shape.bigHouse());
+}
+
+void measureWizard(Measurer& m, const WindowContext& context, frmHouseList* list)
+{
+    const qint32 big = context.shape.bigHouse();
+    // What the wizard runs for an edit: its three drop-downs, the house, its rows (each row added
+    // fills its two lists), and its pictures.
+    QStringList statements = {entry::SqlHouseNames(), entry::SqlHouseTypes(), entry::SqlHouseNos(),
+                              entry::SqlLoadHouse(big), entry::SqlHouseContent(big)};
+    for (int row = 0; row < CatalogueShape::bigHouseRows; ++row)
+        statements << entry::SqlCaptions() << entry::SqlContents();
+    statements << entry::SqlHouseImages(big);
+
+    m.add(QStringLiteral("open the entry wizard in edit mode (60 rows, 40 pictures)"),
+          [&] {
+              list->cmdEdit->click();
+              settle();
+          },
+          statements,
+          [&] {
+              unloadWindow(QStringLiteral("frmHouseInput"));
+              if (!selectBigHouse(list, context.shape)) m.problem(QStringLiteral("cannot select the big house"));
+          });
+    auto* wizard = qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
+    if (!wizard || wizard->InputMode() != 1 || wizard->AttributeRowCount() != CatalogueShape::bigHouseRows)
+        m.problem(QStringLiteral("the wizard did not open the big house with its %1 rows")
+                      .arg(CatalogueShape::bigHouseRows));
+    unloadWindow(QStringLiteral("frmHouseInput"));
 }
 
 }  // namespace
@@ -140,6 +181,7 @@ void measureCatalogue(Measurer& m, const WindowContext& context)
 void MeasureWindows(WindowContext& context)
 {
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
 
     QMdiArea frame;
     frame.resize(1280, 800);
@@ -148,7 +190,8 @@ void MeasureWindows(WindowContext& context)
     settle();
 
     Measurer m(context);
-    measureCatalogue(m, context);
+    frmHouseList* list = measureCatalogue(m, context);
+    if (list) measureWizard(m, context, list);
 
     for (QMdiSubWindow* sub : frame.subWindowList()) sub->close();
     settle();
