@@ -261,8 +261,13 @@ void frmHouseInput::StartInput(int mode)
     mdlHouse::InitImagePage(WebImage);
 
     fillDropDowns();
+    holdRowLists_ = true;
     if (mode == 1) loadHouse();
     while (cmbCaption.UBound() < 3) addContentRow();
+    holdRowLists_ = false;
+    rowListsHeld_ = false;
+    heldCaptions_.clear();
+    heldContents_.clear();
     showPage(1);
 }
 

@@ -151,13 +151,12 @@ bool selectBigHouse(frmHouseList* list, const CatalogueShape& shape)
 void measureWizard(Measurer& m, const WindowContext& context, frmHouseList* list)
 {
     const qint32 big = context.shape.bigHouse();
-    // What the wizard runs for an edit: its three drop-downs, the house, its rows (each row added
-    // fills its two lists), and its pictures.
-    QStringList statements = {entry::SqlHouseNames(), entry::SqlHouseTypes(), entry::SqlHouseNos(),
-                              entry::SqlLoadHouse(big), entry::SqlHouseContent(big)};
-    for (int row = 0; row < CatalogueShape::bigHouseRows; ++row)
-        statements << entry::SqlCaptions() << entry::SqlContents();
-    statements << entry::SqlHouseImages(big);
+    // What the wizard runs for an edit: its three drop-downs, the house, its rows with the two
+    // lists they offer, and its pictures.
+    const QStringList statements = {entry::SqlHouseNames(),   entry::SqlHouseTypes(),
+                                    entry::SqlHouseNos(),     entry::SqlLoadHouse(big),
+                                    entry::SqlHouseContent(big), entry::SqlCaptions(),
+                                    entry::SqlContents(),     entry::SqlHouseImages(big)};
 
     m.add(QStringLiteral("open the entry wizard in edit mode (60 rows, 40 pictures)"),
           [&] {
