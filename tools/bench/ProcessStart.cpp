@@ -34,13 +34,14 @@ ProcessRun RunProcess(const QString& program, const QStringList& arguments, cons
         return run;
     }
     const QList<QByteArray> fields = process.readAllStandardOutput().trimmed().split(' ');
-    if (fields.size() != 3) {
+    if (fields.size() != 4) {
         run.error = QStringLiteral("no report on starting ") + program;
         return run;
     }
     run.ms = fields[0].toDouble();
     run.peakRssKb = fields[1].toLong();
     const int status = fields[2].toInt();
+    run.cpuMs = fields[3].toDouble();
     run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (!run.ok) run.error = QStringLiteral("%1 ended with wait status %2").arg(program).arg(status);
     return run;
@@ -66,7 +67,9 @@ int MeasureChild(char* argv[])
     if (wait4(pid, &status, 0, &usage) != pid) return 1;
     clock_gettime(CLOCK_MONOTONIC, &end);
     const double ms = (end.tv_sec - start.tv_sec) * 1e3 + (end.tv_nsec - start.tv_nsec) / 1e6;
-    std::printf("%.3f %ld %d\n", ms, usage.ru_maxrss, status);
+    const double cpu = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+                       (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+    std::printf("%.3f %ld %d %.3f\n", ms, usage.ru_maxrss, status, cpu);
     return 0;
 }
 

@@ -10,6 +10,7 @@ struct ProcessRun {
     bool ok = false;
     double ms = 0;       // from the start of the program to its exit
     long peakRssKb = 0;  // the program's own ru_maxrss
+    double cpuMs = 0;    // the program's user and system time
     QString error;
 };
 
@@ -23,7 +24,7 @@ ProcessRun RunProcess(const QString& program, const QStringList& arguments, cons
                       int timeoutMs = 60000);
 
 // The started copy's work: argv[0] is the program, the rest its arguments. Forks, executes it,
-// waits, and prints "milliseconds peak-kB wait-status" on standard output. Returns the exit code.
+// waits, and prints "milliseconds peak-kB wait-status cpu-milliseconds" on standard output. Returns the exit code.
 int MeasureChild(char* argv[]);
 
 }  // namespace bench

@@ -1,5 +1,7 @@
 #include "Report.h"
 
+#include <time.h>
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
@@ -21,6 +23,18 @@ double Median(std::vector<double> values)
 
 double Operation::programMedian() const { return Median(programMs); }
 double Operation::floorMedian() const { return Median(floorMs); }
+double Operation::programCpuMedian() const { return Median(programCpuMs); }
+
+namespace {
+
+double processCpuMs()
+{
+    timespec t {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
+}
+
+}  // namespace
 
 void Measure(Operation* op, const std::function<void()>& body, const std::function<void()>& floor,
              const std::function<void()>& prepare)
@@ -33,13 +47,17 @@ void Measure(Operation* op, const std::function<void()>& body, const std::functi
     };
     op->programMs.clear();
     op->floorMs.clear();
+    op->programCpuMs.clear();
     for (int run = 0; run <= kCountedRuns; ++run) {
         if (prepare) prepare();
+        const double cpu = processCpuMs();
         const double program = timed(body);
-        if (run == 0)
+        if (run == 0) {
             op->programFirstMs = program;
-        else
+        } else {
             op->programMs.push_back(program);
+            op->programCpuMs.push_back(processCpuMs() - cpu);
+        }
         if (!floor) continue;
         const double floorMs = timed(floor);
         if (run == 0)
@@ -63,11 +81,20 @@ void PrintTable(const Report& report)
 {
     std::printf("Tavrelo benchmark: %d houses (catalogue filled in %.0f ms)\n", report.houses, report.fillMs);
     std::printf("Each figure is the median of %d runs after one uncounted first run.\n\n", kCountedRuns);
-    std::printf("| operation | program ms | SQLite-only ms | ratio |\n|---|---:|---:|---:|\n");
+    const bool growth = report.baselineHouses > 0;
+    std::printf("| operation | program ms | SQLite-only ms | ratio | program CPU ms |%s\n",
+                growth ? qPrintable(QStringLiteral(" growth from %1 houses |").arg(report.baselineHouses)) : "");
+    std::printf("|---|---:|---:|---:|---:|%s\n", growth ? "---:|" : "");
     for (const Operation& op : report.operations) {
         const QString floor = op.floorMs.empty() ? QStringLiteral("-") : QString::number(op.floorMedian(), 'f', 1);
-        std::printf("| %s | %.1f | %s | %s |\n", qPrintable(op.name), op.programMedian(), qPrintable(floor),
-                    qPrintable(ratioText(op)));
+        QString growthText;
+        if (growth) {
+            const double before = report.baselineProgramMs.value(op.name, 0);
+            growthText = before > 0 ? QStringLiteral(" %1x |").arg(op.programMedian() / before, 0, 'f', 1)
+                                    : QStringLiteral(" - |");
+        }
+        std::printf("| %s | %.1f | %s | %s | %.1f |%s\n", qPrintable(op.name), op.programMedian(),
+                    qPrintable(floor), qPrintable(ratioText(op)), op.programCpuMedian(), qPrintable(growthText));
     }
     std::printf("\nPeak resident memory: %.1f MB (benchmark with the windows), %.1f MB (started program)\n",
                 report.peakRssKb / 1024.0, report.childPeakRssKb / 1024.0);
@@ -94,6 +121,9 @@ bool WriteJson(const Report& report, const QString& path, QString* error)
         o[QStringLiteral("program_ms")] = op.programMedian();
         o[QStringLiteral("program_runs_ms")] = array(op.programMs);
         o[QStringLiteral("program_first_ms")] = op.programFirstMs;
+        o[QStringLiteral("program_cpu_ms")] = op.programCpuMedian();
+        if (report.baselineProgramMs.value(op.name, 0) > 0)
+            o[QStringLiteral("growth_from_baseline")] = op.programMedian() / report.baselineProgramMs.value(op.name);
         if (op.floorMs.empty()) {
             o[QStringLiteral("sqlite_ms")] = QJsonValue::Null;
             o[QStringLiteral("ratio")] = QJsonValue::Null;
@@ -112,6 +142,7 @@ bool WriteJson(const Report& report, const QString& path, QString* error)
     root[QStringLiteral("statistic")] =
         QStringLiteral("median of %1 runs after one uncounted first run").arg(kCountedRuns);
     root[QStringLiteral("operations")] = operations;
+    if (report.baselineHouses > 0) root[QStringLiteral("baseline_houses")] = report.baselineHouses;
     root[QStringLiteral("peak_rss_mb")] = report.peakRssKb / 1024.0;
     root[QStringLiteral("program_start_peak_rss_mb")] = report.childPeakRssKb / 1024.0;
     QJsonArray problems;
@@ -124,6 +155,27 @@ bool WriteJson(const Report& report, const QString& path, QString* error)
         return false;
     }
     file.write(QJsonDocument(root).toJson(QJsonDocument::Indented));
+    return true;
+}
+
+bool ReadBaseline(const QString& path, Report* report, QString* error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("cannot read ") + path;
+        return false;
+    }
+    const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
+    report->baselineHouses = root.value(QStringLiteral("houses")).toInt();
+    for (const QJsonValue& v : root.value(QStringLiteral("operations")).toArray()) {
+        const QJsonObject op = v.toObject();
+        report->baselineProgramMs.insert(op.value(QStringLiteral("name")).toString(),
+                                         op.value(QStringLiteral("program_ms")).toDouble());
+    }
+    if (report->baselineHouses <= 0 || report->baselineProgramMs.isEmpty()) {
+        *error = path + QStringLiteral(" is not a benchmark report");
+        return false;
+    }
     return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 #include <functional>
@@ -19,10 +20,14 @@ struct Operation {
     QString floorName;              // what the floor column measured for this operation
     std::vector<double> programMs;  // counted runs
     std::vector<double> floorMs;
+    // Processor time of the program side (all its threads; for a started program, the child's),
+    // which other work on a shared machine disturbs far less than the wall-clock time.
+    std::vector<double> programCpuMs;
     double programFirstMs = 0;
     double floorFirstMs = 0;
     double programMedian() const;
     double floorMedian() const;
+    double programCpuMedian() const;
 };
 
 struct Report {
@@ -32,7 +37,13 @@ struct Report {
     long childPeakRssKb = 0;  // the started program, largest over its runs
     std::vector<Operation> operations;
     QStringList problems;     // anything that went wrong; a non-empty list fails the run
+    // A smaller run to compare with (--baseline): its size and its program times by operation.
+    int baselineHouses = 0;
+    QHash<QString, double> baselineProgramMs;
 };
+
+// Reads a report written by WriteJson as the baseline of report.
+bool ReadBaseline(const QString& path, Report* report, QString* error);
 
 // Runs the operation's program side once uncounted and kCountedRuns times counted, each run
 // timed from before body to after it; prepare (untimed) runs before every run. When floor is
