@@ -6,6 +6,7 @@
 #include "core/ui/Forms.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "presentation/frmHouseShow.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -18,6 +19,7 @@ int main(int argc, char* argv[])
     Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
     Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
     Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
     Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
 

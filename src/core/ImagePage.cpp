@@ -55,21 +55,22 @@ QString ImageHtml(qint16 sAction, const QString& sImageCaption, const QString& s
     QString scriptPath = sImageFile;
     scriptPath.replace(QStringLiteral("\\"), QStringLiteral("\\\\"));
     switch (sAction) {
-    case 1:
-        return QStringLiteral("<img id=\"ImageShow\" src=\"") + sImageFile + QStringLiteral("\" border=0>");
-    case 2:
-        return QStringLiteral("<img id=\"ImageShow\" src=\"") + sImageFile +
-               QStringLiteral("\" border=0 style=\"cursor: hand\" onclick=\"") +
-               QStringLiteral("var NewWin = window.open(''); NewWin.document.write(") +
-               QStringLiteral("'<html><head><title>") + caption + QStringLiteral("</title>") +
-               QStringLiteral("<meta http-equiv=Content-Type content=text/html; charset=gb2312>") +
-               QStringLiteral("<style>td{font-family: 宋体;font-size: 9pt}</style></head><body>") +
-               QStringLiteral("<table align=center><tr><td align=center>") + intro +
-               QStringLiteral("</td></tr><tr><tr><td><hr size=1></td></tr><tr><td align=center>") +
-               QStringLiteral("<img border=1 src=\\'") + scriptPath + QStringLiteral("\\'>") +
-               QStringLiteral("</td></tr></table>')\">");
-    default:
-        return QString();
+        case 1:
+            return QStringLiteral("<img id=\"ImageShow\" src=\"") + sImageFile +
+                   QStringLiteral("\" border=0>");
+        case 2:
+            return QStringLiteral("<img id=\"ImageShow\" src=\"") + sImageFile +
+                   QStringLiteral("\" border=0 style=\"cursor: hand\" onclick=\"") +
+                   QStringLiteral("var NewWin = window.open(''); NewWin.document.write(") +
+                   QStringLiteral("'<html><head><title>") + caption + QStringLiteral("</title>") +
+                   QStringLiteral("<meta http-equiv=Content-Type content=text/html; charset=gb2312>") +
+                   QStringLiteral("<style>td{font-family: 宋体;font-size: 9pt}</style></head><body>") +
+                   QStringLiteral("<table align=center><tr><td align=center>") + intro +
+                   QStringLiteral("</td></tr><tr><tr><td><hr size=1></td></tr><tr><td align=center>") +
+                   QStringLiteral("<img border=1 src=\\'") + scriptPath + QStringLiteral("\\'>") +
+                   QStringLiteral("</td></tr></table>')\">");
+        default:
+            return QString();
     }
 }
 
@@ -90,8 +91,8 @@ void InitImagePage(ui::WebBrowser* browser)
     }
 }
 
-void ShowImage(ui::WebBrowser* browser, qint16 sAction, const QString& sImageCaption, const QString& sImageIntro,
-               const QString& sImageFile)
+void ShowImage(ui::WebBrowser* browser, qint16 sAction, const QString& sImageCaption,
+               const QString& sImageIntro, const QString& sImageFile)
 {
     if (!browser) return;
     browser->RunScript(setPictScript(ImageHtml(sAction, sImageCaption, sImageIntro, sImageFile)));

@@ -15,8 +15,8 @@ namespace mdlHouse {
 void InitImagePage(ui::WebBrowser* browser);
 // Places a picture in the page: action 1 a plain picture, 2 one that opens a large view with its
 // caption and description when clicked, anything else nothing. The picture is then fitted.
-void ShowImage(ui::WebBrowser* browser, qint16 sAction, const QString& sImageCaption, const QString& sImageIntro,
-               const QString& sImageFile);
+void ShowImage(ui::WebBrowser* browser, qint16 sAction, const QString& sImageCaption,
+               const QString& sImageIntro, const QString& sImageFile);
 // Stretches the shown picture over the whole client area of the page.
 void FitImage(ui::WebBrowser* browser);
 // Plain text made fit for the large view's document, which is written from a quoted script string.

@@ -3,9 +3,9 @@
 #include <QTest>
 #include <QWebEngineView>
 
+#include "TestSupport.h"
 #include "core/ImagePage.h"
 #include "core/ui/WebBrowser.h"
-#include "support/TestSupport.h"
 
 using mdlHouse::ImageHtml;
 using mdlHouse::TextToHtml;
@@ -38,8 +38,9 @@ class tst_image_page : public QObject {
         QSignalSpy loaded(browser.get(), &ui::WebBrowser::DocumentComplete);
         mdlHouse::InitImagePage(browser.get());
         QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, 60000);
-        QTRY_COMPARE_WITH_TIMEOUT(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(),
-                                  QString("400x400"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("400x400"),
+            30000);
     }
 
 private slots:
@@ -52,10 +53,11 @@ private slots:
 
     void page_text_is_eight_crlf_lines()
     {
-        QCOMPARE(mdlHouse::ImagePageText(),
-                 QString("<html>\r\n<head>\r\n<title>Image</title>\r\n</head>\r\n"
-                         "<body leftmargin=0 topmargin=0 style='overflow:hidden'>\r\n<div id='Pict'></div>\r\n"
-                         "</body>\r\n</html>\r\n"));
+        QCOMPARE(
+            mdlHouse::ImagePageText(),
+            QString("<html>\r\n<head>\r\n<title>Image</title>\r\n</head>\r\n"
+                    "<body leftmargin=0 topmargin=0 style='overflow:hidden'>\r\n<div id='Pict'></div>\r\n"
+                    "</body>\r\n</html>\r\n"));
     }
 
     void text_to_html_of_empty_is_empty()
@@ -67,10 +69,7 @@ private slots:
     {
         QCOMPARE(TextToHtml("It's \"big\" <b>"), QString("It\\'s&nbsp;&quot;big&quot;&nbsp;&lt;b&gt;"));
     }
-    void text_to_html_keeps_line_feed_after_break()
-    {
-        QCOMPARE(TextToHtml("a\r\nb"), QString("a<br>\nb"));
-    }
+    void text_to_html_keeps_line_feed_after_break() { QCOMPARE(TextToHtml("a\r\nb"), QString("a<br>\nb")); }
     void text_to_html_leaves_ampersand_backslash_tab_and_wide_space()
     {
         QCOMPARE(TextToHtml("R&D"), QString("R&D"));
@@ -94,9 +93,11 @@ private slots:
     void html_for_clickable_picture_is_exact()
     {
         const QString expected =
-            QString("<img id=\"ImageShow\" src=\"Images\\a b.jpg\" border=0 style=\"cursor: hand\" onclick=\"") +
+            QString(
+                "<img id=\"ImageShow\" src=\"Images\\a b.jpg\" border=0 style=\"cursor: hand\" onclick=\"") +
             "var NewWin = window.open(''); NewWin.document.write(" + "'<html><head><title>" +
-            "Tom\\'s&nbsp;room" + "</title>" + "<meta http-equiv=Content-Type content=text/html; charset=gb2312>" +
+            "Tom\\'s&nbsp;room" + "</title>" +
+            "<meta http-equiv=Content-Type content=text/html; charset=gb2312>" +
             QString::fromUtf8("<style>td{font-family: 宋体;font-size: 9pt}</style></head><body>") +
             "<table align=center><tr><td align=center>" + "&quot;x&quot;<br>\ny" +
             "</td></tr><tr><tr><td><hr size=1></td></tr><tr><td align=center>" + "<img border=1 src=\\'" +
@@ -129,7 +130,8 @@ private slots:
         const QByteArray before = readFile(folder->File("Image.htm"));
         QSignalSpy loads(browser.get(), &ui::WebBrowser::DocumentComplete);
         mdlHouse::InitImagePage(browser.get());
-        QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('Pict').innerHTML").toString(), QString(), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('Pict').innerHTML").toString(), QString(),
+                                  30000);
         QCOMPARE(readFile(folder->File("Image.htm")), before);
         QTest::qWait(300);
         QCOMPARE(loads.count(), 0);
@@ -166,21 +168,22 @@ private slots:
         openPage();
         testsupport::MakePicture(folder->File("Images/my house.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/my house.png");
-        QTRY_COMPARE_WITH_TIMEOUT(js("var i=document.getElementById('ImageShow'); i ? i.getAttribute('src') : ''")
-                                      .toString(),
-                                  QString("Images/my house.png"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i ? i.getAttribute('src') : ''").toString(),
+            QString("Images/my house.png"), 30000);
         QCOMPARE(js("document.getElementById('ImageShow').getAttribute('border')").toString(), QString("0"));
         QCOMPARE(js("document.getElementById('ImageShow').hasAttribute('onclick')").toBool(), false);
-        QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100,
+                                 30000);
     }
 
     void clickable_picture_has_raw_path_in_page_and_doubled_path_in_popup()
     {
         openPage();
         mdlHouse::ShowImage(browser.get(), 2, "c", "i", "Images\\sub\\a.png");
-        QTRY_COMPARE_WITH_TIMEOUT(js("var i=document.getElementById('ImageShow'); i ? i.getAttribute('src') : ''")
-                                      .toString(),
-                                  QString("Images\\sub\\a.png"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i ? i.getAttribute('src') : ''").toString(),
+            QString("Images\\sub\\a.png"), 30000);
         const QString onclick = js("document.getElementById('ImageShow').getAttribute('onclick')").toString();
         QVERIFY2(onclick.contains("<img border=1 src=\\'Images\\\\sub\\\\a.png\\'>"), qPrintable(onclick));
     }
@@ -193,7 +196,8 @@ private slots:
             mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
             QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow') !== null").toBool(), 30000);
             mdlHouse::ShowImage(browser.get(), action, "c", "i", "Images/p.png");
-            QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('Pict').innerHTML").toString(), QString(), 30000);
+            QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('Pict').innerHTML").toString(), QString(),
+                                      30000);
             QCOMPARE(js("document.getElementById('ImageShow') === null").toBool(), true);
             QCOMPARE(js("document.getElementById('Pict').childNodes.length").toInt(), 0);
         }
@@ -208,11 +212,13 @@ private slots:
             js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
             QString("400x400"), 30000);
         QCOMPARE(js("document.getElementById('ImageShow').parentNode.id").toString(), QString("Pict"));
-        QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100, 30000);
-        QCOMPARE(js("var r=document.getElementById('ImageShow').getBoundingClientRect(); r.left+','+r.top+','+"
-                    "r.width+','+r.height")
-                     .toString(),
-                 QString("0,0,400,400"));
+        QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100,
+                                 30000);
+        QCOMPARE(
+            js("var r=document.getElementById('ImageShow').getBoundingClientRect(); r.left+','+r.top+','+"
+               "r.width+','+r.height")
+                .toString(),
+            QString("0,0,400,400"));
     }
 
     void picture_follows_a_resize_when_fitted_again()
@@ -228,7 +234,30 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(
             js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
             QString("300x180"), 30000);
-        QCOMPARE(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("300x180"));
+        QCOMPARE(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(),
+                 QString("300x180"));
+    }
+
+    void picture_fitted_while_hidden_follows_once_shown()
+    {
+        // A window lays itself out before it is first shown; the page learns the size only then.
+        openPage();
+        testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
+        mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            QString("400x400"), 30000);
+        browser->hide();
+        browser->resize(260, 140);
+        mdlHouse::FitImage(browser.get());
+        QTest::qWait(300);
+        browser->show();
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("260x140"),
+            30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
+            QString("260x140"), 30000);
     }
 
     void clickable_picture_shows_a_pointing_hand()
@@ -247,8 +276,8 @@ private slots:
     {
         openPage();
         testsupport::MakePicture(folder->File("Images/p.png"), 120, 80);
-        mdlHouse::ShowImage(browser.get(), 2, QString::fromUtf8("客厅 A"), QString::fromUtf8("Tom's 朝南\r采光好"),
-                            "Images/p.png");
+        mdlHouse::ShowImage(browser.get(), 2, QString::fromUtf8("客厅 A"),
+                            QString::fromUtf8("Tom's 朝南\r采光好"), "Images/p.png");
         QTRY_COMPARE_WITH_TIMEOUT(
             js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
             QString("400x400"), 30000);

@@ -4,8 +4,8 @@
 #include <QTest>
 #include <QWebEngineView>
 
+#include "TestSupport.h"
 #include "core/ui/WebBrowser.h"
-#include "support/TestSupport.h"
 
 class tst_web_browser : public QObject {
     Q_OBJECT
@@ -93,8 +93,9 @@ private slots:
         b.show();
         load(b, writePage("p.htm", "<html><body></body></html>"));
         QSignalSpy opened(&b, &ui::WebBrowser::PopupOpened);
-        b.RunScript("var w = window.open(''); w.document.write('<html><head><title>Big</title></head>"
-                    "<body><p id=x>hello</p></body></html>'); w.document.close();");
+        b.RunScript(
+            "var w = window.open(''); w.document.write('<html><head><title>Big</title></head>"
+            "<body><p id=x>hello</p></body></html>'); w.document.close();");
         QTRY_COMPARE_WITH_TIMEOUT(opened.count(), 1, 30000);
         QWebEngineView* popup = b.Popups().value(0);
         QVERIFY(popup);
@@ -102,8 +103,9 @@ private slots:
         QVERIFY(popup->isVisible());
         QVERIFY(popup != b.window());
         QTRY_COMPARE_WITH_TIMEOUT(popup->windowTitle(), QString("Big"), 30000);
-        QCOMPARE(ui::WebBrowser::Evaluate(popup->page(), "document.getElementById('x').textContent").toString(),
-                 QString("hello"));
+        QCOMPARE(
+            ui::WebBrowser::Evaluate(popup->page(), "document.getElementById('x').textContent").toString(),
+            QString("hello"));
         popup->close();
         QTRY_VERIFY_WITH_TIMEOUT(b.Popups().isEmpty(), 10000);
     }

@@ -23,8 +23,9 @@ const QString kViewportNotice = QStringLiteral("\x01tavrelo-viewport ");
 
 bool isLocalScheme(const QString& scheme)
 {
-    return scheme == QLatin1String("file") || scheme == QLatin1String("about") || scheme == QLatin1String("data") ||
-           scheme == QLatin1String("blob") || scheme == QLatin1String("qrc");
+    return scheme == QLatin1String("file") || scheme == QLatin1String("about") ||
+           scheme == QLatin1String("data") || scheme == QLatin1String("blob") ||
+           scheme == QLatin1String("qrc");
 }
 
 // Nothing outside this machine is ever fetched: not by the page, not by a picture, not by a
@@ -62,10 +63,10 @@ QWebEngineProfile* sharedProfile()
         cursor.setInjectionPoint(QWebEngineScript::DocumentReady);
         cursor.setWorldId(QWebEngineScript::ApplicationWorld);
         cursor.setRunsOnSubFrames(false);
-        cursor.setSourceCode(QStringLiteral(
-            "(function(){var s=document.createElement('style');"
-            "s.textContent='#ImageShow[onclick]{cursor:pointer}';"
-            "(document.head||document.documentElement).appendChild(s);})();"));
+        cursor.setSourceCode(
+            QStringLiteral("(function(){var s=document.createElement('style');"
+                           "s.textContent='#ImageShow[onclick]{cursor:pointer}';"
+                           "(document.head||document.documentElement).appendChild(s);})();"));
         profile->scripts()->insert(cursor);
 
         QWebEngineScript watch;
@@ -73,9 +74,9 @@ QWebEngineProfile* sharedProfile()
         watch.setInjectionPoint(QWebEngineScript::DocumentCreation);
         watch.setWorldId(QWebEngineScript::ApplicationWorld);
         watch.setRunsOnSubFrames(false);
-        watch.setSourceCode(QStringLiteral(
-            "window.addEventListener('resize',function(){console.log('\\x01tavrelo-viewport '+"
-            "window.innerWidth+' '+window.innerHeight);});"));
+        watch.setSourceCode(
+            QStringLiteral("window.addEventListener('resize',function(){console.log('\\x01tavrelo-viewport '+"
+                           "window.innerWidth+' '+window.innerHeight);});"));
         profile->scripts()->insert(watch);
     }
     return profile;
@@ -85,7 +86,9 @@ QWebEngineProfile* sharedProfile()
 
 class BrowserPage : public QWebEnginePage {
 public:
-    BrowserPage(WebBrowser* owner, QObject* parent) : QWebEnginePage(sharedProfile(), parent), owner_(owner) {}
+    BrowserPage(WebBrowser* owner, QObject* parent) : QWebEnginePage(sharedProfile(), parent), owner_(owner)
+    {
+    }
 
 protected:
     bool acceptNavigationRequest(const QUrl& url, NavigationType, bool) override
@@ -124,7 +127,8 @@ WebBrowser::WebBrowser(QWidget* parent) : QWidget(parent)
         emit DocumentComplete(ok);
     });
     connect(view_, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
-        if (!url.isEmpty()) location_ = url.isLocalFile() ? QFileInfo(url.toLocalFile()).fileName() : url.toString();
+        if (!url.isEmpty())
+            location_ = url.isLocalFile() ? QFileInfo(url.toLocalFile()).fileName() : url.toString();
     });
 }
 
@@ -162,11 +166,12 @@ void WebBrowser::RunLayoutScript(const QString& script)
 {
     RunScript(script);
     pendingLayoutScript_ = script;
-    // Ask the page for its size: when it already matches, nothing more is due.
+    // Ask the page for its size: when it already matches, nothing more is due. The control's own
+    // size counts: a hidden control takes on a new size only when it is shown again.
     QPointer<WebBrowser> self(this);
     RunScript(QStringLiteral("[window.innerWidth, window.innerHeight]"), [self](const QVariant& v) {
         const QVariantList size = v.toList();
-        if (self && size.size() == 2 && QSize(size[0].toInt(), size[1].toInt()) == self->view_->size())
+        if (self && size.size() == 2 && QSize(size[0].toInt(), size[1].toInt()) == self->size())
             self->pendingLayoutScript_.clear();
     });
 }
@@ -175,7 +180,7 @@ void WebBrowser::pageResized(const QSize& size)
 {
     if (pendingLayoutScript_.isEmpty()) return;
     RunScript(pendingLayoutScript_);
-    if (size == view_->size()) pendingLayoutScript_.clear();
+    if (size == this->size()) pendingLayoutScript_.clear();
 }
 
 QVariant WebBrowser::Evaluate(const QString& script, int timeoutMs)
@@ -234,19 +239,33 @@ QString WebBrowser::ScriptString(const QString& text)
     out += QLatin1Char('"');
     for (const QChar c : text) {
         switch (c.unicode()) {
-        case '\\': out += QLatin1String("\\\\"); break;
-        case '"': out += QLatin1String("\\\""); break;
-        case '\n': out += QLatin1String("\\n"); break;
-        case '\r': out += QLatin1String("\\r"); break;
-        case '\t': out += QLatin1String("\\t"); break;
-        case 0x2028: out += QLatin1String("\\u2028"); break;
-        case 0x2029: out += QLatin1String("\\u2029"); break;
-        default:
-            if (c.unicode() < 0x20) {
-                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-            } else {
-                out += c;
-            }
+            case '\\':
+                out += QLatin1String("\\\\");
+                break;
+            case '"':
+                out += QLatin1String("\\\"");
+                break;
+            case '\n':
+                out += QLatin1String("\\n");
+                break;
+            case '\r':
+                out += QLatin1String("\\r");
+                break;
+            case '\t':
+                out += QLatin1String("\\t");
+                break;
+            case 0x2028:
+                out += QLatin1String("\\u2028");
+                break;
+            case 0x2029:
+                out += QLatin1String("\\u2029");
+                break;
+            default:
+                if (c.unicode() < 0x20) {
+                    out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+                } else {
+                    out += c;
+                }
         }
     }
     out += QLatin1Char('"');

@@ -1,0 +1,178 @@
+#pragma once
+
+// What the presentation tests share: an MDI frame holding the window, a catalogue with known
+// houses, small music files of every kind the window plays, and reads of the live picture page.
+
+#include <QFile>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPushButton>
+#include <QTest>
+
+#include "TestSupport.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/MediaControl.h"
+#include "core/ui/Twips.h"
+#include "core/ui/WebBrowser.h"
+#include "presentation/frmHouseShow.h"
+
+namespace showtest {
+
+class Frame {
+public:
+    Frame()
+    {
+        area.resize(1360, 880);
+        area.show();
+        Forms::SetMdiArea(&area);
+        Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
+    }
+    ~Frame()
+    {
+        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        Forms::SetMdiArea(nullptr);
+    }
+    // Opens the presentation the way the catalogue does: unload, set the house, show anew.
+    frmHouseShow* Open(qint32 houseId)
+    {
+        mdlHouse::CurrentHouseID = houseId;
+        Forms::Unload(QStringLiteral("frmHouseShow"));
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        return qobject_cast<frmHouseShow*>(Forms::Show(QStringLiteral("frmHouseShow")));
+    }
+    QMdiArea area;
+};
+
+inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name,
+                    const QString& music)
+{
+    f.Exec(QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
+                          "Values (%1, %1, '%2', 't', '%3')")
+               .arg(typeId)
+               .arg(name, music));
+}
+
+inline void AddHouse(const testsupport::ProgramFolder& f, qint64 id, const QString& name, const QString& no,
+                     int floor, int typeId, const QString& intro = QStringLiteral("intro"))
+{
+    f.Exec(QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                          "Values (%1, '%2', '%3', '%4', %5, %6)")
+               .arg(id)
+               .arg(name, no, intro)
+               .arg(floor)
+               .arg(typeId));
+}
+
+inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int count)
+{
+    QString sql;
+    for (int i = 1; i <= count; ++i)
+        sql += QStringLiteral(
+                   "Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, 'C%2', 'V%2', %2);")
+                   .arg(houseId)
+                   .arg(i);
+    if (!sql.isEmpty()) f.Exec(sql);
+}
+
+inline void AddPicture(const testsupport::ProgramFolder& f, qint64 houseId, int list, const QString& caption,
+                       const QString& intro, const QString& file)
+{
+    f.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
+                          "Values (%1, '%2', '%3', '%4', %5)")
+               .arg(houseId)
+               .arg(caption, intro, file)
+               .arg(list));
+}
+
+// A mono 16-bit PCM tone of the given length.
+inline QString WriteWav(const QString& path, int milliseconds)
+{
+    const int rate = 8000;
+    const int samples = rate * milliseconds / 1000;
+    QByteArray data;
+    for (int i = 0; i < samples; ++i) {
+        const qint16 v = qint16((i / 10) % 2 ? 3000 : -3000);
+        data.append(reinterpret_cast<const char*>(&v), 2);
+    }
+    QByteArray wav;
+    auto u32 = [&](quint32 x) { wav.append(reinterpret_cast<const char*>(&x), 4); };
+    auto u16 = [&](quint16 x) { wav.append(reinterpret_cast<const char*>(&x), 2); };
+    wav.append("RIFF");
+    u32(36 + data.size());
+    wav.append("WAVEfmt ");
+    u32(16);
+    u16(1);
+    u16(1);
+    u32(rate);
+    u32(rate * 2);
+    u16(2);
+    u16(16);
+    wav.append("data");
+    u32(data.size());
+    wav.append(data);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return QString();
+    f.write(wav);
+    return path;
+}
+
+// MPEG-1 Layer III, 128 kbit/s, 44.1 kHz, mono: frames of silence (empty side information), each
+// 417 bytes and 1152 samples long.
+inline QString WriteMp3(const QString& path, int frames)
+{
+    QByteArray frame(417, '\0');
+    frame[0] = char(0xFF);
+    frame[1] = char(0xFB);
+    frame[2] = char(0x90);
+    frame[3] = char(0xC0);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return QString();
+    for (int i = 0; i < frames; ++i) f.write(frame);
+    return path;
+}
+
+// A standard MIDI file: one piano note of a quarter (half a second at the default tempo).
+inline QString WriteMidi(const QString& path)
+{
+    const QByteArray track = QByteArray::fromHex(
+        "00C000"
+        "00903C64"
+        "60803C40"
+        "00FF2F00");
+    QByteArray midi = QByteArray::fromHex(
+        "4D546864"
+        "00000006"
+        "0000"
+        "0001"
+        "0060");
+    midi.append("MTrk");
+    const quint32 n = track.size();
+    midi.append(char(n >> 24)).append(char(n >> 16)).append(char(n >> 8)).append(char(n));
+    midi.append(track);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return QString();
+    f.write(midi);
+    return path;
+}
+
+inline QVariant Js(frmHouseShow* w, const QString& script)
+{
+    return w->WebImage->Evaluate(script);
+}
+
+inline QString ImageSize(frmHouseShow* w)
+{
+    return Js(w, "var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString();
+}
+
+inline QString BodySize(frmHouseShow* w)
+{
+    return Js(w, "document.body ? document.body.clientWidth + 'x' + document.body.clientHeight : ''")
+        .toString();
+}
+
+}  // namespace showtest
