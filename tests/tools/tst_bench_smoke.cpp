@@ -47,6 +47,10 @@ private slots:
             "query by building name",
             "query by attribute caption and value",
             "refresh with the attribute query active",
+            "open the presentation (60 rows, 40 pictures)",
+            "next house in the presentation (to 3 rows, 2 pictures)",
+            "previous house in the presentation (to 60 rows, 40 pictures)",
+            "open the entry wizard in edit mode (60 rows, 40 pictures)",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {
@@ -57,6 +61,7 @@ private slots:
             QVERIFY2(op.value("ratio").toDouble() > 0, qPrintable(name));
             QCOMPARE(op.value("program_runs_ms").toArray().size(), 5);
             QCOMPARE(op.value("sqlite_runs_ms").toArray().size(), 5);
+            QVERIFY2(op.value("program_cpu_ms").toDouble() > 0, qPrintable(name));
         }
         QCOMPARE(operations.size(), expected.size());
     }

@@ -19,7 +19,9 @@ bool RunStatements(const QString& databasePath, const QStringList& jetStatements
     }
     qint64 bytes = 0;
     bool ok = true;
-    for (const QString& jet : jetStatements) {
+    for (QString jet : jetStatements) {
+        const bool firstRowOnly = jet.startsWith(QLatin1Char('\x01'));
+        if (firstRowOnly) jet.remove(0, 1);
         const QByteArray sql = db::toSqlite(jet).toUtf8();
         sqlite3_stmt* stmt = nullptr;
         if (sqlite3_prepare_v2(handle, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
@@ -35,6 +37,10 @@ bool RunStatements(const QString& databasePath, const QStringList& jetStatements
                 bytes += sqlite3_column_bytes(stmt, c);
             }
             ++count;
+            if (firstRowOnly) {
+                rc = SQLITE_DONE;
+                break;
+            }
         }
         sqlite3_finalize(stmt);
         if (rows) rows->push_back(count);

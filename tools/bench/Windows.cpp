@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -17,6 +18,9 @@
 #include "core/ui/ListView.h"
 #include "entry/EntrySql.h"
 #include "entry/frmHouseInput.h"
+#include "presentation/HouseShowSql.h"
+#include "presentation/frmHouseShow.h"
+#include "core/ui/WebBrowser.h"
 
 namespace bench {
 
@@ -175,12 +179,82 @@ void measureWizard(Measurer& m, const WindowContext& context, frmHouseList* list
     unloadWindow(QStringLiteral("frmHouseInput"));
 }
 
+// Processes events until ready() holds or timeoutMs passed; false on the timeout.
+bool waitFor(const std::function<bool()>& ready, int timeoutMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!ready()) {
+        if (timer.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+    }
+    return true;
+}
+
+QStringList showStatements(qint32 houseId)
+{
+    return {HouseShowSql::HouseFacts(houseId), HouseShowSql::HouseContents(houseId),
+            HouseShowSql::HouseImages(houseId)};
+}
+
+void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList* list)
+{
+    const qint32 big = context.shape.bigHouse();
+    auto show = [] { return qobject_cast<frmHouseShow*>(Forms::Find(QStringLiteral("frmHouseShow"))); };
+    auto pageLoaded = [&] { return show() && show()->WebImage->IsLoaded(); };
+
+    // From the catalogue's view button to the window with its facts, rows and picture buttons on
+    // screen and its picture page loaded (the page loads in Chromium's own process).
+    m.add(QStringLiteral("open the presentation (60 rows, 40 pictures)"),
+          [&] {
+              list->cmdShow->click();
+              if (!waitFor(pageLoaded)) m.problem(QStringLiteral("the presentation's picture page did not load"));
+              settle();
+          },
+          showStatements(big),
+          [&] {
+              if (!selectBigHouse(list, context.shape)) m.problem(QStringLiteral("cannot select the big house"));
+          });
+    frmHouseShow* w = show();
+    if (!w || w->cmdImage.UBound() != CatalogueShape::bigHousePictures ||
+        w->lblCaption.UBound() != CatalogueShape::bigHouseRows) {
+        m.problem(QStringLiteral("the presentation did not show the big house's rows and pictures"));
+        return;
+    }
+
+    auto showHouse = [&](qint32 id) {
+        mdlHouse::CurrentHouseID = id;
+        w->ShowHouse();
+        waitFor(pageLoaded);
+        settle();
+    };
+    m.add(QStringLiteral("next house in the presentation (to 3 rows, 2 pictures)"),
+          [&] {
+              w->cmdNext->click();
+              settle();
+          },
+          QStringList{FirstRowOnly(HouseShowSql::NextHouse(big))} + showStatements(big + 1),
+          [&] { showHouse(big); });
+    if (mdlHouse::CurrentHouseID != big + 1) m.problem(QStringLiteral("next did not step to the next house"));
+    m.add(QStringLiteral("previous house in the presentation (to 60 rows, 40 pictures)"),
+          [&] {
+              w->cmdPre->click();
+              settle();
+          },
+          QStringList{FirstRowOnly(HouseShowSql::PreviousHouse(big + 1))} + showStatements(big),
+          [&] { showHouse(big + 1); });
+    if (mdlHouse::CurrentHouseID != big || w->cmdImage.UBound() != CatalogueShape::bigHousePictures)
+        m.problem(QStringLiteral("previous did not step back to the big house"));
+    unloadWindow(QStringLiteral("frmHouseShow"));
+}
+
 }  // namespace
 
 void MeasureWindows(WindowContext& context)
 {
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
     Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
 
     QMdiArea frame;
     frame.resize(1280, 800);
@@ -190,6 +264,7 @@ void MeasureWindows(WindowContext& context)
 
     Measurer m(context);
     frmHouseList* list = measureCatalogue(m, context);
+    if (list) measurePresentation(m, context, list);
     if (list) measureWizard(m, context, list);
 
     for (QMdiSubWindow* sub : frame.subWindowList()) sub->close();
