@@ -36,8 +36,9 @@ private slots:
         messages = std::make_unique<testsupport::MsgBoxRecorder>();
         RegisterWindows();
         AddTypes(*folder, {QStringLiteral("公寓")});
-        folder->Exec("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                     "Values (7, '滨江花园', '0301', '', 3, 1)");
+        folder->Exec(
+            "Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+            "Values (7, '滨江花园', '0301', '', 3, 1)");
         const QStringList captions = {"朝向", "面积", "户型", "楼层高", "车位"};
         for (int i = 0; i < captions.size(); ++i)
             addRow(7, captions[i], QStringLiteral("值%1").arg(5 - i), i + 1);
@@ -56,8 +57,10 @@ private slots:
         frmHouseInput* w = OpenFromCatalogue(1);
         QVERIFY(w);
         QCOMPARE(w->AttributeRowCount(), 5);
-        const QStringList captions = Table(*folder, "Select Distinct Caption From t_Content Order By Caption");
-        const QStringList contents = Table(*folder, "Select Distinct Content From t_Content Order By Content");
+        const QStringList captions =
+            Table(*folder, "Select Distinct Caption From t_Content Order By Caption");
+        const QStringList contents =
+            Table(*folder, "Select Distinct Content From t_Content Order By Content");
         QCOMPARE(captions.size(), 5);
         for (int i = 1; i <= 5; ++i) {
             QCOMPARE(Entries(w->cmbCaption[i]), captions);

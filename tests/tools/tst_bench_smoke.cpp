@@ -11,7 +11,8 @@
 class tst_bench_smoke : public QObject {
     Q_OBJECT
 private slots:
-    void a_small_run_measures_every_operation() {
+    void a_small_run_measures_every_operation()
+    {
         const QString binaryDir = qEnvironmentVariable("TAVRELO_BINARY_DIR");
         QVERIFY2(!binaryDir.isEmpty(), "TAVRELO_BINARY_DIR is not set");
         const QString bench = binaryDir + QStringLiteral("/tavrelo-bench");
@@ -21,8 +22,8 @@ private slots:
 
         QProcess process;
         process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(bench, {QStringLiteral("--houses"), QStringLiteral("2000"), QStringLiteral("--json"), json,
-                              QStringLiteral("--program"), binaryDir + QStringLiteral("/tavrelo")});
+        process.start(bench, {QStringLiteral("--houses"), QStringLiteral("2000"), QStringLiteral("--json"),
+                              json, QStringLiteral("--program"), binaryDir + QStringLiteral("/tavrelo")});
         QVERIFY(process.waitForStarted());
         const bool finished = process.waitForFinished(120000);
         const QByteArray output = process.readAll();

@@ -86,7 +86,8 @@ bool BuildCatalogue(const QString& folder, const CatalogueShape& shape, QString*
     if (!db::CreateEmptyDatabase(path, error)) return false;
 
     sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
+        SQLITE_OK) {
         *error = QString::fromUtf8(sqlite3_errmsg(handle));
         sqlite3_close(handle);
         return false;

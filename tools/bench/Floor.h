@@ -11,7 +11,10 @@ namespace bench {
 
 // A statement that the window reads only the first row of (a forward-only read that takes the
 // first key and stops) is marked so that its floor stops there too.
-inline QString FirstRowOnly(const QString& jetSql) { return QStringLiteral("\x01") + jetSql; }
+inline QString FirstRowOnly(const QString& jetSql)
+{
+    return QStringLiteral("\x01") + jetSql;
+}
 
 // Runs the statements (in the program's own dialect, translated exactly as the program translates
 // them) on the catalogue at databasePath. Returns false when one fails; *rows (when given) receives

@@ -13,8 +13,8 @@
 
 namespace bench {
 
-ProcessRun RunProcess(const QString& program, const QStringList& arguments, const QStringList& extraEnvironment,
-                      int timeoutMs)
+ProcessRun RunProcess(const QString& program, const QStringList& arguments,
+                      const QStringList& extraEnvironment, int timeoutMs)
 {
     ProcessRun run;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -52,7 +52,7 @@ int MeasureChild(char* argv[])
     // Measured from just before the fork: what a shell or a desktop launcher would see. The
     // child's memory starts as a copy of this small, freshly started process, not of the benchmark
     // with its windows, so the peak that wait4 reports is the program's own.
-    timespec start {}, end {};
+    timespec start{}, end{};
     clock_gettime(CLOCK_MONOTONIC, &start);
     const pid_t pid = fork();
     if (pid < 0) return 1;

@@ -20,11 +20,12 @@ inline constexpr const char* kMeasureChildOption = "--measure-child";
 // Starts program with arguments and the extra environment entries ("NAME=value"), waits for it
 // (at most timeoutMs) and reports. The program is started by a fresh copy of this benchmark (see
 // MeasureChild), so that its peak memory is its own and not inherited from the benchmark.
-ProcessRun RunProcess(const QString& program, const QStringList& arguments, const QStringList& extraEnvironment,
-                      int timeoutMs = 60000);
+ProcessRun RunProcess(const QString& program, const QStringList& arguments,
+                      const QStringList& extraEnvironment, int timeoutMs = 60000);
 
 // The started copy's work: argv[0] is the program, the rest its arguments. Forks, executes it,
-// waits, and prints "milliseconds peak-kB wait-status cpu-milliseconds" on standard output. Returns the exit code.
+// waits, and prints "milliseconds peak-kB wait-status cpu-milliseconds" on standard output. Returns the exit
+// code.
 int MeasureChild(char* argv[]);
 
 }  // namespace bench

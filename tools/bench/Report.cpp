@@ -21,15 +21,24 @@ double Median(std::vector<double> values)
     return values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
 }
 
-double Operation::programMedian() const { return Median(programMs); }
-double Operation::floorMedian() const { return Median(floorMs); }
-double Operation::programCpuMedian() const { return Median(programCpuMs); }
+double Operation::programMedian() const
+{
+    return Median(programMs);
+}
+double Operation::floorMedian() const
+{
+    return Median(floorMs);
+}
+double Operation::programCpuMedian() const
+{
+    return Median(programCpuMs);
+}
 
 namespace {
 
 double processCpuMs()
 {
-    timespec t {};
+    timespec t{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
     return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
 }
@@ -82,11 +91,13 @@ void PrintTable(const Report& report)
     std::printf("Tavrelo benchmark: %d houses (catalogue filled in %.0f ms)\n", report.houses, report.fillMs);
     std::printf("Each figure is the median of %d runs after one uncounted first run.\n\n", kCountedRuns);
     const bool growth = report.baselineHouses > 0;
-    std::printf("| operation | program ms | SQLite-only ms | ratio | program CPU ms |%s\n",
-                growth ? qPrintable(QStringLiteral(" growth from %1 houses |").arg(report.baselineHouses)) : "");
+    std::printf(
+        "| operation | program ms | SQLite-only ms | ratio | program CPU ms |%s\n",
+        growth ? qPrintable(QStringLiteral(" growth from %1 houses |").arg(report.baselineHouses)) : "");
     std::printf("|---|---:|---:|---:|---:|%s\n", growth ? "---:|" : "");
     for (const Operation& op : report.operations) {
-        const QString floor = op.floorMs.empty() ? QStringLiteral("-") : QString::number(op.floorMedian(), 'f', 1);
+        const QString floor =
+            op.floorMs.empty() ? QStringLiteral("-") : QString::number(op.floorMedian(), 'f', 1);
         QString growthText;
         if (growth) {
             const double before = report.baselineProgramMs.value(op.name, 0);
@@ -94,7 +105,8 @@ void PrintTable(const Report& report)
                                     : QStringLiteral(" - |");
         }
         std::printf("| %s | %.1f | %s | %s | %.1f |%s\n", qPrintable(op.name), op.programMedian(),
-                    qPrintable(floor), qPrintable(ratioText(op)), op.programCpuMedian(), qPrintable(growthText));
+                    qPrintable(floor), qPrintable(ratioText(op)), op.programCpuMedian(),
+                    qPrintable(growthText));
     }
     std::printf("\nPeak resident memory: %.1f MB (benchmark with the windows), %.1f MB (started program)\n",
                 report.peakRssKb / 1024.0, report.childPeakRssKb / 1024.0);
@@ -123,7 +135,8 @@ bool WriteJson(const Report& report, const QString& path, QString* error)
         o[QStringLiteral("program_first_ms")] = op.programFirstMs;
         o[QStringLiteral("program_cpu_ms")] = op.programCpuMedian();
         if (report.baselineProgramMs.value(op.name, 0) > 0)
-            o[QStringLiteral("growth_from_baseline")] = op.programMedian() / report.baselineProgramMs.value(op.name);
+            o[QStringLiteral("growth_from_baseline")] =
+                op.programMedian() / report.baselineProgramMs.value(op.name);
         if (op.floorMs.empty()) {
             o[QStringLiteral("sqlite_ms")] = QJsonValue::Null;
             o[QStringLiteral("ratio")] = QJsonValue::Null;

@@ -36,7 +36,7 @@ struct Report {
     long peakRssKb = 0;       // this process (the windows)
     long childPeakRssKb = 0;  // the started program, largest over its runs
     std::vector<Operation> operations;
-    QStringList problems;     // anything that went wrong; a non-empty list fails the run
+    QStringList problems;  // anything that went wrong; a non-empty list fails the run
     // A smaller run to compare with (--baseline): its size and its program times by operation.
     int baselineHouses = 0;
     QHash<QString, double> baselineProgramMs;

@@ -12,15 +12,15 @@
 #include "Floor.h"
 #include "catalogue/HouseQuery.h"
 #include "catalogue/frmHouseList.h"
+#include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
-#include "core/db/Convert.h"
 #include "core/ui/ListView.h"
+#include "core/ui/WebBrowser.h"
 #include "entry/EntrySql.h"
 #include "entry/frmHouseInput.h"
 #include "presentation/HouseShowSql.h"
 #include "presentation/frmHouseShow.h"
-#include "core/ui/WebBrowser.h"
 
 namespace bench {
 
@@ -86,13 +86,14 @@ frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
     frmHouseList* list = nullptr;
     auto listed = [&] { return list ? list->lsvHouse->Model()->Count() : -1; };
 
-    m.add(QStringLiteral("open the catalogue (StartList)"),
-          [&] {
-              list = qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
-              settle();
-          },
-          queryBoxStatements() << catalogue::AllHousesSql() << catalogue::CountHousesSql(),
-          [] { unloadWindow(QStringLiteral("frmHouseList")); });
+    m.add(
+        QStringLiteral("open the catalogue (StartList)"),
+        [&] {
+            list = qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
+            settle();
+        },
+        queryBoxStatements() << catalogue::AllHousesSql() << catalogue::CountHousesSql(),
+        [] { unloadWindow(QStringLiteral("frmHouseList")); });
     if (!list || listed() != houses) {
         m.problem(QStringLiteral("the catalogue listed %1 of %2 houses").arg(listed()).arg(houses));
         return nullptr;
@@ -101,29 +102,40 @@ frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
     catalogue::HouseCriteria byName;
     byName.houseName = QueriedBuildingName(context.shape);
     const QString nameSql = catalogue::BuildHouseQuery(byName);
-    m.add(QStringLiteral("query by building name"),
-          [&] {
-              list->cmbHouseName->setEditText(byName.houseName);
-              list->cmdQuery->click();
-              settle();
-          },
-          queryBoxStatements() << nameSql, [&] { list->cmdAll->click(); settle(); });
+    m.add(
+        QStringLiteral("query by building name"),
+        [&] {
+            list->cmbHouseName->setEditText(byName.houseName);
+            list->cmdQuery->click();
+            settle();
+        },
+        queryBoxStatements() << nameSql,
+        [&] {
+            list->cmdAll->click();
+            settle();
+        });
     const qint64 byNameRows = m.expectedRows(nameSql);
     if (listed() != byNameRows || byNameRows <= 0)
-        m.problem(QStringLiteral("the name query listed %1 houses, SQLite finds %2").arg(listed()).arg(byNameRows));
+        m.problem(
+            QStringLiteral("the name query listed %1 houses, SQLite finds %2").arg(listed()).arg(byNameRows));
 
     catalogue::HouseCriteria byAttribute;
     byAttribute.caption = QStringLiteral("朝向");
     byAttribute.content = QStringLiteral("东南");
     const QString attributeSql = catalogue::BuildHouseQuery(byAttribute);
-    m.add(QStringLiteral("query by attribute caption and value"),
-          [&] {
-              list->cmbCaption->setEditText(byAttribute.caption);
-              list->cmbContent->setEditText(byAttribute.content);
-              list->cmdQuery->click();
-              settle();
-          },
-          queryBoxStatements() << attributeSql, [&] { list->cmdAll->click(); settle(); });
+    m.add(
+        QStringLiteral("query by attribute caption and value"),
+        [&] {
+            list->cmbCaption->setEditText(byAttribute.caption);
+            list->cmbContent->setEditText(byAttribute.content);
+            list->cmdQuery->click();
+            settle();
+        },
+        queryBoxStatements() << attributeSql,
+        [&] {
+            list->cmdAll->click();
+            settle();
+        });
     const qint64 byAttributeRows = m.expectedRows(attributeSql);
     if (listed() != byAttributeRows || byAttributeRows <= 0)
         m.problem(QStringLiteral("the attribute query listed %1 houses, SQLite finds %2")
@@ -131,12 +143,13 @@ frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
                       .arg(byAttributeRows));
 
     // The attribute query is still active: refresh runs it again.
-    m.add(QStringLiteral("refresh with the attribute query active"),
-          [&] {
-              list->cmdRefresh->click();
-              settle();
-          },
-          queryBoxStatements() << attributeSql);
+    m.add(
+        QStringLiteral("refresh with the attribute query active"),
+        [&] {
+            list->cmdRefresh->click();
+            settle();
+        },
+        queryBoxStatements() << attributeSql);
     if (listed() != byAttributeRows || list->QuerySql() != attributeSql)
         m.problem(QStringLiteral("refresh lost the active query"));
     list->cmdAll->click();
@@ -157,21 +170,23 @@ void measureWizard(Measurer& m, const WindowContext& context, frmHouseList* list
     const qint32 big = context.shape.bigHouse();
     // What the wizard runs for an edit: its three drop-downs, the house, its rows with the two
     // lists they offer, and its pictures.
-    const QStringList statements = {entry::SqlHouseNames(),   entry::SqlHouseTypes(),
-                                    entry::SqlHouseNos(),     entry::SqlLoadHouse(big),
+    const QStringList statements = {entry::SqlHouseNames(),      entry::SqlHouseTypes(),
+                                    entry::SqlHouseNos(),        entry::SqlLoadHouse(big),
                                     entry::SqlHouseContent(big), entry::SqlCaptions(),
-                                    entry::SqlContents(),     entry::SqlHouseImages(big)};
+                                    entry::SqlContents(),        entry::SqlHouseImages(big)};
 
-    m.add(QStringLiteral("open the entry wizard in edit mode (60 rows, 40 pictures)"),
-          [&] {
-              list->cmdEdit->click();
-              settle();
-          },
-          statements,
-          [&] {
-              unloadWindow(QStringLiteral("frmHouseInput"));
-              if (!selectBigHouse(list, context.shape)) m.problem(QStringLiteral("cannot select the big house"));
-          });
+    m.add(
+        QStringLiteral("open the entry wizard in edit mode (60 rows, 40 pictures)"),
+        [&] {
+            list->cmdEdit->click();
+            settle();
+        },
+        statements,
+        [&] {
+            unloadWindow(QStringLiteral("frmHouseInput"));
+            if (!selectBigHouse(list, context.shape))
+                m.problem(QStringLiteral("cannot select the big house"));
+        });
     auto* wizard = qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
     if (!wizard || wizard->InputMode() != 1 || wizard->AttributeRowCount() != CatalogueShape::bigHouseRows)
         m.problem(QStringLiteral("the wizard did not open the big house with its %1 rows")
@@ -205,16 +220,19 @@ void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList
 
     // From the catalogue's view button to the window with its facts, rows and picture buttons on
     // screen and its picture page loaded (the page loads in Chromium's own process).
-    m.add(QStringLiteral("open the presentation (60 rows, 40 pictures)"),
-          [&] {
-              list->cmdShow->click();
-              if (!waitFor(pageLoaded)) m.problem(QStringLiteral("the presentation's picture page did not load"));
-              settle();
-          },
-          showStatements(big),
-          [&] {
-              if (!selectBigHouse(list, context.shape)) m.problem(QStringLiteral("cannot select the big house"));
-          });
+    m.add(
+        QStringLiteral("open the presentation (60 rows, 40 pictures)"),
+        [&] {
+            list->cmdShow->click();
+            if (!waitFor(pageLoaded))
+                m.problem(QStringLiteral("the presentation's picture page did not load"));
+            settle();
+        },
+        showStatements(big),
+        [&] {
+            if (!selectBigHouse(list, context.shape))
+                m.problem(QStringLiteral("cannot select the big house"));
+        });
     frmHouseShow* w = show();
     if (!w || w->cmdImage.UBound() != CatalogueShape::bigHousePictures ||
         w->lblCaption.UBound() != CatalogueShape::bigHouseRows) {
@@ -228,21 +246,23 @@ void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList
         waitFor(pageLoaded);
         settle();
     };
-    m.add(QStringLiteral("next house in the presentation (to 3 rows, 2 pictures)"),
-          [&] {
-              w->cmdNext->click();
-              settle();
-          },
-          QStringList{FirstRowOnly(HouseShowSql::NextHouse(big))} + showStatements(big + 1),
-          [&] { showHouse(big); });
+    m.add(
+        QStringLiteral("next house in the presentation (to 3 rows, 2 pictures)"),
+        [&] {
+            w->cmdNext->click();
+            settle();
+        },
+        QStringList{FirstRowOnly(HouseShowSql::NextHouse(big))} + showStatements(big + 1),
+        [&] { showHouse(big); });
     if (mdlHouse::CurrentHouseID != big + 1) m.problem(QStringLiteral("next did not step to the next house"));
-    m.add(QStringLiteral("previous house in the presentation (to 60 rows, 40 pictures)"),
-          [&] {
-              w->cmdPre->click();
-              settle();
-          },
-          QStringList{FirstRowOnly(HouseShowSql::PreviousHouse(big + 1))} + showStatements(big),
-          [&] { showHouse(big + 1); });
+    m.add(
+        QStringLiteral("previous house in the presentation (to 60 rows, 40 pictures)"),
+        [&] {
+            w->cmdPre->click();
+            settle();
+        },
+        QStringList{FirstRowOnly(HouseShowSql::PreviousHouse(big + 1))} + showStatements(big),
+        [&] { showHouse(big + 1); });
     if (mdlHouse::CurrentHouseID != big || w->cmdImage.UBound() != CatalogueShape::bigHousePictures)
         m.problem(QStringLiteral("previous did not step back to the big house"));
     unloadWindow(QStringLiteral("frmHouseShow"));

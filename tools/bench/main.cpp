@@ -57,7 +57,8 @@ void measureProgramStart(const QString& program, const QString& folder, bench::R
     const QString start = folder + QStringLiteral("/start");
     QDir().mkpath(start);
     const QString copy = start + QStringLiteral("/tavrelo");
-    if (!QFile::copy(program, copy) || !QFile::copy(folder + QStringLiteral("/House.db"), start + QStringLiteral("/House.db"))) {
+    if (!QFile::copy(program, copy) ||
+        !QFile::copy(folder + QStringLiteral("/House.db"), start + QStringLiteral("/House.db"))) {
         report.problems << QStringLiteral("cannot copy the program and its catalogue to ") + start;
         return;
     }
@@ -93,21 +94,25 @@ int main(int argc, char* argv[])
     // Offscreen unless told otherwise, and Chromium without its sandbox (it refuses to run as root
     // with one): the benchmark runs on machines without a screen.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX")) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
+        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
     if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
     if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
 
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));
+    parser.setApplicationDescription(
+        QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));
     parser.addHelpOption();
-    const QCommandLineOption housesOption(QStringLiteral("houses"), QStringLiteral("Houses in the catalogue."),
-                                          QStringLiteral("N"), QStringLiteral("100000"));
-    const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Write the figures as JSON here."),
-                                        QStringLiteral("PATH"));
+    const QCommandLineOption housesOption(QStringLiteral("houses"),
+                                          QStringLiteral("Houses in the catalogue."), QStringLiteral("N"),
+                                          QStringLiteral("100000"));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"), QStringLiteral("Write the figures as JSON here."), QStringLiteral("PATH"));
     const QCommandLineOption programOption(
-        QStringLiteral("program"), QStringLiteral("The tavrelo whose start is measured (default: beside this one)."),
+        QStringLiteral("program"),
+        QStringLiteral("The tavrelo whose start is measured (default: beside this one)."),
         QStringLiteral("PATH"), QCoreApplication::applicationDirPath() + QStringLiteral("/tavrelo"));
     const QCommandLineOption folderOption(
         QStringLiteral("folder"),
