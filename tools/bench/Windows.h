@@ -13,7 +13,6 @@ struct WindowContext {
     QString databasePath;
     CatalogueShape shape;
     Report* report = nullptr;
-    QStringList* messages = nullptr;  // every message box the windows showed
 };
 
 // Registers the windows, shows the frame and measures. Adds its operations and problems to

@@ -173,7 +173,6 @@ int main(int argc, char* argv[])
     context.databasePath = folder + QStringLiteral("/House.db");
     context.shape = shape;
     context.report = &report;
-    context.messages = &messages;
     bench::MeasureWindows(context);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
