@@ -1,0 +1,351 @@
+// tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER: opens the program's windows on a real screen
+// (run it under Xvfb) over the catalogue in PROGRAM_FOLDER and saves a picture of the screen for
+// each, for the README. Every window the program is built with is taken: the build defines
+// HAVE_<name> for each window header where the program keeps it (src/<part>/<name>.h), so a
+// window that lands later is in the next run without a change here.
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QScreen>
+#include <QThread>
+#include <algorithm>
+#include <cstdio>
+#include <type_traits>
+#include <utility>
+
+#include "core/db/Connection.h"
+#include "core/db/Recordset.h"
+#include "core/frmMain.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/MsgBox.h"
+
+#ifdef HAVE_frmHouseList
+#include "catalogue/frmHouseList.h"
+#endif
+#ifdef HAVE_frmHouseShow
+#include "presentation/frmHouseShow.h"
+#endif
+#ifdef HAVE_frmHouseInput
+#include "entry/frmHouseInput.h"
+#endif
+#ifdef HAVE_frmAddNewImage
+#include "entry/frmAddNewImage.h"
+#endif
+#ifdef HAVE_frmHouseType
+#include "types/frmHouseType.h"
+#endif
+#ifdef HAVE_frmContent
+#include "types/frmContent.h"
+#endif
+#ifdef HAVE_frmAbout
+#include "about/frmAbout.h"
+#endif
+
+namespace {
+
+QString g_output;
+int g_saved = 0;
+int g_messages = 0;  // message boxes answered so far
+
+void Settle(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+}
+
+int g_menuBarHeight = 0;
+
+// The part of the screen that shows something: the menu bar's row from the left edge, and below
+// it everything that differs from the empty frame's background, with a small margin.
+QRect UsedPart(const QImage& screen)
+{
+    const QRgb background = screen.pixel(screen.width() - 1, screen.height() - 1);
+    int right = 0;
+    int bottom = 0;
+    for (int y = g_menuBarHeight; y < screen.height(); ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(screen.constScanLine(y));
+        for (int x = 0; x < screen.width(); ++x) {
+            if ((line[x] & 0xffffff) != (background & 0xffffff)) {
+                right = std::max(right, x);
+                bottom = std::max(bottom, y);
+            }
+        }
+    }
+    const int width = std::min(screen.width(), std::max(480, right + 9));
+    const int height = std::min(screen.height(), std::max(320, bottom + 9));
+    return QRect(0, 0, width, height);
+}
+
+bool Save(const QString& name)
+{
+    Settle(300);
+    QScreen* screen = QGuiApplication::primaryScreen();
+    QPixmap shot = screen ? screen->grabWindow(0) : QPixmap();
+    if (!shot.isNull()) shot = shot.copy(UsedPart(shot.toImage()));
+    const QString path = g_output + QLatin1Char('/') + name + QStringLiteral(".png");
+    if (shot.isNull() || !shot.save(path, "PNG", 9)) {
+        std::fprintf(stderr, "tavrelo-shots: cannot save %s\n", qPrintable(path));
+        return false;
+    }
+    std::printf("%s\n", qPrintable(path));
+    ++g_saved;
+    return true;
+}
+
+// Calls a window's public routine with a whole number passed by reference, whatever width the
+// window declares it with; windows without the routine are left alone.
+#define TAVRELO_CALLER(Routine)                                                                      \
+    template <typename T, typename A, typename = void>                                               \
+    struct Can##Routine : std::false_type {                                                          \
+    };                                                                                               \
+    template <typename T, typename A>                                                                \
+    struct Can##Routine<T, A, std::void_t<decltype(std::declval<T&>().Routine(std::declval<A&>()))>> \
+        : std::true_type {                                                                           \
+    };                                                                                               \
+    template <typename T>                                                                            \
+    void Call##Routine(QWidget* w, int value)                                                        \
+    {                                                                                                \
+        auto* form = dynamic_cast<T*>(w);                                                            \
+        if (!form) return;                                                                           \
+        if constexpr (Can##Routine<T, qint16>::value) {                                              \
+            qint16 v = qint16(value);                                                                \
+            form->Routine(v);                                                                        \
+        } else if constexpr (Can##Routine<T, int>::value) {                                          \
+            int v = value;                                                                           \
+            form->Routine(v);                                                                        \
+        } else if constexpr (Can##Routine<T, long>::value) {                                         \
+            long v = value;                                                                          \
+            form->Routine(v);                                                                        \
+        }                                                                                            \
+    }
+
+TAVRELO_CALLER(StartInput)
+TAVRELO_CALLER(GetTypeContent)
+
+template <typename T, typename = void>
+struct CanGetImage : std::false_type {
+};
+template <typename T>
+struct CanGetImage<T, std::void_t<decltype(std::declval<T&>().GetImage())>> : std::true_type {
+};
+
+bool ClickButton(QWidget* root, const QString& name)
+{
+    auto* button = root ? root->findChild<QAbstractButton*>(name) : nullptr;
+    if (!button || !button->isVisible() || !button->isEnabled()) return false;
+    button->click();
+    return true;
+}
+
+// Clicks the first row of a named list with the mouse, as the user picks a row.
+void ClickFirstRow(QWidget* root, const QString& listName)
+{
+    auto* list = root ? root->findChild<ui::ListView*>(listName) : nullptr;
+    if (!list || !list->model() || list->model()->rowCount() == 0) return;
+    const QPoint at = list->visualRect(list->model()->index(0, 0)).center();
+    for (QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, at, list->viewport()->mapToGlobal(at), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(list->viewport(), &event);
+    }
+}
+
+// The house the presentation and the entry wizard show: the first house of the last type, which
+// has the most attribute rows.
+qint32 ShowcaseHouse()
+{
+    db::Connection connection;
+    if (!connection.Open(mdlHouse::DatabasePath())) return 0;
+    db::Recordset rs;
+    if (!connection.Execute(QStringLiteral("Select Top 1 a.HouseID From t_House as a, t_HouseType as b "
+                                           "Where a.TypeID = b.TypeID Order By b.List DESC, a.HouseID"),
+                            rs) ||
+        rs.Eof())
+        return 0;
+    return qint32(rs.Field(QStringLiteral("HouseID")).toLongLong());
+}
+
+qint32 HouseFloor(qint32 houseId)
+{
+    db::Connection connection;
+    if (!connection.Open(mdlHouse::DatabasePath())) return 0;
+    db::Recordset rs;
+    if (!connection.Execute(
+            QStringLiteral("Select HouseFloor From t_House Where HouseID = ") + QString::number(houseId),
+            rs) ||
+        rs.Eof())
+        return 0;
+    return qint32(rs.Field(QStringLiteral("HouseFloor")).toLongLong());
+}
+
+// The first window goes to the top left; one opened over another goes beside it when it fits,
+// else a little down and to the right, so that both are seen.
+void Place(QWidget* w)
+{
+    auto* sub = qobject_cast<QMdiSubWindow*>(w->parentWidget());
+    if (!sub || !sub->mdiArea()) return;
+    QRect others;
+    for (QMdiSubWindow* other : sub->mdiArea()->subWindowList()) {
+        if (other != sub && other->isVisible()) others |= other->geometry();
+    }
+    if (others.isNull()) {
+        sub->move(8, 8);
+    } else if (others.right() + 12 + sub->width() <= sub->mdiArea()->width()) {
+        sub->move(others.right() + 12, 8);
+    } else {
+        sub->move(others.left() + 40, others.top() + 40);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Tavrelo"));
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER (on an X server)\n");
+        return 2;
+    }
+    mdlHouse::SetProgramFolder(QDir(QString::fromLocal8Bit(argv[1])).absolutePath());
+    g_output = QDir(QString::fromLocal8Bit(argv[2])).absolutePath();
+    QDir().mkpath(g_output);
+    // A message box would stop the run; say what it said instead.
+    ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
+        std::fprintf(stderr, "tavrelo-shots: message: %s\n", qPrintable(text));
+        ++g_messages;
+        return ui::Answer::Ok;
+    });
+
+#ifdef HAVE_frmHouseList
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+#endif
+#ifdef HAVE_frmHouseShow
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
+#endif
+#ifdef HAVE_frmHouseInput
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+#endif
+#ifdef HAVE_frmAddNewImage
+    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
+#endif
+#ifdef HAVE_frmHouseType
+    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
+#endif
+#ifdef HAVE_frmContent
+    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
+#endif
+#ifdef HAVE_frmAbout
+    Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
+#endif
+
+    frmMain main;
+    if (!main.Load()) return 1;
+    Settle(800);
+    g_menuBarHeight = main.menuBar()->height();
+
+    const qint32 house = ShowcaseHouse();
+    const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
+                                 QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
+                                 QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
+                                 QStringLiteral("frmAbout")};
+    for (const QString& name : windows) {
+        if (!Forms::IsRegistered(name)) continue;
+        mdlHouse::CurrentHouseID = house;
+        QWidget* w = Forms::Show(name);
+        if (!w) {
+            std::fprintf(stderr, "tavrelo-shots: %s did not open\n", qPrintable(name));
+            continue;
+        }
+        Place(w);
+        Settle(1000);
+        if (name == QLatin1String("frmHouseShow")) {
+            // The page in the browser control takes a moment; then show the first picture.
+            Settle(2500);
+            ClickButton(w, QStringLiteral("cmdImage(1)"));
+            Settle(2500);
+        }
+#ifdef HAVE_frmHouseInput
+        if (name == QLatin1String("frmHouseInput")) {
+            CallStartInput<frmHouseInput>(w, 1);  // edit the showcase house
+            Settle(1500);
+            Save(name);
+            // The wizard's second page: the pictures with their preview. Editing does not bring
+            // the floor back, so it is filled in the way the user would before going on.
+            if (auto* floor = w->findChild<QComboBox*>(QStringLiteral("cmbHouseFloor"))) {
+                if (floor->currentText().isEmpty()) floor->setCurrentText(QString::number(HouseFloor(house)));
+            }
+            const int messagesBefore = g_messages;
+            if (ClickButton(w, QStringLiteral("cmdNext")) && g_messages == messagesBefore) {
+                Settle(1000);
+                ClickFirstRow(w, QStringLiteral("lsvImage"));
+                Settle(2500);
+                Save(name + QStringLiteral("_pictures"));
+            }
+            continue;  // the picture dialog reads the wizard's selection, so the wizard stays open
+        }
+#endif
+#ifdef HAVE_frmAddNewImage
+        if (name == QLatin1String("frmAddNewImage")) {
+            if constexpr (CanGetImage<frmAddNewImage>::value) {
+                if (Forms::Find(QStringLiteral("frmHouseInput")))
+                    dynamic_cast<frmAddNewImage*>(w)->GetImage();
+            }
+            Settle(500);
+            Save(name);
+            Forms::Unload(name);
+            Forms::Unload(QStringLiteral("frmHouseInput"));
+            Settle(300);
+            continue;
+        }
+#endif
+#ifdef HAVE_frmContent
+        if (name == QLatin1String("frmContent")) {
+            CallGetTypeContent<frmContent>(w, 2);  // the template of the second type
+            Settle(500);
+        }
+#endif
+        Save(name);
+        // The type manager stays behind its template editor, as the user sees them together.
+        if (name != QLatin1String("frmHouseType")) {
+            Forms::Unload(name);
+            if (name == QLatin1String("frmContent")) Forms::Unload(QStringLiteral("frmHouseType"));
+        }
+        Settle(300);
+    }
+    // The frame as the user works in it: the catalogue, a house presented in front of it with
+    // the view of its building, and the house menu open.
+    mdlHouse::CurrentHouseID = house;
+    for (const QString& name : {QStringLiteral("frmHouseList"), QStringLiteral("frmHouseShow")}) {
+        if (!Forms::IsRegistered(name)) continue;
+        if (QWidget* w = Forms::Show(name)) {
+            Place(w);
+            Settle(name == QLatin1String("frmHouseShow") ? 3000 : 800);
+            ClickButton(w, QStringLiteral("cmdImage(2)"));
+        }
+    }
+    Settle(2500);
+    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
+        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
+    Settle(400);
+    Save(QStringLiteral("frmMain"));
+    main.mnuHouse->hide();
+
+    std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
+    // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.
+    std::fflush(stdout);
+    std::_Exit(g_saved > 0 ? 0 : 1);
+}
