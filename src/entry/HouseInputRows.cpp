@@ -51,12 +51,23 @@ void frmHouseInput::addContentRow()
     placeRowButtons();
     orderTabs();
 
-    // Every row offers the captions and values already in use.
-    db::Connection rowConnection;
-    mdlHouse::OpenDatabase(rowConnection);
-    if (caption) entry::AppendKeepingText(caption, entry::ReadColumn(rowConnection, entry::SqlCaptions()));
-    if (content) entry::AppendKeepingText(content, entry::ReadColumn(rowConnection, entry::SqlContents()));
-    rowConnection.Close();
+    // Every row offers the captions and values already in use. A row that StartInput adds reuses
+    // the lists its first row read; a catalogue that cannot be opened is tried (and reported) again
+    // for every row, as before.
+    if (!rowListsHeld_) {
+        db::Connection rowConnection;
+        mdlHouse::OpenDatabase(rowConnection);
+        heldCaptions_ = entry::ReadColumn(rowConnection, entry::SqlCaptions());
+        heldContents_ = entry::ReadColumn(rowConnection, entry::SqlContents());
+        rowListsHeld_ = holdRowLists_ && rowConnection.IsOpen();
+        rowConnection.Close();
+    }
+    if (caption) entry::AppendKeepingText(caption, heldCaptions_);
+    if (content) entry::AppendKeepingText(content, heldContents_);
+    if (!holdRowLists_) {
+        heldCaptions_.clear();
+        heldContents_.clear();
+    }
 }
 
 void frmHouseInput::removeLastContentRow()

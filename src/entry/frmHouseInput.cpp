@@ -7,6 +7,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QStringListModel>
 
 #include "core/ImagePage.h"
 #include "core/mdlHouse.h"
@@ -81,7 +82,13 @@ void AppendKeepingText(QComboBox* box, const QStringList& items)
 {
     const QString text = box->currentText();
     QSignalBlocker block(box);
-    box->addItems(items);
+    if (box->count() == 0 && !items.isEmpty()) {
+        // An empty box takes the whole list as one plain list model: one item object per entry,
+        // as addItems makes them, was most of the time a house with sixty rows took to open.
+        box->setModel(new QStringListModel(items, box));
+    } else {
+        box->addItems(items);
+    }
     if (box->currentText() != text) {
         box->setCurrentIndex(-1);
         box->setEditText(text);
@@ -261,8 +268,13 @@ void frmHouseInput::StartInput(int mode)
     mdlHouse::InitImagePage(WebImage);
 
     fillDropDowns();
+    holdRowLists_ = true;
     if (mode == 1) loadHouse();
     while (cmbCaption.UBound() < 3) addContentRow();
+    holdRowLists_ = false;
+    rowListsHeld_ = false;
+    heldCaptions_.clear();
+    heldContents_.clear();
     showPage(1);
 }
 

@@ -117,6 +117,13 @@ private:
     void cmdDeleteAllImage_Click();
     void layoutPage2();
 
+    // Nothing is written while StartInput adds its rows, so the caption and value lists read for
+    // its first row serve every row it adds: a house with sixty rows opens in one read, not sixty.
+    bool holdRowLists_ = false;
+    bool rowListsHeld_ = false;
+    QStringList heldCaptions_;
+    QStringList heldContents_;
+
     db::Connection cn;
     db::Recordset rs;
     int inputMode_ = 0;

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <QRegularExpression>
+#include <algorithm>
 
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
@@ -52,7 +53,9 @@ void Recordset::Close()
     eof_ = true;
     names_.clear();
     nameIndex_.clear();
-    rows_.clear();
+    cells_.clear();
+    width_ = 0;
+    rowCount_ = 0;
     current_ = 0;
     updatable_ = false;
     table_.clear();
@@ -139,13 +142,13 @@ bool Recordset::Open(const QString& jetSql, Connection& connection, CursorType c
         return true;
     }
 
-    const int count = sqlite3_column_count(stmt_);
+    // All rows in one array, row after row: a list of 100,000 houses is then one allocation that
+    // grows, not 100,000 small ones to make and free again.
+    width_ = sqlite3_column_count(stmt_);
     int rc;
     while ((rc = sqlite3_step(stmt_)) == SQLITE_ROW) {
-        std::vector<QVariant> row;
-        row.reserve(count);
-        for (int i = 0; i < count; ++i) row.push_back(columnValue(i));
-        rows_.push_back(std::move(row));
+        for (int i = 0; i < width_; ++i) cells_.push_back(columnValue(i));
+        ++rowCount_;
     }
     if (rc != SQLITE_DONE) {
         connection.setError(QString::fromUtf8(sqlite3_errmsg(connection.handle_)));
@@ -156,7 +159,7 @@ bool Recordset::Open(const QString& jetSql, Connection& connection, CursorType c
     stmt_ = nullptr;
     open_ = true;
     current_ = 0;
-    eof_ = rows_.empty();
+    eof_ = rowCount_ == 0;
     return true;
 }
 
@@ -210,7 +213,7 @@ void Recordset::MoveNext()
     dirty_.clear();
     if (keyset_) {
         ++current_;
-        eof_ = current_ >= int(rows_.size());
+        eof_ = current_ >= rowCount_;
     } else {
         eof_ = !stepForward();
     }
@@ -219,7 +222,7 @@ void Recordset::MoveNext()
 int Recordset::RecordCount() const
 {
     if (!open_) return -1;
-    return keyset_ ? int(rows_.size()) : -1;
+    return keyset_ ? rowCount_ : -1;
 }
 
 int Recordset::indexOf(const QString& name) const
@@ -233,8 +236,7 @@ QVariant Recordset::Field(int index) const
     if (!buffer_.empty() && index < int(buffer_.size())) return buffer_[index];
     if (eof_) return QVariant();
     if (keyset_) {
-        const auto& row = rows_[current_];
-        return index < int(row.size()) ? row[index] : QVariant();
+        return index < width_ ? cells_[size_t(current_) * width_ + index] : QVariant();
     }
     return columnValue(index);
 }
@@ -262,7 +264,8 @@ bool Recordset::SetField(const QString& name, const QVariant& value)
     if (buffer_.empty()) {
         // Assigning to the current row starts an edit of it, as the original recordsets did.
         if (eof_) return false;
-        buffer_ = rows_[current_];
+        const auto row = cells_.begin() + ptrdiff_t(current_) * width_;
+        buffer_.assign(row, row + width_);
         dirty_.assign(buffer_.size(), false);
     }
     QVariant stored = value;
@@ -340,11 +343,11 @@ bool Recordset::Update()
             }
         }
         sqlite3_finalize(reread);
-        rows_.push_back(buffer_);
-        current_ = int(rows_.size()) - 1;
+        cells_.insert(cells_.end(), buffer_.begin(), buffer_.end());
+        current_ = rowCount_++;
         eof_ = false;
     } else {
-        rows_[current_] = buffer_;
+        std::copy(buffer_.begin(), buffer_.end(), cells_.begin() + ptrdiff_t(current_) * width_);
     }
     adding_ = false;
     buffer_.clear();

@@ -67,7 +67,9 @@ private:
     QHash<QString, int> nameIndex_;  // lower-case name -> index
 
     // keyset
-    std::vector<std::vector<QVariant>> rows_;
+    std::vector<QVariant> cells_;  // rowCount_ rows of width_ values, row after row
+    int width_ = 0;
+    int rowCount_ = 0;
     int current_ = 0;
 
     // updating

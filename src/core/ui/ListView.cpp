@@ -40,13 +40,16 @@ void ListModel::sort(int column, Qt::SortOrder order)
     const QModelIndexList before = persistentIndexList();
     std::vector<int> order_(rows_.size());
     for (int i = 0; i < int(order_.size()); ++i) order_[i] = i;
-    auto text = [&](int r) -> const QString& {
-        static const QString empty;
+    // Each text is folded once, so the sort compares plain texts: comparing without regard to case
+    // pair by pair folds every text again in each of the n log n comparisons. Folding leaves a text
+    // without capitals (a padded number, most Chinese text) as it is, sharing its storage.
+    std::vector<QString> keys(rows_.size());
+    for (size_t r = 0; r < rows_.size(); ++r) {
         const QStringList& row = rows_[r];
-        return column < row.size() ? row[column] : empty;
-    };
+        if (column < row.size()) keys[r] = row[column].toCaseFolded();
+    }
     std::stable_sort(order_.begin(), order_.end(), [&](int a, int b) {
-        const int c = QString::compare(text(a), text(b), Qt::CaseInsensitive);
+        const int c = QStringView(keys[a]).compare(QStringView(keys[b]), Qt::CaseSensitive);
         return order == Qt::AscendingOrder ? c < 0 : c > 0;
     });
     std::vector<QStringList> sorted;

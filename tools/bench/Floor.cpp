@@ -1,0 +1,59 @@
+#include "Floor.h"
+
+#include <sqlite3.h>
+
+#include <QFile>
+
+#include "core/db/Dialect.h"
+
+namespace bench {
+
+bool RunStatements(const QString& databasePath, const QStringList& jetStatements, std::vector<qint64>* rows)
+{
+    if (rows) rows->clear();
+    sqlite3* handle = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(databasePath).constData(), &handle, SQLITE_OPEN_READWRITE,
+                        nullptr) != SQLITE_OK) {
+        sqlite3_close(handle);
+        return false;
+    }
+    qint64 bytes = 0;
+    bool ok = true;
+    for (QString jet : jetStatements) {
+        const bool firstRowOnly = jet.startsWith(QLatin1Char('\x01'));
+        if (firstRowOnly) jet.remove(0, 1);
+        const QByteArray sql = db::toSqlite(jet).toUtf8();
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(handle, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
+            ok = false;
+            break;
+        }
+        const int columns = sqlite3_column_count(stmt);
+        qint64 count = 0;
+        int rc;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+            for (int c = 0; c < columns; ++c) {
+                sqlite3_column_text(stmt, c);
+                bytes += sqlite3_column_bytes(stmt, c);
+            }
+            ++count;
+            if (firstRowOnly) {
+                rc = SQLITE_DONE;
+                break;
+            }
+        }
+        sqlite3_finalize(stmt);
+        if (rows) rows->push_back(count);
+        if (rc != SQLITE_DONE) {
+            ok = false;
+            break;
+        }
+    }
+    sqlite3_close(handle);
+    // The byte count is used so that the reads cannot be optimised away.
+    static volatile qint64 sink = 0;
+    sink = sink + bytes;
+    return ok;
+}
+
+}  // namespace bench

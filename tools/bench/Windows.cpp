@@ -1,0 +1,295 @@
+#include "Windows.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMetaObject>
+#include <QPushButton>
+
+#include "Floor.h"
+#include "catalogue/HouseQuery.h"
+#include "catalogue/frmHouseList.h"
+#include "core/db/Convert.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/WebBrowser.h"
+#include "entry/EntrySql.h"
+#include "entry/frmHouseInput.h"
+#include "presentation/HouseShowSql.h"
+#include "presentation/frmHouseShow.h"
+
+namespace bench {
+
+namespace {
+
+// Lets the windows finish what the operation queued: layout, the first paint of what changed,
+// deletions of unloaded windows.
+void settle()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
+void unloadWindow(const QString& name)
+{
+    Forms::Unload(name);
+    settle();
+}
+
+// The statements with which StartList fills the query boxes, in its order.
+QStringList queryBoxStatements()
+{
+    return {catalogue::HouseNamesSql(), catalogue::HouseTypesSql(), catalogue::HouseNumbersSql(),
+            catalogue::CaptionsSql(), catalogue::ContentsSql()};
+}
+
+class Measurer {
+public:
+    explicit Measurer(WindowContext& context) : context_(context) {}
+
+    void problem(const QString& text) { context_.report->problems << text; }
+
+    // Adds an operation timed by body (prepare untimed), with the floor of the given statements.
+    Operation& add(const QString& name, const std::function<void()>& body, const QStringList& floorStatements,
+                   const std::function<void()>& prepare = {})
+    {
+        Operation op;
+        op.name = name;
+        auto floor = [&] {
+            if (!RunStatements(context_.databasePath, floorStatements))
+                problem(name + QStringLiteral(": a floor statement failed"));
+        };
+        Measure(&op, body, floorStatements.isEmpty() ? std::function<void()>() : floor, prepare);
+        context_.report->operations.push_back(op);
+        return context_.report->operations.back();
+    }
+
+    // Rows of the last of the statements, read by SQLite alone: what the window should list.
+    qint64 expectedRows(const QString& sql)
+    {
+        std::vector<qint64> rows;
+        return RunStatements(context_.databasePath, {sql}, &rows) && !rows.empty() ? rows.back() : -1;
+    }
+
+private:
+    WindowContext& context_;
+};
+
+// Returns the open catalogue, or nullptr when it did not list every house.
+frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
+{
+    const int houses = context.shape.houses;
+    frmHouseList* list = nullptr;
+    auto listed = [&] { return list ? list->lsvHouse->Model()->Count() : -1; };
+
+    m.add(
+        QStringLiteral("open the catalogue (StartList)"),
+        [&] {
+            list = qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
+            settle();
+        },
+        queryBoxStatements() << catalogue::AllHousesSql() << catalogue::CountHousesSql(),
+        [] { unloadWindow(QStringLiteral("frmHouseList")); });
+    if (!list || listed() != houses) {
+        m.problem(QStringLiteral("the catalogue listed %1 of %2 houses").arg(listed()).arg(houses));
+        return nullptr;
+    }
+
+    catalogue::HouseCriteria byName;
+    byName.houseName = QueriedBuildingName(context.shape);
+    const QString nameSql = catalogue::BuildHouseQuery(byName);
+    m.add(
+        QStringLiteral("query by building name"),
+        [&] {
+            list->cmbHouseName->setEditText(byName.houseName);
+            list->cmdQuery->click();
+            settle();
+        },
+        queryBoxStatements() << nameSql,
+        [&] {
+            list->cmdAll->click();
+            settle();
+        });
+    const qint64 byNameRows = m.expectedRows(nameSql);
+    if (listed() != byNameRows || byNameRows <= 0)
+        m.problem(
+            QStringLiteral("the name query listed %1 houses, SQLite finds %2").arg(listed()).arg(byNameRows));
+
+    catalogue::HouseCriteria byAttribute;
+    byAttribute.caption = QStringLiteral("朝向");
+    byAttribute.content = QStringLiteral("东南");
+    const QString attributeSql = catalogue::BuildHouseQuery(byAttribute);
+    m.add(
+        QStringLiteral("query by attribute caption and value"),
+        [&] {
+            list->cmbCaption->setEditText(byAttribute.caption);
+            list->cmbContent->setEditText(byAttribute.content);
+            list->cmdQuery->click();
+            settle();
+        },
+        queryBoxStatements() << attributeSql,
+        [&] {
+            list->cmdAll->click();
+            settle();
+        });
+    const qint64 byAttributeRows = m.expectedRows(attributeSql);
+    if (listed() != byAttributeRows || byAttributeRows <= 0)
+        m.problem(QStringLiteral("the attribute query listed %1 houses, SQLite finds %2")
+                      .arg(listed())
+                      .arg(byAttributeRows));
+
+    // The attribute query is still active: refresh runs it again.
+    m.add(
+        QStringLiteral("refresh with the attribute query active"),
+        [&] {
+            list->cmdRefresh->click();
+            settle();
+        },
+        queryBoxStatements() << attributeSql);
+    if (listed() != byAttributeRows || list->QuerySql() != attributeSql)
+        m.problem(QStringLiteral("refresh lost the active query"));
+    list->cmdAll->click();
+    settle();
+    return list;
+}
+
+// Selects the big house in the catalogue, as the user does before editing or showing it.
+bool selectBigHouse(frmHouseList* list, const CatalogueShape& shape)
+{
+    // The list is in key order and every key from 1 is there.
+    list->lsvHouse->SelectRow(shape.bigHouse() - 1);
+    return list->lsvHouse->SelectedText() == db::PaddedHouseNumber(shape.bigHouse());
+}
+
+void measureWizard(Measurer& m, const WindowContext& context, frmHouseList* list)
+{
+    const qint32 big = context.shape.bigHouse();
+    // What the wizard runs for an edit: its three drop-downs, the house, its rows with the two
+    // lists they offer, and its pictures.
+    const QStringList statements = {entry::SqlHouseNames(),      entry::SqlHouseTypes(),
+                                    entry::SqlHouseNos(),        entry::SqlLoadHouse(big),
+                                    entry::SqlHouseContent(big), entry::SqlCaptions(),
+                                    entry::SqlContents(),        entry::SqlHouseImages(big)};
+
+    m.add(
+        QStringLiteral("open the entry wizard in edit mode (60 rows, 40 pictures)"),
+        [&] {
+            list->cmdEdit->click();
+            settle();
+        },
+        statements,
+        [&] {
+            unloadWindow(QStringLiteral("frmHouseInput"));
+            if (!selectBigHouse(list, context.shape))
+                m.problem(QStringLiteral("cannot select the big house"));
+        });
+    auto* wizard = qobject_cast<frmHouseInput*>(Forms::Find(QStringLiteral("frmHouseInput")));
+    if (!wizard || wizard->InputMode() != 1 || wizard->AttributeRowCount() != CatalogueShape::bigHouseRows)
+        m.problem(QStringLiteral("the wizard did not open the big house with its %1 rows")
+                      .arg(CatalogueShape::bigHouseRows));
+    unloadWindow(QStringLiteral("frmHouseInput"));
+}
+
+// Processes events until ready() holds or timeoutMs passed; false on the timeout.
+bool waitFor(const std::function<bool()>& ready, int timeoutMs = 10000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!ready()) {
+        if (timer.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+    }
+    return true;
+}
+
+QStringList showStatements(qint32 houseId)
+{
+    return {HouseShowSql::HouseFacts(houseId), HouseShowSql::HouseContents(houseId),
+            HouseShowSql::HouseImages(houseId)};
+}
+
+void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList* list)
+{
+    const qint32 big = context.shape.bigHouse();
+    auto show = [] { return qobject_cast<frmHouseShow*>(Forms::Find(QStringLiteral("frmHouseShow"))); };
+    auto pageLoaded = [&] { return show() && show()->WebImage->IsLoaded(); };
+
+    // From the catalogue's view button to the window with its facts, rows and picture buttons on
+    // screen and its picture page loaded (the page loads in Chromium's own process).
+    m.add(
+        QStringLiteral("open the presentation (60 rows, 40 pictures)"),
+        [&] {
+            list->cmdShow->click();
+            if (!waitFor(pageLoaded))
+                m.problem(QStringLiteral("the presentation's picture page did not load"));
+            settle();
+        },
+        showStatements(big),
+        [&] {
+            if (!selectBigHouse(list, context.shape))
+                m.problem(QStringLiteral("cannot select the big house"));
+        });
+    frmHouseShow* w = show();
+    if (!w || w->cmdImage.UBound() != CatalogueShape::bigHousePictures ||
+        w->lblCaption.UBound() != CatalogueShape::bigHouseRows) {
+        m.problem(QStringLiteral("the presentation did not show the big house's rows and pictures"));
+        return;
+    }
+
+    auto showHouse = [&](qint32 id) {
+        mdlHouse::CurrentHouseID = id;
+        w->ShowHouse();
+        waitFor(pageLoaded);
+        settle();
+    };
+    m.add(
+        QStringLiteral("next house in the presentation (to 3 rows, 2 pictures)"),
+        [&] {
+            w->cmdNext->click();
+            settle();
+        },
+        QStringList{FirstRowOnly(HouseShowSql::NextHouse(big))} + showStatements(big + 1),
+        [&] { showHouse(big); });
+    if (mdlHouse::CurrentHouseID != big + 1) m.problem(QStringLiteral("next did not step to the next house"));
+    m.add(
+        QStringLiteral("previous house in the presentation (to 60 rows, 40 pictures)"),
+        [&] {
+            w->cmdPre->click();
+            settle();
+        },
+        QStringList{FirstRowOnly(HouseShowSql::PreviousHouse(big + 1))} + showStatements(big),
+        [&] { showHouse(big + 1); });
+    if (mdlHouse::CurrentHouseID != big || w->cmdImage.UBound() != CatalogueShape::bigHousePictures)
+        m.problem(QStringLiteral("previous did not step back to the big house"));
+    unloadWindow(QStringLiteral("frmHouseShow"));
+}
+
+}  // namespace
+
+void MeasureWindows(WindowContext& context)
+{
+    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
+    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
+    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
+
+    QMdiArea frame;
+    frame.resize(1280, 800);
+    frame.show();
+    Forms::SetMdiArea(&frame);
+    settle();
+
+    Measurer m(context);
+    frmHouseList* list = measureCatalogue(m, context);
+    if (list) measurePresentation(m, context, list);
+    if (list) measureWizard(m, context, list);
+
+    for (QMdiSubWindow* sub : frame.subWindowList()) sub->close();
+    settle();
+    Forms::SetMdiArea(nullptr);
+}
+
+}  // namespace bench

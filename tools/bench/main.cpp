@@ -1,0 +1,188 @@
+// tavrelo-bench: builds a catalogue of N houses in a temporary program folder and measures the
+// program's windows on it, each operation beside SQLite alone running the same statements, and
+// the program's start to its main window as a process. Prints a table and writes it as JSON.
+#include <sys/resource.h>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QMainWindow>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <cstdio>
+
+#include "Catalogue.h"
+#include "ProcessStart.h"
+#include "Report.h"
+#include "Windows.h"
+#include "core/mdlHouse.h"
+#include "core/ui/MsgBox.h"
+
+namespace {
+
+// The floor under the program's start: this benchmark started again to show an empty main window
+// and quit, with the same libraries loaded and the same platform.
+const char* const kBareWindowOption = "--bare-window";
+
+int runBareWindow(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QMainWindow window;
+    window.showMaximized();
+    QTimer::singleShot(0, &app, [] { QCoreApplication::exit(0); });
+    return app.exec();
+}
+
+long peakRssKb()
+{
+    struct rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+void measureProgramStart(const QString& program, const QString& folder, bench::Report& report)
+{
+    bench::Operation op;
+    op.name = QStringLiteral("program start to main window shown (process)");
+    op.floorName = QStringLiteral("an empty Qt main window started as a process (no SQLite involved)");
+    if (!QFileInfo(program).isExecutable()) {
+        report.problems << QStringLiteral("no program to start at ") + program;
+        return;
+    }
+    // A copy of the program in its own folder beside the catalogue, since the program folder is
+    // the folder of the executable.
+    const QString start = folder + QStringLiteral("/start");
+    QDir().mkpath(start);
+    const QString copy = start + QStringLiteral("/tavrelo");
+    if (!QFile::copy(program, copy) ||
+        !QFile::copy(folder + QStringLiteral("/House.db"), start + QStringLiteral("/House.db"))) {
+        report.problems << QStringLiteral("cannot copy the program and its catalogue to ") + start;
+        return;
+    }
+    QFile::setPermissions(copy, QFile::permissions(program));
+    const QStringList environment = {QStringLiteral("QT_QPA_PLATFORM=offscreen"),
+                                     QStringLiteral("TAVRELO_EXIT_WHEN_SHOWN=1")};
+    const QString self = QCoreApplication::applicationFilePath();
+    bool failed = false;
+    std::vector<double> childCpu;
+    auto timed = [&](const QString& binary, const QStringList& args, long* rss) {
+        return [&, binary, args, rss] {
+            const bench::ProcessRun run = bench::RunProcess(binary, args, environment);
+            if (rss) childCpu.push_back(run.cpuMs);
+            if (!run.ok && !failed) {
+                report.problems << run.error;
+                failed = true;
+            }
+            if (rss) *rss = std::max(*rss, run.peakRssKb);
+        };
+    };
+    // The time includes the process's exit; the spawned program measures itself the same way.
+    bench::Measure(&op, timed(copy, {}, &report.childPeakRssKb),
+                   timed(self, {QLatin1String(kBareWindowOption)}, nullptr));
+    // The processor time that counts is the started program's, not the benchmark's wait.
+    if (childCpu.size() > 1) op.programCpuMs.assign(childCpu.begin() + 1, childCpu.end());
+    report.operations.push_back(op);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    // Offscreen unless told otherwise, and Chromium without its sandbox (it refuses to run as root
+    // with one): the benchmark runs on machines without a screen.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
+        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
+    if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
+
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));
+    parser.addHelpOption();
+    const QCommandLineOption housesOption(QStringLiteral("houses"),
+                                          QStringLiteral("Houses in the catalogue."), QStringLiteral("N"),
+                                          QStringLiteral("100000"));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"), QStringLiteral("Write the figures as JSON here."), QStringLiteral("PATH"));
+    const QCommandLineOption programOption(
+        QStringLiteral("program"),
+        QStringLiteral("The tavrelo whose start is measured (default: beside this one)."),
+        QStringLiteral("PATH"), QCoreApplication::applicationDirPath() + QStringLiteral("/tavrelo"));
+    const QCommandLineOption folderOption(
+        QStringLiteral("folder"),
+        QStringLiteral("Build the program folder here (a new folder) and keep it, for profiling."),
+        QStringLiteral("PATH"));
+    const QCommandLineOption baselineOption(
+        QStringLiteral("baseline"),
+        QStringLiteral("A JSON report of a smaller run: adds the growth of each program time since it."),
+        QStringLiteral("PATH"));
+    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption});
+    parser.process(app);
+
+    bool ok = false;
+    bench::CatalogueShape shape;
+    shape.houses = parser.value(housesOption).toInt(&ok);
+    if (!ok || shape.houses < 10) {
+        std::fprintf(stderr, "tavrelo-bench: --houses wants a whole number of at least 10\n");
+        return 2;
+    }
+
+    QTemporaryDir temporary;
+    QString folder = temporary.path();
+    if (parser.isSet(folderOption)) {
+        folder = QDir(parser.value(folderOption)).absolutePath();
+        if (QFileInfo::exists(folder) || !QDir().mkpath(folder)) {
+            std::fprintf(stderr, "tavrelo-bench: --folder wants a new folder\n");
+            return 2;
+        }
+    } else if (!temporary.isValid()) {
+        std::fprintf(stderr, "tavrelo-bench: cannot make a temporary folder\n");
+        return 1;
+    }
+    bench::Report report;
+    report.houses = shape.houses;
+    QString error;
+    if (parser.isSet(baselineOption) && !bench::ReadBaseline(parser.value(baselineOption), &report, &error)) {
+        std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+        return 2;
+    }
+    QElapsedTimer fill;
+    fill.start();
+    if (!bench::BuildCatalogue(folder, shape, &error)) {
+        std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+        return 1;
+    }
+    report.fillMs = fill.elapsed();
+    mdlHouse::SetProgramFolder(folder);
+
+    // No window may wait for a click here: every message is noted and answered OK (Yes to a
+    // question); none is expected.
+    QStringList messages;
+    ui::SetMsgBoxInterceptor([&messages](const QString& text, ui::Buttons buttons) {
+        messages << text;
+        return buttons == ui::Buttons::YesNo ? ui::Answer::Yes : ui::Answer::Ok;
+    });
+
+    bench::WindowContext context;
+    context.databasePath = folder + QStringLiteral("/House.db");
+    context.shape = shape;
+    context.report = &report;
+    bench::MeasureWindows(context);
+    for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
+    report.peakRssKb = peakRssKb();
+
+    measureProgramStart(parser.value(programOption), folder, report);
+
+    bench::PrintTable(report);
+    if (parser.isSet(jsonOption) && !bench::WriteJson(report, parser.value(jsonOption), &error)) {
+        std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+        return 1;
+    }
+    return report.problems.isEmpty() ? 0 : 1;
+}
