@@ -393,6 +393,9 @@ private:
     QString keyToFocus()
     {
         QWidget* focus = QApplication::focusWidget();
+        // Without an active window (no window manager) Qt reports no focus: the key goes to the
+        // control that has the focus within the window the user works in.
+        if (!focus && lastWindow_) focus = lastWindow_->focusWidget();
         if (!focus || focus->window() == nullptr || !focus->isVisible()) return count(QStringLiteral("key (none)"));
         static const Qt::Key keys[] = {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_Tab,
                                        Qt::Key_Up,     Qt::Key_Down,  Qt::Key_PageUp, Qt::Key_PageDown};
