@@ -1,8 +1,6 @@
 // tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER: opens the program's windows on a real screen
 // (run it under Xvfb) over the catalogue in PROGRAM_FOLDER and saves a picture of the screen for
-// each, for the README. Every window the program is built with is taken: the build defines
-// HAVE_<name> for each window header where the program keeps it (src/<part>/<name>.h), so a
-// window that lands later is in the next run without a change here.
+// each, for the README. The windows are registered exactly as the program registers them.
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
@@ -17,7 +15,6 @@
 #include <QThread>
 #include <algorithm>
 #include <cstdio>
-#include <type_traits>
 #include <utility>
 
 #include "core/db/Connection.h"
@@ -28,27 +25,10 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 
-#ifdef HAVE_frmHouseList
-#include "catalogue/frmHouseList.h"
-#endif
-#ifdef HAVE_frmHouseShow
-#include "presentation/frmHouseShow.h"
-#endif
-#ifdef HAVE_frmHouseInput
-#include "entry/frmHouseInput.h"
-#endif
-#ifdef HAVE_frmAddNewImage
 #include "entry/frmAddNewImage.h"
-#endif
-#ifdef HAVE_frmHouseType
-#include "types/frmHouseType.h"
-#endif
-#ifdef HAVE_frmContent
+#include "entry/frmHouseInput.h"
 #include "types/frmContent.h"
-#endif
-#ifdef HAVE_frmAbout
-#include "about/frmAbout.h"
-#endif
+#include "windows/RegisterWindows.h"
 
 namespace {
 
@@ -104,43 +84,6 @@ bool Save(const QString& name)
     ++g_saved;
     return true;
 }
-
-// Calls a window's public routine with a whole number passed by reference, whatever width the
-// window declares it with; windows without the routine are left alone.
-#define TAVRELO_CALLER(Routine)                                                                      \
-    template <typename T, typename A, typename = void>                                               \
-    struct Can##Routine : std::false_type {                                                          \
-    };                                                                                               \
-    template <typename T, typename A>                                                                \
-    struct Can##Routine<T, A, std::void_t<decltype(std::declval<T&>().Routine(std::declval<A&>()))>> \
-        : std::true_type {                                                                           \
-    };                                                                                               \
-    template <typename T>                                                                            \
-    void Call##Routine(QWidget* w, int value)                                                        \
-    {                                                                                                \
-        auto* form = dynamic_cast<T*>(w);                                                            \
-        if (!form) return;                                                                           \
-        if constexpr (Can##Routine<T, qint16>::value) {                                              \
-            qint16 v = qint16(value);                                                                \
-            form->Routine(v);                                                                        \
-        } else if constexpr (Can##Routine<T, int>::value) {                                          \
-            int v = value;                                                                           \
-            form->Routine(v);                                                                        \
-        } else if constexpr (Can##Routine<T, long>::value) {                                         \
-            long v = value;                                                                          \
-            form->Routine(v);                                                                        \
-        }                                                                                            \
-    }
-
-TAVRELO_CALLER(StartInput)
-TAVRELO_CALLER(GetTypeContent)
-
-template <typename T, typename = void>
-struct CanGetImage : std::false_type {
-};
-template <typename T>
-struct CanGetImage<T, std::void_t<decltype(std::declval<T&>().GetImage())>> : std::true_type {
-};
 
 bool ClickButton(QWidget* root, const QString& name)
 {
@@ -230,27 +173,7 @@ int main(int argc, char* argv[])
         return ui::Answer::Ok;
     });
 
-#ifdef HAVE_frmHouseList
-    Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
-#endif
-#ifdef HAVE_frmHouseShow
-    Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
-#endif
-#ifdef HAVE_frmHouseInput
-    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
-#endif
-#ifdef HAVE_frmAddNewImage
-    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
-#endif
-#ifdef HAVE_frmHouseType
-    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
-#endif
-#ifdef HAVE_frmContent
-    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
-#endif
-#ifdef HAVE_frmAbout
-    Forms::Register(QStringLiteral("frmAbout"), [] { return new frmAbout; });
-#endif
+    windows::RegisterWindows();
 
     frmMain main;
     if (!main.Load()) return 1;
@@ -278,9 +201,8 @@ int main(int argc, char* argv[])
             ClickButton(w, QStringLiteral("cmdImage(1)"));
             Settle(2500);
         }
-#ifdef HAVE_frmHouseInput
         if (name == QLatin1String("frmHouseInput")) {
-            CallStartInput<frmHouseInput>(w, 1);  // edit the showcase house
+            if (auto* wizard = qobject_cast<frmHouseInput*>(w)) wizard->StartInput(1);  // edit the showcase house
             Settle(1500);
             Save(name);
             // The wizard's second page: the pictures with their preview. Editing does not bring
@@ -297,12 +219,9 @@ int main(int argc, char* argv[])
             }
             continue;  // the picture dialog reads the wizard's selection, so the wizard stays open
         }
-#endif
-#ifdef HAVE_frmAddNewImage
         if (name == QLatin1String("frmAddNewImage")) {
-            if constexpr (CanGetImage<frmAddNewImage>::value) {
-                if (Forms::Find(QStringLiteral("frmHouseInput")))
-                    dynamic_cast<frmAddNewImage*>(w)->GetImage();
+            if (Forms::Find(QStringLiteral("frmHouseInput"))) {
+                if (auto* dialog = qobject_cast<frmAddNewImage*>(w)) dialog->GetImage();
             }
             Settle(500);
             Save(name);
@@ -311,13 +230,11 @@ int main(int argc, char* argv[])
             Settle(300);
             continue;
         }
-#endif
-#ifdef HAVE_frmContent
         if (name == QLatin1String("frmContent")) {
-            CallGetTypeContent<frmContent>(w, 2);  // the template of the second type
+            qint16 second = 2;  // the template of the second type
+            if (auto* editor = qobject_cast<frmContent*>(w)) editor->GetTypeContent(second);
             Settle(500);
         }
-#endif
         Save(name);
         // The type manager stays behind its template editor, as the user sees them together.
         if (name != QLatin1String("frmHouseType")) {
