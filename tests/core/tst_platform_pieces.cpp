@@ -30,38 +30,6 @@ public:
     void Resized() override { ++resizes; }
 };
 
-// A short mono 16-bit WAV of a sine tone.
-QString writeWav(const QString& path, int milliseconds)
-{
-    const int rate = 8000;
-    const int samples = rate * milliseconds / 1000;
-    QByteArray data;
-    for (int i = 0; i < samples; ++i) {
-        const qint16 v = qint16(6000 * std::sin(i * 2 * M_PI * 440 / rate));
-        data.append(reinterpret_cast<const char*>(&v), 2);
-    }
-    QByteArray wav;
-    auto u32 = [&](quint32 x) { wav.append(reinterpret_cast<const char*>(&x), 4); };
-    auto u16 = [&](quint16 x) { wav.append(reinterpret_cast<const char*>(&x), 2); };
-    wav.append("RIFF");
-    u32(36 + data.size());
-    wav.append("WAVEfmt ");
-    u32(16);
-    u16(1);
-    u16(1);
-    u32(rate);
-    u32(rate * 2);
-    u16(2);
-    u16(16);
-    wav.append("data");
-    u32(data.size());
-    wav.append(data);
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(wav);
-    return path;
-}
-
 }  // namespace
 
 class tst_platform_pieces : public QObject {
@@ -201,7 +169,7 @@ private slots:
     void the_media_control_reports_the_end_only_when_playback_ends()
     {
         testsupport::ProgramFolder f;
-        const QString wav = writeWav(f.File("Music/tone.wav"), 300);
+        const QString wav = testsupport::MakeWav(f.File("Music/tone.wav"), 300);
         ui::MediaControl mmc;
         QSignalSpy done(&mmc, &ui::MediaControl::Done);
         mmc.SetFileName(wav);

@@ -88,38 +88,6 @@ inline void AddPicture(const testsupport::ProgramFolder& f, qint64 houseId, int 
                .arg(list));
 }
 
-// A mono 16-bit PCM tone of the given length.
-inline QString WriteWav(const QString& path, int milliseconds)
-{
-    const int rate = 8000;
-    const int samples = rate * milliseconds / 1000;
-    QByteArray data;
-    for (int i = 0; i < samples; ++i) {
-        const qint16 v = qint16((i / 10) % 2 ? 3000 : -3000);
-        data.append(reinterpret_cast<const char*>(&v), 2);
-    }
-    QByteArray wav;
-    auto u32 = [&](quint32 x) { wav.append(reinterpret_cast<const char*>(&x), 4); };
-    auto u16 = [&](quint16 x) { wav.append(reinterpret_cast<const char*>(&x), 2); };
-    wav.append("RIFF");
-    u32(36 + data.size());
-    wav.append("WAVEfmt ");
-    u32(16);
-    u16(1);
-    u16(1);
-    u32(rate);
-    u32(rate * 2);
-    u16(2);
-    u16(16);
-    wav.append("data");
-    u32(data.size());
-    wav.append(data);
-    QFile f(path);
-    if (!f.open(QIODevice::WriteOnly)) return QString();
-    f.write(wav);
-    return path;
-}
-
 // MPEG-1 Layer III, 128 kbit/s, 44.1 kHz, mono: frames of silence (empty side information), each
 // 417 bytes and 1152 samples long.
 inline QString WriteMp3(const QString& path, int frames)

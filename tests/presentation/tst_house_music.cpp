@@ -40,7 +40,7 @@ private slots:
     {
         QFETCH(QString, file);
         const QString path = folder->File("Music/" + file);
-        if (file.endsWith(".wav")) WriteWav(path, 400);
+        if (file.endsWith(".wav")) testsupport::MakeWav(path, 400);
         if (file.endsWith(".mp3")) WriteMp3(path, 20);
         if (file.endsWith(".mid")) WriteMidi(path);
         AddType(*folder, 1, "公寓", file);
@@ -68,7 +68,7 @@ private slots:
 
     void toggle_switches_the_tune_off_and_on()
     {
-        WriteWav(folder->File("Music/t.wav"), 300);
+        testsupport::MakeWav(folder->File("Music/t.wav"), 300);
         AddType(*folder, 1, "公寓", "t.wav");
         AddHouse(*folder, 1, "A", "101", 1, 1);
         frmHouseShow* w = frame->Open(1);
@@ -92,7 +92,7 @@ private slots:
 
     void music_switched_off_stays_off_for_the_next_window()
     {
-        WriteWav(folder->File("Music/t.wav"), 300);
+        testsupport::MakeWav(folder->File("Music/t.wav"), 300);
         AddType(*folder, 1, "公寓", "t.wav");
         AddHouse(*folder, 1, "A", "101", 1, 1);
         AddHouse(*folder, 2, "B", "102", 1, 1);
@@ -144,7 +144,7 @@ private slots:
 
     void only_the_end_of_the_tune_starts_it_again()
     {
-        WriteWav(folder->File("Music/long.wav"), 3000);
+        testsupport::MakeWav(folder->File("Music/long.wav"), 3000);
         AddType(*folder, 1, "公寓", "long.wav");
         AddHouse(*folder, 1, "A", "101", 1, 1);
         frmHouseShow* w = frame->Open(1);
@@ -161,7 +161,7 @@ private slots:
 
     void stepping_restarts_the_tune_from_its_beginning()
     {
-        WriteWav(folder->File("Music/long.wav"), 3000);
+        testsupport::MakeWav(folder->File("Music/long.wav"), 3000);
         AddType(*folder, 1, "公寓", "long.wav");
         AddHouse(*folder, 1, "A", "101", 1, 1);
         AddHouse(*folder, 2, "B", "102", 1, 1);
@@ -178,7 +178,7 @@ private slots:
 
     void closing_the_window_closes_the_music()
     {
-        WriteWav(folder->File("Music/long.wav"), 3000);
+        testsupport::MakeWav(folder->File("Music/long.wav"), 3000);
         AddType(*folder, 1, "公寓", "long.wav");
         AddHouse(*folder, 1, "A", "101", 1, 1);
         frmHouseShow* w = frame->Open(1);

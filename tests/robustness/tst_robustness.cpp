@@ -63,31 +63,6 @@ QString extensionOf(const QString& path)
     return dot < 0 ? path : path.mid(dot + 1);
 }
 
-// A short silent WAV file, enough for the media control to open and play.
-QString makeWav(const QString& path)
-{
-    const quint32 samples = 4000;  // half a second at 8 kHz, 8-bit mono
-    QByteArray data;
-    auto u32 = [&data](quint32 v) { for (int i = 0; i < 4; ++i) data.append(char((v >> (8 * i)) & 0xff)); };
-    auto u16 = [&data](quint16 v) { data.append(char(v & 0xff)).append(char(v >> 8)); };
-    data.append("RIFF");
-    u32(36 + samples);
-    data.append("WAVEfmt ");
-    u32(16);
-    u16(1);
-    u16(1);
-    u32(8000);
-    u32(8000);
-    u16(1);
-    u16(8);
-    data.append("data");
-    u32(samples);
-    data.append(QByteArray(int(samples), char(0x80)));
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly)) f.write(data);
-    return path;
-}
-
 // A registry that names a system information program half of the time, so that the About box's
 // button reaches the (intercepted) program start as well as its "not available" notice.
 class CoinRegistry : public about::Registry {
@@ -140,8 +115,8 @@ private:
                                     .arg(sqlText(types[i]), sqlText(QStringLiteral("曲 ") + QString::number(i + 1)),
                                          sqlText(tunes[i]))));
         }
-        makeWav(folder.File(QStringLiteral("Music/tune1.wav")));
-        makeWav(folder.File(QStringLiteral("Music/曲子.wav")));
+        testsupport::MakeWav(folder.File(QStringLiteral("Music/tune1.wav")), 500);
+        testsupport::MakeWav(folder.File(QStringLiteral("Music/曲子.wav")), 500);
         const QStringList buildings = {QStringLiteral("阳光花园"), QStringLiteral("Green Court"),
                                        QStringLiteral("阳光花园"), QStringLiteral("海景大厦")};
         for (int h = 1; h <= 30; ++h) {
@@ -290,8 +265,8 @@ private slots:
             QVERIFY2(QFileInfo::exists(path), qPrintable(path));
             pictures << path;
         }
-        tunes << makeWav(sources.path() + QStringLiteral("/tune 'x'.wav"))
-              << makeWav(sources.path() + QStringLiteral("/背景音乐.wav"));
+        tunes << testsupport::MakeWav(sources.path() + QStringLiteral("/tune 'x'.wav"), 500)
+              << testsupport::MakeWav(sources.path() + QStringLiteral("/背景音乐.wav"), 500);
         const QStringList missing = {sources.path() + QStringLiteral("/不存在的图片.jpeg"),
                                      sources.path() + QStringLiteral("/gone"),
                                      QStringLiteral("/no/such/folder/house.jpeg")};

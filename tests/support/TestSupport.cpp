@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <cmath>
 
 #include "core/db/Connection.h"
 #include "core/mdlHouse.h"
@@ -179,6 +180,38 @@ bool Type(QObject* root, const QString& name, const QString& text)
             QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString(ch), Qt::NoModifier);
     }
     return true;
+}
+
+QString MakeWav(const QString& path, int milliseconds, int frequency)
+{
+    const int rate = 22050;
+    const int samples = rate * milliseconds / 1000;
+    QByteArray data;
+    data.reserve(samples * 2);
+    for (int i = 0; i < samples; ++i) {
+        const qint16 v = qint16(8000 * std::sin(2 * M_PI * frequency * i / double(rate)));
+        data.append(char(v & 0xff)).append(char((v >> 8) & 0xff));
+    }
+    QByteArray wav;
+    auto u32 = [&wav](quint32 x) { for (int i = 0; i < 4; ++i) wav.append(char((x >> (8 * i)) & 0xff)); };
+    auto u16 = [&wav](quint16 x) { wav.append(char(x & 0xff)).append(char(x >> 8)); };
+    wav.append("RIFF");
+    u32(36 + data.size());
+    wav.append("WAVEfmt ");
+    u32(16);
+    u16(1);        // PCM
+    u16(1);        // mono
+    u32(rate);
+    u32(rate * 2);  // bytes per second
+    u16(2);        // block align
+    u16(16);       // bits per sample
+    wav.append("data");
+    u32(data.size());
+    wav.append(data);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly)) return QString();
+    f.write(wav);
+    return path;
 }
 
 QString MakePicture(const QString& path, int width, int height, Qt::GlobalColor color)

@@ -80,6 +80,9 @@ bool Click(QObject* root, const QString& name);
 // Replaces the text of a named text box or combo box by typing it.
 bool Type(QObject* root, const QString& name, const QString& text);
 
+// Writes a mono 16-bit PCM WAV file of a sine tone and returns its path.
+QString MakeWav(const QString& path, int milliseconds, int frequency = 440);
+
 // Writes a small valid picture of the given size (PNG, or by the extension) and returns its path.
 QString MakePicture(const QString& path, int width, int height, Qt::GlobalColor color = Qt::darkCyan);
 

@@ -129,26 +129,4 @@ inline QByteArray ReadFile(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-// A mono 16-bit PCM wave of a sine tone.
-inline void WriteWave(const QString& path, int milliseconds, int frequency = 440)
-{
-    const int rate = 22050;
-    const int samples = rate * milliseconds / 1000;
-    QByteArray data;
-    data.reserve(samples * 2);
-    for (int i = 0; i < samples; ++i) {
-        const qint16 s = qint16(8000 * std::sin(2 * M_PI * frequency * i / double(rate)));
-        data.append(char(s & 0xff)).append(char((s >> 8) & 0xff));
-    }
-    auto le32 = [](quint32 v) {
-        QByteArray b(4, 0);
-        for (int i = 0; i < 4; ++i) b[i] = char((v >> (8 * i)) & 0xff);
-        return b;
-    };
-    auto le16 = [](quint16 v) { return QByteArray(1, char(v & 0xff)) + QByteArray(1, char(v >> 8)); };
-    QByteArray wave = "RIFF" + le32(36 + data.size()) + "WAVE" + "fmt " + le32(16) + le16(1) + le16(1) +
-                      le32(rate) + le32(rate * 2) + le16(2) + le16(16) + "data" + le32(data.size()) + data;
-    WriteFile(path, wave);
-}
-
 }  // namespace typetest

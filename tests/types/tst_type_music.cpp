@@ -141,7 +141,7 @@ private slots:
     void chosen_tune_plays_stops_and_resets_the_button_at_its_end()
     {
         const QString source = elsewhere.path() + "/beep.wav";
-        WriteWave(source, 400);
+        testsupport::MakeWav(source, 400);
         frmHouseType* w = OpenTypes();
         QVERIFY(Click(w, "cmdAddNew"));
         QVERIFY(TypeInto(w->txtHouseType, "loft"));
@@ -175,7 +175,7 @@ private slots:
 
     void a_click_in_the_list_stops_the_tune()
     {
-        WriteWave(musicPath("long.wav"), 3000);
+        testsupport::MakeWav(musicPath("long.wav"), 3000);
         SeedTypes(*folder, 2);
         folder->Exec("Update t_HouseType Set MusicFile = 'long.wav' Where List = 1");
         frmHouseType* w = OpenTypes();
@@ -190,7 +190,7 @@ private slots:
 
     void closing_the_window_stops_the_tune()
     {
-        WriteWave(musicPath("long.wav"), 3000);
+        testsupport::MakeWav(musicPath("long.wav"), 3000);
         SeedTypes(*folder, 1);
         folder->Exec("Update t_HouseType Set MusicFile = 'long.wav'");
         frmHouseType* w = OpenTypes();
