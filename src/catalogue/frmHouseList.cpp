@@ -31,10 +31,6 @@ constexpr int kListTop = 1680;
 constexpr int kButtonWidth = 1000;
 constexpr int kButtonHeight = 375;
 
-void placeTwips(QWidget* w, int left, int top, int width, int height) {
-    w->setGeometry(Px(left), Px(top), Px(width), Px(height));
-}
-
 // Index of a result column by name, without regard to case; -1 when the statement has none.
 int fieldIndex(const db::Recordset& rs, const QString& name) {
     for (int i = 0; i < rs.FieldCount(); ++i) {
@@ -76,7 +72,7 @@ void frmHouseList::setupControls() {
 
     Frame1 = new QGroupBox(QStringLiteral(" 查询内容 "), this);
     Frame1->setObjectName(QStringLiteral("Frame1"));
-    placeTwips(Frame1, kListLeft, 60, 9520, 1260);
+    ui::PlaceTwips(Frame1, kListLeft, 60, 9520, 1260);
 
     constexpr int row1 = 330, row2 = 780, rowHeight = 345;
     lblHouseName = label(Frame1, "lblHouseName", QStringLiteral("名称"));
@@ -92,25 +88,25 @@ void frmHouseList::setupControls() {
     cmbContent = combo(Frame1, "cmbContent");
     cmdQuery = button("cmdQuery", QStringLiteral("查询"), Frame1);
 
-    placeTwips(lblHouseName, 180, row1, 540, rowHeight);
-    placeTwips(cmbHouseName, 720, row1, 2760, rowHeight);
-    placeTwips(lblHouseType, 3660, row1, 540, rowHeight);
-    placeTwips(cmbHouseType, 4200, row1, 1980, rowHeight);
-    placeTwips(lblHouseFloor, 6360, row1, 540, rowHeight);
-    placeTwips(cmbHouseFloor, 6900, row1, 1080, rowHeight);
-    placeTwips(lblHouseNo, 180, row2, 540, rowHeight);
-    placeTwips(cmbHouseNo, 720, row2, 1380, rowHeight);
-    placeTwips(lblOthers, 2280, row2, 540, rowHeight);
-    placeTwips(cmbCaption, 2820, row2, 1800, rowHeight);
-    placeTwips(cmbContent, 4740, row2, 3240, rowHeight);
-    placeTwips(cmdQuery, 8220, row2 - 15, kButtonWidth, kButtonHeight);
+    ui::PlaceTwips(lblHouseName, 180, row1, 540, rowHeight);
+    ui::PlaceTwips(cmbHouseName, 720, row1, 2760, rowHeight);
+    ui::PlaceTwips(lblHouseType, 3660, row1, 540, rowHeight);
+    ui::PlaceTwips(cmbHouseType, 4200, row1, 1980, rowHeight);
+    ui::PlaceTwips(lblHouseFloor, 6360, row1, 540, rowHeight);
+    ui::PlaceTwips(cmbHouseFloor, 6900, row1, 1080, rowHeight);
+    ui::PlaceTwips(lblHouseNo, 180, row2, 540, rowHeight);
+    ui::PlaceTwips(cmbHouseNo, 720, row2, 1380, rowHeight);
+    ui::PlaceTwips(lblOthers, 2280, row2, 540, rowHeight);
+    ui::PlaceTwips(cmbCaption, 2820, row2, 1800, rowHeight);
+    ui::PlaceTwips(cmbContent, 4740, row2, 3240, rowHeight);
+    ui::PlaceTwips(cmdQuery, 8220, row2 - 15, kButtonWidth, kButtonHeight);
 
     lblStatus = label(this, "lblStatus", QStringLiteral("返回记录数"));
-    placeTwips(lblStatus, kListLeft, 1380, 9520, 270);
+    ui::PlaceTwips(lblStatus, kListLeft, 1380, 9520, 270);
 
     lsvHouse = new ui::ListView(this);
     lsvHouse->setObjectName(QStringLiteral("lsvHouse"));
-    placeTwips(lsvHouse, kListLeft, kListTop, kLoadWidth - 580, kLoadHeight - 3000);
+    ui::PlaceTwips(lsvHouse, kListLeft, kListTop, kLoadWidth - 580, kLoadHeight - 3000);
 
     // One row under the list; the exit button sits at the list's right edge.
     cmdShow = button("cmdShow", QStringLiteral("查看"), this);
@@ -123,10 +119,10 @@ void frmHouseList::setupControls() {
     const int buttonTop = kLoadHeight - 1100;
     int left = kListLeft;
     for (QPushButton* b : {cmdShow, cmdEdit, cmdDelete, cmdAddNew, cmdRefresh, cmdAll}) {
-        placeTwips(b, left, buttonTop, kButtonWidth, kButtonHeight);
+        ui::PlaceTwips(b, left, buttonTop, kButtonWidth, kButtonHeight);
         left += kButtonWidth + 120;
     }
-    placeTwips(cmdExit, kListLeft + 9520 - kButtonWidth, buttonTop, kButtonWidth, kButtonHeight);
+    ui::PlaceTwips(cmdExit, kListLeft + 9520 - kButtonWidth, buttonTop, kButtonWidth, kButtonHeight);
 
     connect(cmdQuery, &QPushButton::clicked, this, [this] { cmdQuery_Click(); });
     connect(cmdAll, &QPushButton::clicked, this, [this] { cmdAll_Click(); });

@@ -50,11 +50,6 @@ QPushButton* makeButton(QWidget* parent, const char* name, const QString& text)
     return button;
 }
 
-void place(QWidget* w, int left, int top, int width, int height)
-{
-    w->setGeometry(Px(left), Px(top), Px(width), Px(height));
-}
-
 // The description box shows Qt's line feeds; the stored text keeps the CR LF line ends that the
 // catalogue's earlier installations wrote, so both kinds of rows read alike.
 QString storedIntro(const QString& shown)
@@ -142,26 +137,26 @@ void frmHouseInput::setupControls()
     txtHouseIntro->setTabChangesFocus(true);
     lblCaption = makeLabel(page1, "lblCaption", QStringLiteral("其它属性："));
 
-    place(lblHouseName, kLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
-    place(cmbHouseName, kFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
-    place(lblHouseType, kSecondLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
-    place(cmbHouseType, kSecondFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
-    place(lblHouseNo, kLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
-    place(cmbHouseNo, kFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
-    place(lblHouseFloor, kSecondLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
-    place(cmbHouseFloor, kSecondFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
-    place(Label1, kLabelLeft, kIntroTop + kLabelDrop, kLabelWidth, kLabelHeight);
-    place(txtHouseIntro, kFieldLeft, kIntroTop, kIntroWidth, kIntroHeight);
-    place(lblCaption, kLabelLeft, kFirstRowTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(lblHouseName, kLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(cmbHouseName, kFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
+    ui::PlaceTwips(lblHouseType, kSecondLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(cmbHouseType, kSecondFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
+    ui::PlaceTwips(lblHouseNo, kLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(cmbHouseNo, kFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
+    ui::PlaceTwips(lblHouseFloor, kSecondLabelLeft, kSecondLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(cmbHouseFloor, kSecondFieldLeft, kSecondLineTop, kFieldWidth, kBoxHeight);
+    ui::PlaceTwips(Label1, kLabelLeft, kIntroTop + kLabelDrop, kLabelWidth, kLabelHeight);
+    ui::PlaceTwips(txtHouseIntro, kFieldLeft, kIntroTop, kIntroWidth, kIntroHeight);
+    ui::PlaceTwips(lblCaption, kLabelLeft, kFirstRowTop + kLabelDrop, kLabelWidth, kLabelHeight);
 
     // The hidden design row, one pitch above the first attribute row.
     auto* captionTemplate = makeDropDown(page1, "cmbCaption");
     auto* valueLabelTemplate = makeLabel(page1, "lblContent", QStringLiteral("值："));
     auto* contentTemplate = makeDropDown(page1, "cmbContent");
-    place(captionTemplate, kFieldLeft, kFirstRowTop - kRowPitch, kCaptionWidth, kBoxHeight);
-    place(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop, kValueLabelWidth,
+    ui::PlaceTwips(captionTemplate, kFieldLeft, kFirstRowTop - kRowPitch, kCaptionWidth, kBoxHeight);
+    ui::PlaceTwips(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop, kValueLabelWidth,
           kLabelHeight);
-    place(contentTemplate, kContentLeft, kFirstRowTop - kRowPitch, kContentWidth, kBoxHeight);
+    ui::PlaceTwips(contentTemplate, kContentLeft, kFirstRowTop - kRowPitch, kContentWidth, kBoxHeight);
     cmbCaption.SetTemplate(captionTemplate);
     lblContent.SetTemplate(valueLabelTemplate);
     cmbContent.SetTemplate(contentTemplate);

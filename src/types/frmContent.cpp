@@ -9,23 +9,6 @@
 #include "core/ui/Twips.h"
 #include "types/TypeSql.h"
 
-namespace {
-
-template <typename T>
-T* make(QWidget* parent, const char* name, int left, int top, int width, int height,
-        const QString& text = QString())
-{
-    T* w = new T(parent);
-    w->setObjectName(QLatin1String(name));
-    w->setGeometry(ui::Px(left), ui::Px(top), ui::Px(width), ui::Px(height));
-    if constexpr (!std::is_same_v<T, ui::ListView>) {
-        if (!text.isNull()) w->setText(text);
-    }
-    return w;
-}
-
-}  // namespace
-
 frmContent::frmContent()
 {
     setObjectName(QStringLiteral("frmContent"));
@@ -35,27 +18,27 @@ frmContent::frmContent()
 
 void frmContent::setupControls()
 {
-    lsvContent = make<ui::ListView>(this, "lsvContent", 120, 120, 5700, 3600);
+    lsvContent = ui::MakeControl<ui::ListView>(this, "lsvContent", 120, 120, 5700, 3600);
 
     const int buttonLeft = 6000;
     const int buttonWidth = 1440;
     const int buttonHeight = 405;
     auto button = [&](const char* name, int top, const QString& caption) {
-        return make<QPushButton>(this, name, buttonLeft, top, buttonWidth, buttonHeight, caption);
+        return ui::MakeControl<QPushButton>(this, name, buttonLeft, top, buttonWidth, buttonHeight, caption);
     };
     cmdAddNew = button("cmdAddNew", 120, QStringLiteral("新增"));
     cmdEdit = button("cmdEdit", 600, QStringLiteral("编辑"));
     cmdDelete = button("cmdDelete", 1080, QStringLiteral("删除"));
     cmdClear = button("cmdClear", 1560, QStringLiteral("清空"));
 
-    Label1 = make<QLabel>(this, "Label1", 120, 3900, 900, 330, QStringLiteral("属性："));
-    txtCaption = make<QLineEdit>(this, "txtCaption", 1020, 3870, 4800, 390);
-    Label2 = make<QLabel>(this, "Label2", 120, 4380, 900, 330, QStringLiteral("值："));
-    txtContent = make<QLineEdit>(this, "txtContent", 1020, 4350, 4800, 390);
+    Label1 = ui::MakeControl<QLabel>(this, "Label1", 120, 3900, 900, 330, QStringLiteral("属性："));
+    txtCaption = ui::MakeControl<QLineEdit>(this, "txtCaption", 1020, 3870, 4800, 390);
+    Label2 = ui::MakeControl<QLabel>(this, "Label2", 120, 4380, 900, 330, QStringLiteral("值："));
+    txtContent = ui::MakeControl<QLineEdit>(this, "txtContent", 1020, 4350, 4800, 390);
     cmdEditOK = button("cmdEditOK", 3855, QStringLiteral("确定"));
     cmdEditCancel = button("cmdEditCancel", 4335, QStringLiteral("取消"));
 
-    cmdOK = make<QPushButton>(this, "cmdOK", 4380, 4980, 1440, buttonHeight, QStringLiteral("确定"));
+    cmdOK = ui::MakeControl<QPushButton>(this, "cmdOK", 4380, 4980, 1440, buttonHeight, QStringLiteral("确定"));
     cmdCancel = button("cmdCancel", 4980, QStringLiteral("取消"));
 
     connect(lsvContent, &ui::ListView::ItemDblClick, this, [this](int) { cmdEdit_Click(); });

@@ -25,19 +25,6 @@ const QString kPlaying = QStringLiteral("■");
 const QString kMusicFilter =
     QStringLiteral("音频媒体文件 (*.wav; *.mp3; *.mid)|*.wav; *.mp3; *.mid|所有文件 (*.*)|*.*");
 
-template <typename T>
-T* make(QWidget* parent, const char* name, int left, int top, int width, int height,
-        const QString& text = QString())
-{
-    T* w = new T(parent);
-    w->setObjectName(QLatin1String(name));
-    w->setGeometry(ui::Px(left), ui::Px(top), ui::Px(width), ui::Px(height));
-    if constexpr (!std::is_same_v<T, ui::ListView>) {
-        if (!text.isNull()) w->setText(text);
-    }
-    return w;
-}
-
 QString fieldText(const db::Recordset& rs, const char* name)
 {
     return rs.Field(QLatin1String(name)).toString();
@@ -62,14 +49,14 @@ frmHouseType::frmHouseType()
 
 void frmHouseType::setupControls()
 {
-    lsvType = make<ui::ListView>(this, "lsvType", 120, 120, 6000, 3840);
+    lsvType = ui::MakeControl<ui::ListView>(this, "lsvType", 120, 120, 6000, 3840);
 
     const int buttonLeft = 6270;
     const int buttonWidth = 1440;
     const int buttonHeight = 405;
     auto listButton = [&](const char* name, int index, const QString& caption) {
         const int top = 120 + index * 480;
-        return make<QPushButton>(this, name, buttonLeft, top, buttonWidth, buttonHeight, caption);
+        return ui::MakeControl<QPushButton>(this, name, buttonLeft, top, buttonWidth, buttonHeight, caption);
     };
     cmdAddNew = listButton("cmdAddNew", 0, QStringLiteral("新增"));
     cmdEdit = listButton("cmdEdit", 1, QStringLiteral("编辑"));
@@ -79,21 +66,21 @@ void frmHouseType::setupControls()
     cmdRefresh = listButton("cmdRefresh", 5, QStringLiteral("刷新"));
     cmdContent = listButton("cmdContent", 6, QStringLiteral("属性"));
 
-    lblHouseType = make<QLabel>(this, "lblHouseType", 120, 4140, 1440, 330, QStringLiteral("类型："));
-    txtHouseType = make<QLineEdit>(this, "txtHouseType", 1620, 4110, 3000, 390);
-    lblMusicTitle = make<QLabel>(this, "lblMusicTitle", 120, 4620, 1440, 330, QStringLiteral("背景音乐标题："));
-    txtMusicTitle = make<QLineEdit>(this, "txtMusicTitle", 1620, 4590, 4500, 390);
-    lblMusicFile = make<QLabel>(this, "lblMusicFile", 120, 5100, 1440, 330, QStringLiteral("文件："));
-    txtMusicFile = make<QLineEdit>(this, "txtMusicFile", 1620, 5070, 3540, 390);
+    lblHouseType = ui::MakeControl<QLabel>(this, "lblHouseType", 120, 4140, 1440, 330, QStringLiteral("类型："));
+    txtHouseType = ui::MakeControl<QLineEdit>(this, "txtHouseType", 1620, 4110, 3000, 390);
+    lblMusicTitle = ui::MakeControl<QLabel>(this, "lblMusicTitle", 120, 4620, 1440, 330, QStringLiteral("背景音乐标题："));
+    txtMusicTitle = ui::MakeControl<QLineEdit>(this, "txtMusicTitle", 1620, 4590, 4500, 390);
+    lblMusicFile = ui::MakeControl<QLabel>(this, "lblMusicFile", 120, 5100, 1440, 330, QStringLiteral("文件："));
+    txtMusicFile = ui::MakeControl<QLineEdit>(this, "txtMusicFile", 1620, 5070, 3540, 390);
     cmdOpenMusicFile =
-        make<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420, QStringLiteral("浏览..."));
-    cmdPlay = make<QPushButton>(this, "cmdPlay", buttonLeft, 5055, 600, 420, kStopped);
+        ui::MakeControl<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420, QStringLiteral("浏览..."));
+    cmdPlay = ui::MakeControl<QPushButton>(this, "cmdPlay", buttonLeft, 5055, 600, 420, kStopped);
 
-    cmdEditOK = make<QPushButton>(this, "cmdEditOK", 1620, 5640, 1200, buttonHeight, QStringLiteral("确定"));
+    cmdEditOK = ui::MakeControl<QPushButton>(this, "cmdEditOK", 1620, 5640, 1200, buttonHeight, QStringLiteral("确定"));
     cmdEditCancel =
-        make<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight, QStringLiteral("取消"));
+        ui::MakeControl<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight, QStringLiteral("取消"));
     cmdExit =
-        make<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight, QStringLiteral("退出"));
+        ui::MakeControl<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight, QStringLiteral("退出"));
 
     MMC1 = new ui::MediaControl(this);
     MMC1->setObjectName(QStringLiteral("MMC1"));

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <QString>
+#include <QWidget>
 #include <QtGlobal>
+#include <type_traits>
+#include <utility>
 
 namespace ui {
 
@@ -9,5 +13,31 @@ namespace ui {
 constexpr int kTwipsPerPixel = 15;
 inline int Px(int twips) { return qRound(twips / double(kTwipsPerPixel)); }
 inline int Twips(int px) { return px * kTwipsPerPixel; }
+
+// Places a control by a rectangle given in twips.
+inline void PlaceTwips(QWidget* control, int left, int top, int width, int height)
+{
+    control->setGeometry(Px(left), Px(top), Px(width), Px(height));
+}
+
+template <typename T, typename = void>
+struct HasSetText : std::false_type {};
+template <typename T>
+struct HasSetText<T, std::void_t<decltype(std::declval<T&>().setText(QString()))>> : std::true_type {};
+
+// Makes a named control placed in twips; a control with a text property (label, button, text
+// box) also gets its caption.
+template <typename T>
+T* MakeControl(QWidget* parent, const char* name, int left, int top, int width, int height,
+               const QString& text = QString())
+{
+    auto* control = new T(parent);
+    control->setObjectName(QLatin1String(name));
+    PlaceTwips(control, left, top, width, height);
+    if constexpr (HasSetText<T>::value) {
+        if (!text.isNull()) control->setText(text);
+    }
+    return control;
+}
 
 }  // namespace ui
