@@ -27,6 +27,12 @@ class tst_image_page : public QObject {
     std::unique_ptr<ui::WebBrowser> browser;
 
     QVariant js(const QString& script) { return browser->Evaluate(script); }
+    // "WxH" of the shown picture ("" when there is none) and of the page body's client area.
+    QString pictureSize()
+    {
+        return js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString();
+    }
+    QString bodySize() { return js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(); }
 
     // A browser on the picture page, loaded and laid out at 400 x 400.
     void openPage()
@@ -39,7 +45,7 @@ class tst_image_page : public QObject {
         mdlHouse::InitImagePage(browser.get());
         QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, 60000);
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("400x400"),
+            bodySize(), QString("400x400"),
             30000);
     }
 
@@ -209,7 +215,7 @@ private slots:
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 2, "c", "i", "Images/p.png");
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            pictureSize(),
             QString("400x400"), 30000);
         QCOMPARE(js("document.getElementById('ImageShow').parentNode.id").toString(), QString("Pict"));
         QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100,
@@ -227,14 +233,14 @@ private slots:
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            pictureSize(),
             QString("400x400"), 30000);
         browser->resize(300, 180);
         mdlHouse::FitImage(browser.get());
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
+            pictureSize(),
             QString("300x180"), 30000);
-        QCOMPARE(js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(),
+        QCOMPARE(bodySize(),
                  QString("300x180"));
     }
 
@@ -245,7 +251,7 @@ private slots:
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            pictureSize(),
             QString("400x400"), 30000);
         browser->hide();
         browser->resize(260, 140);
@@ -253,10 +259,10 @@ private slots:
         QTest::qWait(300);
         browser->show();
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(), QString("260x140"),
+            bodySize(), QString("260x140"),
             30000);
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i.width + 'x' + i.height").toString(),
+            pictureSize(),
             QString("260x140"), 30000);
     }
 
@@ -279,7 +285,7 @@ private slots:
         mdlHouse::ShowImage(browser.get(), 2, QString::fromUtf8("客厅 A"),
                             QString::fromUtf8("Tom's 朝南\r采光好"), "Images/p.png");
         QTRY_COMPARE_WITH_TIMEOUT(
-            js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString(),
+            pictureSize(),
             QString("400x400"), 30000);
         QSignalSpy opened(browser.get(), &ui::WebBrowser::PopupOpened);
         // The offscreen platform delivers no mouse input to Chromium, so the picture's own click
