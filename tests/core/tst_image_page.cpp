@@ -32,7 +32,10 @@ class tst_image_page : public QObject {
     {
         return js("var i=document.getElementById('ImageShow'); i ? i.width + 'x' + i.height : ''").toString();
     }
-    QString bodySize() { return js("document.body.clientWidth + 'x' + document.body.clientHeight").toString(); }
+    QString bodySize()
+    {
+        return js("document.body.clientWidth + 'x' + document.body.clientHeight").toString();
+    }
 
     // A browser on the picture page, loaded and laid out at 400 x 400.
     void openPage()
