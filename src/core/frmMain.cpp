@@ -66,6 +66,12 @@ void frmMain::setupControls()
     mnuHouseList = entry(mnuHouse, "mnuHouseList", QStringLiteral("列表"));
     mnuHouseInput = entry(mnuHouse, "mnuHouseInput", QStringLiteral("录入"));
     mnuHouseType = entry(mnuHouse, "mnuHouseType", QStringLiteral("类型"));
+    mnuSales = menu("mnuSales", QStringLiteral("销售"));
+    mnuSalesBoard = entry(mnuSales, "mnuSalesBoard", QStringLiteral("销控表"));
+    mnuHouseSheet = entry(mnuSales, "mnuHouseSheet", QStringLiteral("打印房源单页"));
+    mnuSales->addSeparator();
+    mnuPriceListImport = entry(mnuSales, "mnuPriceListImport", QStringLiteral("导入价目表…"));
+    mnuPriceListExport = entry(mnuSales, "mnuPriceListExport", QStringLiteral("导出价目表…"));
     mnuHelp = menu("mnuHelp", QStringLiteral("帮助"));
     mnuAbout = entry(mnuHelp, "mnuAbout", QStringLiteral("关于"));
 

@@ -36,6 +36,12 @@ public:
     QAction* mnuHouseList;
     QAction* mnuHouseInput;
     QAction* mnuHouseType;
+    // The office's daily tools: the sales board, the house sheet and the price lists.
+    QMenu* mnuSales;
+    QAction* mnuSalesBoard;
+    QAction* mnuHouseSheet;
+    QAction* mnuPriceListImport;
+    QAction* mnuPriceListExport;
     QMenu* mnuHelp;
     QAction* mnuAbout;
 

@@ -45,7 +45,7 @@ private slots:
         QCOMPARE(w.windowTitle(), QString("Tavrelo"));
         QCOMPARE(w.objectName(), QString("frmMain"));
         const QList<QAction*> top = w.menuBar()->actions();
-        QCOMPARE(top.size(), 3);
+        QCOMPARE(top.size(), 4);
         QStringList seen;
         for (QAction* a : top) {
             QStringList entries;
@@ -54,6 +54,8 @@ private slots:
         }
         QCOMPARE(seen, (QStringList{"mnuSystem=系统[mnuExit=退出]",
                                     "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
+                                    "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
+                                    "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…]",
                                     "mnuHelp=帮助[mnuAbout=关于]"}));
     }
 

@@ -79,8 +79,56 @@ bool Connection::Open(const QString& databasePath)
     return true;
 }
 
+void Connection::setError(const QString& message)
+{
+    lastError_ = message;
+    // Some errors (a full disk, an I/O error, no memory) make SQLite roll the whole transaction
+    // back by itself; the connection is then in autocommit mode again and what follows runs
+    // statement by statement.
+    if (inTransaction_ && handle_ && sqlite3_get_autocommit(handle_)) inTransaction_ = false;
+}
+
+bool Connection::BeginTrans()
+{
+    if (!handle_ || inTransaction_) return false;
+    // Immediate: the write lock is taken now (waiting up to the busy timeout), so a second copy
+    // saving at the same moment cannot deadlock the two halfway.
+    char* message = nullptr;
+    if (sqlite3_exec(handle_, "BEGIN IMMEDIATE", nullptr, nullptr, &message) != SQLITE_OK) {
+        lastError_ = QString::fromUtf8(message);
+        sqlite3_free(message);
+        return false;
+    }
+    inTransaction_ = true;
+    return true;
+}
+
+bool Connection::CommitTrans()
+{
+    if (!handle_ || !inTransaction_) return false;
+    inTransaction_ = false;
+    if (sqlite3_get_autocommit(handle_)) return false;  // rolled back by SQLite meanwhile
+    char* message = nullptr;
+    if (sqlite3_exec(handle_, "COMMIT", nullptr, nullptr, &message) != SQLITE_OK) {
+        lastError_ = QString::fromUtf8(message);
+        sqlite3_free(message);
+        if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+        return false;
+    }
+    return true;
+}
+
+void Connection::RollbackTrans()
+{
+    if (!handle_ || !inTransaction_) return;
+    inTransaction_ = false;
+    if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+// An open transaction is rolled back: commit before closing.
 void Connection::Close()
 {
+    inTransaction_ = false;
     if (handle_) {
         // Recordsets finalize their own statements; close_v2 defers the close until they have.
         sqlite3_close_v2(handle_);
@@ -97,7 +145,7 @@ bool Connection::Execute(const QString& jetSql)
     sqlite3_stmt* stmt = nullptr;
     const QByteArray sql = toSqlite(jetSql).toUtf8();
     if (sqlite3_prepare_v2(handle_, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
-        lastError_ = errorText(handle_);
+        setError(errorText(handle_));
         sqlite3_finalize(stmt);
         return false;
     }
@@ -105,7 +153,7 @@ bool Connection::Execute(const QString& jetSql)
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
     }
     const bool ok = rc == SQLITE_DONE;
-    if (!ok) lastError_ = errorText(handle_);
+    if (!ok) setError(errorText(handle_));
     sqlite3_finalize(stmt);
     return ok;
 }

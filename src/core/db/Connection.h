@@ -27,15 +27,56 @@ public:
     // Runs a query into a forward-only, read-only recordset.
     bool Execute(const QString& jetSql, Recordset& result);
 
+    // One window action's save is one transaction, so that a process that dies in the middle
+    // leaves all of it or none of it. Statements that fail inside it are still skipped one by
+    // one, as without a transaction. BeginTrans fails (and the statements then run one by one)
+    // when the connection is closed, a transaction is already open, or the file stays locked.
+    bool BeginTrans();
+    bool CommitTrans();
+    void RollbackTrans();
+    // False again after SQLite rolled the transaction back by itself (a full disk, an I/O error):
+    // the statements after that run without one, each on its own.
+    bool InTransaction() const { return inTransaction_; }
+
     QString LastError() const { return lastError_; }
     sqlite3* Handle() const { return handle_; }
 
 private:
     friend class Recordset;
-    void setError(const QString& message) { lastError_ = message; }
+    void setError(const QString& message);
 
     sqlite3* handle_ = nullptr;
     QString lastError_;
+    bool inTransaction_ = false;
+};
+
+// Begins a transaction on an open connection and commits it when the save is done. Leaving the
+// scope without Commit rolls back; a connection that could not begin one is left as it was.
+class Transaction {
+public:
+    explicit Transaction(Connection& connection) : connection_(connection), began_(connection.BeginTrans()) {}
+    ~Transaction()
+    {
+        if (began_) connection_.RollbackTrans();
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    bool Commit()
+    {
+        if (!began_) return true;
+        began_ = false;
+        return connection_.CommitTrans();
+    }
+    void Rollback()
+    {
+        if (began_) connection_.RollbackTrans();
+        began_ = false;
+    }
+
+private:
+    Connection& connection_;
+    bool began_;
 };
 
 // The five table names, in the order the schema lists them.
