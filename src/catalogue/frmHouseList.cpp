@@ -1,6 +1,8 @@
 #include "catalogue/frmHouseList.h"
 
+#include <QAction>
 #include <QComboBox>
+#include <QSet>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMetaObject>
@@ -8,6 +10,7 @@
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
+#include "core/PriceListExport.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -123,6 +126,14 @@ void frmHouseList::setupControls() {
         left += kButtonWidth + 120;
     }
     ui::PlaceTwips(cmdExit, kListLeft + 9520 - kButtonWidth, buttonTop, kButtonWidth, kButtonHeight);
+
+    // The list's context menu hands the houses it shows, the current query's result, to the
+    // price-list export.
+    mnuExportList = new QAction(QStringLiteral("导出查询结果…"), lsvHouse);
+    mnuExportList->setObjectName(QStringLiteral("mnuExportList"));
+    lsvHouse->setContextMenuPolicy(Qt::ActionsContextMenu);
+    lsvHouse->addAction(mnuExportList);
+    connect(mnuExportList, &QAction::triggered, this, [this] { ExportList(); });
 
     connect(cmdQuery, &QPushButton::clicked, this, [this] { cmdQuery_Click(); });
     connect(cmdAll, &QPushButton::clicked, this, [this] { cmdAll_Click(); });
@@ -338,6 +349,15 @@ void frmHouseList::DeleteHouse() {
     recordset_.Close();
     connection_.Execute(catalogue::DeleteImageSql(key));
     connection_.Close();
+}
+
+void frmHouseList::ExportList() {
+    QSet<qint32> houses;
+    for (const QStringList& row : lsvHouse->Model()->Rows()) {
+        qint32 key = 0;
+        if (db::ToLong(row.value(0), &key)) houses.insert(key);
+    }
+    pricelist::ExportWithDialog(this, &houses);
 }
 
 void frmHouseList::Resized() {

@@ -4,6 +4,7 @@
 #include "core/db/Recordset.h"
 #include "core/ui/Form.h"
 
+class QAction;
 class QComboBox;
 class QGroupBox;
 class QLabel;
@@ -53,6 +54,7 @@ public:
     QPushButton* cmdRefresh;
     QPushButton* cmdAll;
     QPushButton* cmdExit;
+    QAction* mnuExportList;  // the list's context menu: the houses listed, as a price list
 
 protected:
     void Resized() override;
@@ -74,6 +76,7 @@ private:
     void OpenPresentation();
     void OpenEntry(int mode);
     void DeleteHouse();
+    void ExportList();
 
     db::Connection connection_;
     db::Recordset recordset_;

@@ -10,6 +10,7 @@
 #include <QMdiSubWindow>
 #include <QMenuBar>
 
+#include "core/PriceListExport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
@@ -80,6 +81,9 @@ void frmMain::setupControls()
     connect(mnuHouseInput, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseInput")); });
     connect(mnuHouseType, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseType")); });
     connect(mnuAbout, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmAbout")); });
+    connect(mnuPriceListImport, &QAction::triggered, this,
+            [] { Forms::Show(QStringLiteral("frmPriceListImport")); });
+    connect(mnuPriceListExport, &QAction::triggered, this, [this] { pricelist::ExportWithDialog(this); });
 }
 
 bool frmMain::Load()

@@ -6,6 +6,7 @@
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 #include "presentation/frmHouseShow.h"
+#include "pricelist/frmPriceListImport.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -25,6 +26,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     add(QStringLiteral("frmContent"), [] { return new frmContent; });
     add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
+    add(QStringLiteral("frmPriceListImport"), [] { return new frmPriceListImport; });
     return names;
 }
 

@@ -43,6 +43,7 @@ public:
 
 private:
     friend class Recordset;
+    friend class Statement;
     void setError(const QString& message);
 
     sqlite3* handle_ = nullptr;

@@ -1,6 +1,7 @@
 #include "core/ui/FileDialog.h"
 
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QStringList>
 
 namespace ui {
@@ -40,6 +41,25 @@ QString GetOpenFileName(QWidget* parent, const QString& filter, const QString& t
     dialog.setNameFilters(QtNameFilters(filter));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return QString();
     return dialog.selectedFiles().constFirst();
+}
+
+QString GetSaveFileName(QWidget* parent, const QString& filter, const QString& title)
+{
+    if (interceptor()) return interceptor()(filter);
+    QFileDialog dialog(parent, title);
+    dialog.setObjectName(QStringLiteral("FileDialog"));
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setNameFilters(QtNameFilters(filter));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return QString();
+    QString path = dialog.selectedFiles().constFirst();
+    // A name typed without an extension takes the one of the chosen filter.
+    if (QFileInfo(path).suffix().isEmpty()) {
+        const QString chosen = dialog.selectedNameFilter();
+        const int star = chosen.indexOf(QStringLiteral("*."));
+        if (star >= 0) path += chosen.mid(star + 1).section(QLatin1Char(')'), 0, 0).section(QLatin1Char(' '), 0, 0);
+    }
+    return path;
 }
 
 }  // namespace ui

@@ -1,0 +1,114 @@
+#pragma once
+
+#include <QList>
+#include <QPair>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <vector>
+
+namespace db {
+class Connection;
+}
+
+// The catalogue as a price list: one row per house, with its key, building, type, floor, room
+// number, description, one column per attribute caption and its picture files. The export writes
+// it as CSV or XLSX; the import reads the CSV back into a plan that is shown before anything is
+// written, and writes the plan in one transaction.
+namespace pricelist {
+
+// The column titles. The attribute columns stand between 说明 and 图片.
+QString ColumnNumber();    // 序号
+QString ColumnBuilding();  // 楼宇名称
+QString ColumnType();      // 类型
+QString ColumnFloor();     // 楼层
+QString ColumnRoom();      // 房间号
+QString ColumnIntro();     // 说明
+QString ColumnPictures();  // 图片
+// Several values in one cell (pictures, or a caption a house carries twice) are joined with it.
+QString ListSeparator();  // "；"
+
+// ---- export ----
+
+struct Table {
+    QStringList header;
+    std::vector<QStringList> rows;
+};
+
+// Every house with a type, in key order, or only those in `only` when it is given. Captions get
+// their columns in the order of their first appearance among the rows written.
+bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* table, QString* error);
+bool WriteCsv(const Table& table, const QString& path, QString* error);
+bool WriteXlsx(const Table& table, const QString& path, QString* error);
+// Reads the catalogue at databasePath and writes path as XLSX when it ends in ".xlsx" (any case),
+// else as CSV. Returns the number of houses written, or -1 with *error set.
+int ExportCatalogue(const QString& databasePath, const QString& path, const QSet<qint32>* only,
+                    QString* error);
+
+// ---- import ----
+
+enum class LineKind { New, Update, Error };
+
+struct PlanLine {
+    int line = 0;
+    LineKind kind = LineKind::Error;
+    QString reason;      // why the line is refused
+    qint32 houseId = 0;  // the house an update replaces
+    QString numberText;  // 序号 as written
+    QString building;
+    QString type;
+    QString room;
+    QString intro;
+    bool hasIntro = false;  // false when the file has no 说明 column: an update keeps the old text
+    QString floorText;      // 楼层 as written
+    int floor = 0;
+    QList<QPair<QString, QString>> attributes;  // caption, value, in column order
+    QStringList pictureNames;                   // as written in 图片
+    QStringList pictureSources;                 // the files found for them
+};
+
+struct ImportOptions {
+    bool createTypes = false;  // an unknown type is made rather than refused
+};
+
+struct Plan {
+    bool ok = false;  // false: the file itself could not be read; error says why
+    QString error;
+    int errorLine = 0;
+    QString encoding;
+    QChar separator;
+    std::vector<PlanLine> lines;
+    QStringList newTypes;  // types the write will create, in first-appearance order
+    int Count(LineKind kind) const;
+};
+
+// Reads the file and decides, line by line, what the import would do. Nothing is written.
+Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options);
+
+struct WriteResult {
+    bool ok = false;
+    bool cancelled = false;
+    QString error;
+    int added = 0;
+    int updated = 0;
+    int typesCreated = 0;
+    int picturesCopied = 0;
+};
+
+// Called now and then while the plan is written; returning false cancels the import.
+using Progress = std::function<bool(int done, int total)>;
+
+// Writes the accepted lines of the plan in one transaction, all or nothing. Pictures are copied
+// into programFolder/Images under the entry wizard's names; they take their places only once the
+// transaction has committed, so a cancelled or failed import leaves the folder as it was.
+WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QString& programFolder,
+                      const Progress& progress = {});
+
+// "新增", "更新", "错误".
+QString KindText(LineKind kind);
+// "第 3 行：新增 翠湖苑一号楼 201" or "第 4 行：错误 请在"类型"中输入值。": the line as the command
+// line prints it.
+QString ReportLine(const PlanLine& line);
+
+}  // namespace pricelist

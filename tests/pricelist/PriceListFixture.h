@@ -1,0 +1,134 @@
+#pragma once
+
+// Shared by the price-list tests: program folders made by the real tools, the catalogue's rows
+// read back through SQLite, and small sheets written in a chosen encoding.
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStringEncoder>
+#include <QTemporaryDir>
+
+#include "core/db/Connection.h"
+#include "core/db/Statement.h"
+#include "pricelist/sheet/PriceList.h"
+
+namespace pricelistfixture {
+
+struct Run {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+inline QString BinaryDir()
+{
+    return qEnvironmentVariable("TAVRELO_BINARY_DIR");
+}
+
+inline Run RunProgram(const QString& program, const QStringList& args, int timeoutMs = 60000)
+{
+    Run r;
+    QProcess p;
+    p.start(program, args);
+    if (!p.waitForFinished(timeoutMs)) {
+        p.kill();
+        p.waitForFinished();
+        r.err = QStringLiteral("timed out or did not start: ") + program;
+        return r;
+    }
+    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
+}
+
+inline Run RunPriceList(const QStringList& args)
+{
+    return RunProgram(BinaryDir() + QStringLiteral("/tavrelo-pricelist"), args);
+}
+
+// A program folder holding the demo catalogue, written by the real demo tool.
+inline bool MakeDemoFolder(const QString& folder, QString* why)
+{
+    const Run r = RunProgram(BinaryDir() + QStringLiteral("/tools/demo/tavrelo-demo"), {folder});
+    if (r.exitCode != 0) *why = r.err + r.out;
+    return r.exitCode == 0;
+}
+
+// An empty program folder: a fresh House.db, Images/ and Music/.
+inline bool MakeEmptyFolder(const QString& folder)
+{
+    return QDir().mkpath(folder + QStringLiteral("/Images")) &&
+           QDir().mkpath(folder + QStringLiteral("/Music")) &&
+           db::CreateEmptyDatabase(folder + QStringLiteral("/House.db"));
+}
+
+inline bool WriteBytes(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+inline QByteArray ReadBytes(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+inline QByteArray Gb18030(const QString& text)
+{
+    QStringEncoder encoder("GB18030");
+    return encoder.isValid() ? QByteArray(encoder(text)) : QByteArray();
+}
+
+// Every row of the five tables, keys included, as text: two catalogues with the same dump hold
+// the same data.
+inline QStringList Dump(const QString& folder)
+{
+    QStringList out;
+    db::Connection c;
+    if (!c.Open(folder + QStringLiteral("/House.db"))) return {QStringLiteral("cannot open ") + folder};
+    const char* queries[] = {
+        "SELECT TypeID, List, HouseType, MusicTitle, MusicFile FROM t_HouseType ORDER BY TypeID",
+        "SELECT HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID FROM t_House ORDER BY HouseID",
+        "SELECT ContentID, HouseID, Caption, Content, List FROM t_Content ORDER BY ContentID",
+        "SELECT ImageID, HouseID, Caption, Intro, ImageFile, List FROM t_Image ORDER BY ImageID",
+        "SELECT ContentID, TypeID, Caption, Content FROM t_Content_Auto ORDER BY ContentID"};
+    for (const char* sql : queries) {
+        db::Statement s;
+        if (!s.Prepare(c, QString::fromLatin1(sql))) return {QStringLiteral("cannot read ") + folder};
+        while (s.Next()) {
+            QStringList cells;
+            for (int i = 0; i < s.ColumnCount(); ++i) cells << s.Column(i).toString();
+            out << cells.join(QLatin1Char('|'));
+        }
+    }
+    return out;
+}
+
+// The rows of one query, each as its cells joined with "|".
+inline QStringList Rows(const QString& folder, const QString& sql)
+{
+    QStringList out;
+    db::Connection c;
+    db::Statement s;
+    if (!c.Open(folder + QStringLiteral("/House.db")) || !s.Prepare(c, sql))
+        return {QStringLiteral("cannot read")};
+    while (s.Next()) {
+        QStringList cells;
+        for (int i = 0; i < s.ColumnCount(); ++i) cells << s.Column(i).toString();
+        out << cells.join(QLatin1Char('|'));
+    }
+    return out;
+}
+
+inline qint64 Count(const QString& folder, const QString& table)
+{
+    db::Connection c;
+    if (!c.Open(folder + QStringLiteral("/House.db"))) return -1;
+    db::Statement s;
+    if (!s.Prepare(c, QStringLiteral("SELECT COUNT(*) FROM ") + table) || !s.Next()) return -1;
+    return s.Column(0).toLongLong();
+}
+
+}  // namespace pricelistfixture
