@@ -21,7 +21,7 @@ using ui::Px;
 
 namespace {
 
-constexpr int kWidth = 11400;
+constexpr int kWidth = 12600;
 constexpr int kHeight = 7600;
 constexpr int kMargin = 120;
 constexpr int kListTop = 1020;
@@ -79,7 +79,7 @@ void frmPriceListImport::setupControls()
     model->AddColumn(QStringLiteral("类型"), 1200);
     model->AddColumn(QStringLiteral("楼层"), 600);
     model->AddColumn(QStringLiteral("房间号"), 900);
-    model->AddColumn(QStringLiteral("原因"), 4000);
+    model->AddColumn(QStringLiteral("原因"), 5200);
     lsvLines->ApplyColumns();
 
     connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });

@@ -52,6 +52,9 @@ private slots:
             "next house in the presentation (to 3 rows, 2 pictures)",
             "previous house in the presentation (to 60 rows, 40 pictures)",
             "open the entry wizard in edit mode (60 rows, 40 pictures)",
+            "export the catalogue as a CSV price list",
+            "export the catalogue as a XLSX price list",
+            "import a CSV price list of 2000 new units",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {

@@ -15,6 +15,7 @@
 #include <cstdio>
 
 #include "Catalogue.h"
+#include "PriceLists.h"
 #include "ProcessStart.h"
 #include "Report.h"
 #include "Windows.h"
@@ -174,6 +175,7 @@ int main(int argc, char* argv[])
     context.shape = shape;
     context.report = &report;
     bench::MeasureWindows(context);
+    bench::MeasurePriceLists(folder, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
 

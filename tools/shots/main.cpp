@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QFile>
 #include <QElapsedTimer>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -23,6 +24,7 @@
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
 
 #include "entry/frmAddNewImage.h"
@@ -184,7 +186,7 @@ int main(int argc, char* argv[])
     const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
                                  QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
                                  QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
-                                 QStringLiteral("frmAbout")};
+                                 QStringLiteral("frmAbout"),      QStringLiteral("frmPriceListImport")};
     for (const QString& name : windows) {
         if (!Forms::IsRegistered(name)) continue;
         mdlHouse::CurrentHouseID = house;
@@ -229,6 +231,28 @@ int main(int argc, char* argv[])
             Forms::Unload(QStringLiteral("frmHouseInput"));
             Settle(300);
             continue;
+        }
+        if (name == QLatin1String("frmPriceListImport")) {
+            // A price list of the kind an office receives: two units of the demo again, new
+            // units of a new building, and two lines the import refuses.
+            const QString sheet = mdlHouse::ProgramFolder() + QStringLiteral("/金桂园价目表.csv");
+            QFile file(sheet);
+            if (file.open(QIODevice::WriteOnly)) {
+                file.write(QStringLiteral("序号,楼宇名称,类型,楼层,房间号,说明,朝向,单价,状态\r\n"
+                                          "000001,翠湖苑一号楼,一室一厅,2,201,,南,16000元/平方米,已售\r\n"
+                                          ",翠湖苑一号楼,两室一厅,2,202,,南北通透,16500元/平方米,在售\r\n"
+                                          ",金桂园一号楼,两室一厅,3,301,,南北通透,15200元/平方米,在售\r\n"
+                                          ",金桂园一号楼,两室一厅,3,302,,南,15000元/平方米,在售\r\n"
+                                          ",金桂园一号楼,三室两厅,12,1201,顶层,南北通透,17800元/平方米,在售\r\n"
+                                          ",金桂园一号楼,复式,18,1801,,南,19800元/平方米,在售\r\n"
+                                          ",金桂园一号楼,两室一厅,120,1202,,南,15500元/平方米,在售\r\n")
+                               .toUtf8());
+                file.close();
+            }
+            ui::SetFileDialogInterceptor([sheet](const QString&) { return sheet; });
+            ClickButton(w, QStringLiteral("cmdBrowse"));
+            ui::SetFileDialogInterceptor({});
+            Settle(500);
         }
         if (name == QLatin1String("frmContent")) {
             qint16 second = 2;  // the template of the second type
