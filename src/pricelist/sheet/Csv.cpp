@@ -145,16 +145,25 @@ void AppendCsvLine(QByteArray& out, const QStringList& fields)
     for (const QString& f : fields) {
         if (!first) out += ',';
         first = false;
-        const bool quote = f.contains(QLatin1Char(',')) || f.contains(QLatin1Char('"')) ||
-                           f.contains(QLatin1Char('\n')) || f.contains(QLatin1Char('\r'));
+        // One pass over the encoded bytes decides the quoting: the four characters are ASCII, so
+        // they cannot hide inside a multi-byte character.
+        const QByteArray bytes = f.toUtf8();
+        bool quote = false;
+        for (const char c : bytes) {
+            if (c == ',' || c == '"' || c == '\n' || c == '\r') {
+                quote = true;
+                break;
+            }
+        }
         if (!quote) {
-            out += f.toUtf8();
+            out += bytes;
             continue;
         }
-        QString doubled = f;
-        doubled.replace(QLatin1String("\""), QLatin1String("\"\""));
         out += '"';
-        out += doubled.toUtf8();
+        for (const char c : bytes) {
+            if (c == '"') out += '"';
+            out += c;
+        }
         out += '"';
     }
     out += "\r\n";

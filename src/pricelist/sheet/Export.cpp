@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QHash>
-#include <QSaveFile>
 
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
@@ -78,7 +77,6 @@ bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* 
     }
 
     std::vector<HouseRow> rows;
-    QHash<qint64, size_t> rowOf;
     while (houses.Next()) {
         const qint64 id = houses.Column(0).toLongLong();
         if (only && !only->contains(qint32(id))) continue;
@@ -88,7 +86,6 @@ bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* 
         row.fixed << db::PaddedHouseNumber(id) << houses.Column(1).toString() << houses.Column(2).toString()
                   << (floor.isNull() ? QString() : floor.toString()) << houses.Column(4).toString()
                   << houses.Column(5).toString();
-        rowOf.insert(id, rows.size());
         rows.push_back(std::move(row));
     }
 
@@ -97,20 +94,27 @@ bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* 
     // order, so the first sighting of a caption is its first appearance.
     QStringList captions;
     QHash<QString, int> captionColumn;
+    // Both statements walk the houses in key order, so one pass pairs every row with its house.
+    auto houseOf = [&rows](size_t& cursor, qint64 id) -> HouseRow* {
+        while (cursor < rows.size() && rows[cursor].id < id) ++cursor;
+        return cursor < rows.size() && rows[cursor].id == id ? &rows[cursor] : nullptr;
+    };
+    size_t cursor = 0;
     while (contents.Next()) {
-        const auto it = rowOf.constFind(contents.Column(0).toLongLong());
-        if (it == rowOf.constEnd()) continue;
+        HouseRow* house = houseOf(cursor, contents.Column(0).toLongLong());
+        if (!house) continue;
         const QString caption = contents.Column(1).toString();
         auto col = captionColumn.constFind(caption);
         if (col == captionColumn.constEnd()) {
             col = captionColumn.insert(caption, int(captions.size()));
             captions << caption;
         }
-        rows[it.value()].attributes.append({col.value(), contents.Column(2).toString()});
+        house->attributes.append({col.value(), contents.Column(2).toString()});
     }
+    cursor = 0;
     while (images.Next()) {
-        const auto it = rowOf.constFind(images.Column(0).toLongLong());
-        if (it != rowOf.constEnd()) rows[it.value()].pictures << images.Column(1).toString();
+        if (HouseRow* house = houseOf(cursor, images.Column(0).toLongLong()))
+            house->pictures << images.Column(1).toString();
     }
 
     table->header = QStringList{ColumnNumber(), ColumnBuilding(), ColumnType(),
@@ -145,9 +149,21 @@ bool WriteCsv(const Table& table, const QString& path, QString* error)
     out.reserve(int(table.rows.size()) * 160);
     AppendCsvLine(out, table.header);
     for (const QStringList& row : table.rows) AppendCsvLine(out, row);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(out) != out.size() || !file.commit()) {
+    // Written aside and renamed into place: a failure never leaves half a file under the name the
+    // user chose, and an existing file is replaced only by a complete one.
+    const QString part = path + QStringLiteral(".part");
+    QFile file(part);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(out) != out.size()) {
         if (error) *error = QStringLiteral("无法写入文件 %1：%2").arg(path, file.errorString());
+        file.close();
+        QFile::remove(part);
+        return false;
+    }
+    file.close();
+    QFile::remove(path);
+    if (!QFile::rename(part, path)) {
+        QFile::remove(part);
+        if (error) *error = QStringLiteral("无法写入文件 %1").arg(path);
         return false;
     }
     return true;
