@@ -213,6 +213,16 @@ void tst_pricelist_io::gb18030AndUtf8ImportAlike()
         }
         QCOMPARE(dump, reference);
     }
+    // "Unicode text" as spreadsheet programs save it: UTF-16 with its mark.
+    QByteArray utf16("\xFF\xFE");
+    for (const QChar ch : tabbed) {
+        utf16.append(char(ch.unicode() & 0xFF));
+        utf16.append(char(ch.unicode() >> 8));
+    }
+    const pricelist::DecodedText unicode = pricelist::DecodeSpreadsheetText(utf16);
+    QVERIFY(unicode.ok);
+    QCOMPARE(unicode.encoding, QStringLiteral("UTF-16"));
+    QCOMPARE(unicode.text, tabbed);
     // Bytes that are neither UTF-8 nor GB18030 are refused, not guessed.
     const pricelist::DecodedText bad = pricelist::DecodeSpreadsheetText(QByteArray("\x81\x30\xFF\xFF,a\r\n"));
     QVERIFY(!bad.ok);

@@ -174,6 +174,21 @@ void tst_pricelist_window::cancelDuringTheWriteRollsEverythingBack()
     QCOMPARE(QDir(f.File(QStringLiteral("Images"))).entryList(QDir::Files | QDir::Hidden), imagesBefore);
     QVERIFY(Forms::Find(QStringLiteral("frmPriceListImport")));  // the cancel did not close it
 
+    // Closing the window while the lines are written cancels too; the window stays until the
+    // write is undone.
+    disconnect(watch);
+    highest = 0;
+    boxes.Clear();
+    watch = connect(bar, &QProgressBar::valueChanged, w, [&](int value) {
+        highest = qMax(highest, value);
+        if (value == 100) w->Frame()->close();
+    });
+    QVERIFY(Click(w, QStringLiteral("cmdImport")));
+    QCOMPARE(highest, 100);
+    QCOMPARE(boxes.Texts(), QStringList{QStringLiteral("导入已取消，没有写入任何内容。")});
+    QCOMPARE(Dump(f.Path()), before);
+    QVERIFY(Forms::Find(QStringLiteral("frmPriceListImport")));
+
     // Without a cancel the whole sheet goes in, its pictures under the wizard's names.
     disconnect(watch);
     highest = 0;
