@@ -256,6 +256,9 @@ private slots:
         QVERIFY2(waitForSaves(5), "the saving process stopped");
         saver.kill();
         saver.waitForFinished();
+        // No save of the other process failed because a backup was being taken.
+        saved();
+        QVERIFY2(!saverOutput.contains("failed"), saverOutput.right(200).constData());
 
         const backup::Result verified = backup::Verify(archive);
         QVERIFY2(verified.ok, qPrintable(verified.error));

@@ -35,6 +35,7 @@ struct Result {
     qint64 music = 0;
     QList<QPair<QString, qint64>> tables;  // rows per table of the catalogue copy
     QStringList kept;                      // what restore kept as .bak
+    qint64 snapshotMs = -1;                // how long create held the catalogue for its copy
 };
 
 // Writes ARCHIVE. Its name picks the format: .tar.zst (the default we recommend), .tar.gz/.tgz,

