@@ -2,6 +2,8 @@
 // process keeps saving houses through the data layer; the archive is verified and restored into
 // an empty folder and compared table by table and file by file. Damaged and cut-short archives
 // and every refusal leave the program folder exactly as it was.
+#include <archive.h>
+#include <archive_entry.h>
 #include <sqlite3.h>
 
 #include <QCryptographicHash>
@@ -15,6 +17,7 @@
 #include <QTest>
 
 #include "Backup.h"
+#include "Manifest.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
 
@@ -152,6 +155,42 @@ void truncateTo(const QString& from, const QString& to, qint64 size)
     QFile out(to);
     QVERIFY(out.open(QIODevice::WriteOnly));
     QCOMPARE(out.write(in.read(size)), size);
+}
+
+// Writes a .tar by hand with the entries given (name, content; a content starting with "->" makes
+// a symbolic link to the rest) and a manifest that lists every plain entry with its true size and
+// SHA-256: an archive that passes every checksum yet has what no backup may hold.
+bool writeCraftedTar(const QString& path, const QList<QPair<QString, QByteArray>>& entries)
+{
+    backup::Manifest manifest;
+    manifest.created = QStringLiteral("2026-01-01T00:00:00Z");
+    for (const char* table : db::kTableNames)
+        manifest.tables << qMakePair(QString::fromLatin1(table), qint64(0));
+    archive* a = archive_write_new();
+    archive_write_set_format_pax_restricted(a);
+    if (archive_write_open_filename(a, QFile::encodeName(path).constData()) != ARCHIVE_OK) return false;
+    auto add = [&](const QString& name, const QByteArray& data, bool link) {
+        archive_entry* e = archive_entry_new();
+        archive_entry_set_pathname(e, name.toUtf8().constData());
+        archive_entry_set_filetype(e, link ? AE_IFLNK : AE_IFREG);
+        archive_entry_set_perm(e, 0644);
+        if (link) archive_entry_set_symlink(e, data.constData());
+        archive_entry_set_size(e, link ? 0 : data.size());
+        archive_write_header(a, e);
+        if (!link) archive_write_data(a, data.constData(), size_t(data.size()));
+        archive_entry_free(e);
+    };
+    for (const auto& entry : entries) {
+        const bool link = entry.second.startsWith("->");
+        add(entry.first, link ? entry.second.mid(2) : entry.second, link);
+        if (!link)
+            manifest.files << backup::FileSum{entry.first, entry.second.size(),
+                                              backup::Sha256Hex(entry.second)};
+    }
+    add(QString::fromLatin1(backup::kManifestName), manifest.Text(), false);
+    const bool ok = archive_write_close(a) == ARCHIVE_OK;
+    archive_write_free(a);
+    return ok;
 }
 
 }  // namespace
@@ -509,6 +548,55 @@ private slots:
             QCOMPARE(
                 value(folder + QStringLiteral("/House.db"), QStringLiteral("SELECT count(*) FROM t_House")),
                 QStringLiteral("200"));
+        }
+    }
+
+    void entriesThatDoNotBelongAreRefused()
+    {
+        QFile db(smallFolder_ + QStringLiteral("/House.db"));
+        QVERIFY(db.open(QIODevice::ReadOnly));
+        const QByteArray catalogue = db.readAll();
+        const QString outside = work_.filePath(QStringLiteral("escaped.txt"));
+        struct Case {
+            QString name;
+            QList<QPair<QString, QByteArray>> entries;
+            QString expected;  // in the refusal
+        };
+        const QList<Case> cases = {
+            {QStringLiteral("climbs out"),
+             {{QStringLiteral("House.db"), catalogue}, {QStringLiteral("Images/../../escaped.txt"), "x"}},
+             QStringLiteral("Images/../../escaped.txt does not belong")},
+            {QStringLiteral("absolute"),
+             {{QStringLiteral("House.db"), catalogue}, {outside, "x"}},
+             outside + QStringLiteral(" does not belong")},
+            {QStringLiteral("other folder"),
+             {{QStringLiteral("House.db"), catalogue}, {QStringLiteral("Scripts/run.sh"), "x"}},
+             QStringLiteral("Scripts/run.sh does not belong")},
+            {QStringLiteral("link"),
+             {{QStringLiteral("House.db"), catalogue}, {QStringLiteral("Images/a.jpg"), "->/etc/passwd"}},
+             QStringLiteral("Images/a.jpg is not a plain file")},
+            {QStringLiteral("no catalogue"),
+             {{QStringLiteral("Images/a.jpg"), "x"}},
+             QStringLiteral("it holds no House.db")},
+            {QStringLiteral("not a catalogue"),
+             {{QStringLiteral("House.db"), QByteArray(8192, 'x')}},
+             QStringLiteral("the catalogue in the archive is damaged")},
+        };
+        int n = 0;
+        for (const auto& c : cases) {
+            const QString archive = work_.filePath(QStringLiteral("crafted%1.tar").arg(++n));
+            QVERIFY(writeCraftedTar(archive, c.entries));
+            const Run verify = runTool({QStringLiteral("verify"), archive});
+            QVERIFY2(verify.exitCode == 1, qPrintable(c.name));
+            QVERIFY2(verify.err.contains(c.expected), qPrintable(c.name + QStringLiteral(": ") + verify.err));
+            const QString folder = work_.filePath(QStringLiteral("crafted-target%1").arg(n));
+            QVERIFY(QDir().mkpath(folder));
+            const Run restore = runTool({QStringLiteral("restore"), archive, folder});
+            QVERIFY2(restore.exitCode == 1, qPrintable(c.name + QLatin1Char(' ') + restore.err));
+            QVERIFY2(restore.err.contains(c.expected),
+                     qPrintable(c.name + QStringLiteral(": ") + restore.err));
+            QVERIFY2(folderState(folder).isEmpty(), qPrintable(c.name));
+            QVERIFY(!QFileInfo::exists(outside));
         }
     }
 
