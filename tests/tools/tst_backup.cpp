@@ -624,9 +624,26 @@ private slots:
         QVERIFY2(r.err.contains(QStringLiteral("not a Tavrelo catalogue")), qPrintable(r.err));
         QCOMPARE(folderState(work_.path()), notCatalogueBefore);
         QVERIFY(before.size() + 2 == notCatalogueBefore.size());
+        const auto smallBefore = folderState(smallFolder_);
+        r = runTool(
+            {QStringLiteral("create"), smallFolder_, smallFolder_ + QStringLiteral("/Images/self.tar")});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains(QStringLiteral("put the archive outside Images and Music")),
+                 qPrintable(r.err));
+        QCOMPARE(folderState(smallFolder_), smallBefore);
         r = runTool({QStringLiteral("verify"), work_.filePath(QStringLiteral("missing.tar.zst"))});
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains(QStringLiteral("does not exist")), qPrintable(r.err));
+    }
+
+    void createWithoutAFolderBacksUpTheProgramsOwn()
+    {
+        // The tool sits beside tavrelo and its House.db in the build folder.
+        const QString archive = work_.filePath(QStringLiteral("default.tar.zst"));
+        const Run r = runTool({QStringLiteral("create"), archive});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY2(r.out.contains(QStringLiteral(" from ") + binaryDir()), qPrintable(r.out));
+        QCOMPARE(runTool({QStringLiteral("verify"), archive}).exitCode, 0);
     }
 
     void usageErrorsExitTwo()

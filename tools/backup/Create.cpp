@@ -242,6 +242,15 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
                 .arg(archivePath);
         return result;
     }
+    // An archive inside Images or Music would be carried along by every later backup.
+    for (const char* sub : {"Images", "Music"}) {
+        const QString inside = QDir::cleanPath(folder.filePath(QLatin1String(sub))) + QLatin1Char('/');
+        if (QDir::cleanPath(archiveInfo.absoluteFilePath()).startsWith(inside)) {
+            result.error = QStringLiteral("%1 is inside %2; put the archive outside Images and Music")
+                               .arg(archivePath, inside);
+            return result;
+        }
+    }
     if (!archiveInfo.absoluteDir().exists()) {
         result.error = QStringLiteral("the folder of %1 does not exist").arg(archivePath);
         return result;

@@ -104,7 +104,7 @@ int main(int argc, char* argv[])
     if (command == QLatin1String("create") && (positional.size() == 1 || positional.size() == 2)) {
         const QString folder = positional.size() == 2 ? positional[0] : folders::DefaultProgramFolder();
         result = backup::Create(folder, positional.last(), progress);
-        if (result.ok) print(stdout, QStringLiteral("Wrote %1\n").arg(positional.last()));
+        if (result.ok) print(stdout, QStringLiteral("Wrote %1 from %2\n").arg(positional.last(), folder));
     } else if (command == QLatin1String("verify") && positional.size() == 1) {
         result = backup::Verify(positional[0], progress);
         if (result.ok) print(stdout, QStringLiteral("%1 is complete and intact.\n").arg(positional[0]));
