@@ -514,6 +514,67 @@ private slots:
             1);
     }
 
+    void replaceAfterACrashKeepsTheOldCatalogueWithItsJournal()
+    {
+        // A program killed in the middle of a save leaves House.db half written with a hot
+        // journal beside it. Made here by copying both files while a large save is still open.
+        const QString live = work_.filePath(QStringLiteral("crash-live"));
+        QVERIFY(QDir().mkpath(live));
+        QVERIFY(db::CreateEmptyDatabase(live + QStringLiteral("/House.db")));
+        QVERIFY(fill(live, 300, 100));
+        const QString contentSql = QStringLiteral("SELECT * FROM t_Content ORDER BY ContentID");
+        const QStringList oldRows = rows(live + QStringLiteral("/House.db"), contentSql);
+        const QString crashed = work_.filePath(QStringLiteral("crashed"));
+        QVERIFY(QDir().mkpath(crashed + QStringLiteral("/Images")));
+        sqlite3* h = nullptr;
+        QCOMPARE(sqlite3_open(QFile::encodeName(live + QStringLiteral("/House.db")).constData(), &h),
+                 SQLITE_OK);
+        QCOMPARE(sqlite3_exec(
+                     h, "PRAGMA cache_size = 2; BEGIN; UPDATE t_Content SET Content = Content || ' changed'",
+                     nullptr, nullptr, nullptr),
+                 SQLITE_OK);
+        QVERIFY(QFileInfo(live + QStringLiteral("/House.db-journal")).size() > 0);
+        for (const QString& name : {QStringLiteral("/House.db"), QStringLiteral("/House.db-journal")})
+            QVERIFY(QFile::copy(live + name, crashed + name));
+        sqlite3_exec(h, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close(h);
+
+        // A backup of such a folder finishes the interrupted save's rollback first, as the
+        // program's own start would, and holds the catalogue as it was before that save.
+        const QString source = work_.filePath(QStringLiteral("crash-source"));
+        QVERIFY(QDir().mkpath(source));
+        for (const QString& name : {QStringLiteral("/House.db"), QStringLiteral("/House.db-journal")})
+            QVERIFY(QFile::copy(crashed + name, source + name));
+        const QString archive = work_.filePath(QStringLiteral("crash.tar.zst"));
+        QCOMPARE(runTool({QStringLiteral("create"), source, archive}).exitCode, 0);
+        const QString unpacked = work_.filePath(QStringLiteral("crash-unpacked"));
+        QCOMPARE(runTool({QStringLiteral("restore"), archive, unpacked}).exitCode, 0);
+        QCOMPARE(rows(unpacked + QStringLiteral("/House.db"), contentSql), oldRows);
+
+        // Without --replace: refused, and the interrupted save is not even rolled back.
+        const auto before = folderState(crashed);
+        const Run refused = runTool({QStringLiteral("restore"), smallArchive_, crashed});
+        QCOMPARE(refused.exitCode, 1);
+        QVERIFY2(refused.err.contains(QStringLiteral("journal of an interrupted save")),
+                 qPrintable(refused.err));
+        QCOMPARE(folderState(crashed), before);
+
+        const Run r =
+            runTool({QStringLiteral("restore"), QStringLiteral("--replace"), smallArchive_, crashed});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY(QFileInfo(crashed + QStringLiteral("/House.db.bak-journal")).size() > 0);
+        // The restored catalogue is whole, and nothing of the interrupted save is replayed into it.
+        const QString restored = crashed + QStringLiteral("/House.db");
+        QVERIFY(!QFileInfo::exists(restored + QStringLiteral("-journal")));
+        QCOMPARE(value(restored, QStringLiteral("PRAGMA integrity_check")), QStringLiteral("ok"));
+        QCOMPARE(rows(restored, contentSql), rows(smallFolder_ + QStringLiteral("/House.db"), contentSql));
+        // The kept catalogue is the old one as it stood before the interrupted save.
+        const QString kept = crashed + QStringLiteral("/House.db.bak");
+        QCOMPARE(value(kept, QStringLiteral("PRAGMA integrity_check")), QStringLiteral("ok"));
+        QCOMPARE(rows(kept, contentSql), oldRows);
+        QVERIFY(!QFileInfo::exists(kept + QStringLiteral("-journal")));
+    }
+
     void restoreOverAnEmptyCatalogueNeedsNoReplaceAndKeepsNoBak()
     {
         const QString folder = work_.filePath(QStringLiteral("fresh"));

@@ -43,8 +43,10 @@ QString sqliteError(sqlite3* handle)
 bool snapshotCatalogue(const QString& source, QByteArray* image, QList<QPair<QString, qint64>>* tables,
                        qint64* heldMs, QString* error)
 {
+    // Read-write, as the program opens it: a save that a crash interrupted left a hot journal,
+    // and only a writer may roll it back (a file we may not write is opened read-only anyway).
     sqlite3* from = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(source).constData(), &from, SQLITE_OPEN_READONLY, nullptr) !=
+    if (sqlite3_open_v2(QFile::encodeName(source).constData(), &from, SQLITE_OPEN_READWRITE, nullptr) !=
         SQLITE_OK) {
         *error = QStringLiteral("cannot open %1: %2").arg(source, sqliteError(from));
         sqlite3_close(from);

@@ -18,6 +18,25 @@ namespace backup {
 namespace {
 
 const QStringList kPieces = {QStringLiteral("House.db"), QStringLiteral("Images"), QStringLiteral("Music")};
+// Files SQLite keeps beside a catalogue. They belong to that one file: a journal left by an
+// interrupted save must go wherever its House.db goes, or SQLite would play it back into the
+// restored catalogue.
+const QStringList kCompanions = {QStringLiteral("-journal"), QStringLiteral("-wal"), QStringLiteral("-shm")};
+
+bool existsOrLink(const QString& path)
+{
+    return QFileInfo::exists(path) || QFileInfo(path).isSymLink();
+}
+
+// The piece with the companions that are there ("House.db", "House.db-journal"; "Images").
+QStringList withCompanions(const QDir& folder, const QString& piece)
+{
+    QStringList names{piece};
+    if (piece == kPieces[0])
+        for (const QString& suffix : kCompanions)
+            if (existsOrLink(folder.filePath(piece + suffix))) names << piece + suffix;
+    return names;
+}
 
 void fillCounts(const Manifest& manifest, Result* result)
 {
@@ -143,27 +162,38 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
         if (QFileInfo::exists(database)) {
             const int state = catalogueState(database);
             if (state != 0 && !options.replace) {
-                result.error = state > 0
-                                   ? QStringLiteral(
-                                         "%1 already holds a catalogue; give --replace to replace it "
-                                         "(it is then kept as House.db.bak)")
-                                         .arg(database)
-                                   : QStringLiteral(
-                                         "%1 cannot be read as a catalogue; give --replace to replace it "
-                                         "(it is then kept as House.db.bak)")
-                                         .arg(database);
+                const bool journal = withCompanions(folder, kPieces[0]).size() > 1;
+                if (state > 0)
+                    result.error = QStringLiteral(
+                                       "%1 already holds a catalogue; give --replace to replace it "
+                                       "(it is then kept as House.db.bak)")
+                                       .arg(database);
+                else if (journal)
+                    result.error = QStringLiteral(
+                                       "%1 has the journal of an interrupted save beside it; start "
+                                       "Tavrelo once to finish that, or give --replace to replace "
+                                       "it (it is then kept as House.db.bak with its journal)")
+                                       .arg(database);
+                else
+                    result.error = QStringLiteral(
+                                       "%1 cannot be read as a catalogue; give --replace to replace "
+                                       "it (it is then kept as House.db.bak)")
+                                       .arg(database);
                 return result;
             }
             (state == 0 ? drop : keep) << kPieces[0];
         }
         for (const QString& sub : {kPieces[1], kPieces[2]}) {
             const QString path = folder.filePath(sub);
-            if (!QFileInfo::exists(path) && !QFileInfo(path).isSymLink()) continue;
+            if (!existsOrLink(path)) continue;
             (isEmptyFolder(path) ? drop : keep) << sub;
         }
         for (const QString& piece : keep) {
-            const QString bak = folder.filePath(piece + QStringLiteral(".bak"));
-            if (QFileInfo::exists(bak) || QFileInfo(bak).isSymLink()) {
+            QString bak = folder.filePath(piece + QStringLiteral(".bak"));
+            if (piece == kPieces[0])
+                for (const QString& suffix : kCompanions)
+                    if (existsOrLink(bak + suffix)) bak += suffix;
+            if (existsOrLink(bak)) {
                 result.error = QStringLiteral(
                                    "%1 is already there; move it away first, so that nothing "
                                    "kept earlier is lost")
@@ -237,15 +267,23 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
     };
     const QString trash = staging + QStringLiteral("/.replaced");
     QDir().mkpath(trash);
+    // House.db.bak-journal is the name SQLite looks for beside House.db.bak, so a kept
+    // catalogue with an interrupted save still rolls back when it is opened.
     for (const QString& piece : keep) {
-        const Move m{folder.filePath(piece), folder.filePath(piece + QStringLiteral(".bak"))};
-        if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
-        done << m;
+        for (const QString& name : withCompanions(folder, piece)) {
+            const QString kept = piece + QStringLiteral(".bak") + name.mid(piece.size());
+            const Move m{folder.filePath(name), folder.filePath(kept)};
+            if (!renamePath(m.from, m.to))
+                return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
+            done << m;
+        }
     }
     for (const QString& piece : drop) {
-        const Move m{folder.filePath(piece), trash + QLatin1Char('/') + piece};
-        if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot move %1 aside").arg(m.from));
-        done << m;
+        for (const QString& name : withCompanions(folder, piece)) {
+            const Move m{folder.filePath(name), trash + QLatin1Char('/') + name};
+            if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot move %1 aside").arg(m.from));
+            done << m;
+        }
     }
     for (const QString& piece : kPieces) {
         const Move m{staging + QLatin1Char('/') + piece, folder.filePath(piece)};
