@@ -2,13 +2,7 @@
 // process keeps saving houses through the data layer; the archive is verified and restored into
 // an empty folder and compared table by table and file by file. Damaged and cut-short archives
 // and every refusal leave the program folder exactly as it was.
-#include <archive.h>
-#include <archive_entry.h>
-#include <sqlite3.h>
-
-#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
@@ -17,183 +11,11 @@
 #include <QTest>
 
 #include "Backup.h"
-#include "Manifest.h"
+#include "BackupFixture.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
 
-namespace {
-
-QString binaryDir()
-{
-    return qEnvironmentVariable("TAVRELO_BINARY_DIR");
-}
-
-QString toolPath()
-{
-    return binaryDir() + QStringLiteral("/tavrelo-backup");
-}
-
-QString helperPath()
-{
-    return binaryDir() + QStringLiteral("/tests/backup-catalogue");
-}
-
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run runTool(const QStringList& args)
-{
-    QProcess p;
-    p.start(toolPath(), args);
-    Run r;
-    if (!p.waitForFinished(120000)) {
-        p.kill();
-        p.waitForFinished();
-        r.err = QStringLiteral("did not finish");
-        return r;
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(p.readAllStandardError());
-    return r;
-}
-
-bool fill(const QString& folder, int houses, int pictureBytes)
-{
-    QProcess p;
-    p.start(helperPath(),
-            {QStringLiteral("fill"), folder, QString::number(houses), QString::number(pictureBytes)});
-    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-}
-
-// Rows of a query, every value as text (NULL as "<null>"), straight from SQLite.
-QStringList rows(const QString& database, const QString& sql)
-{
-    QStringList out;
-    sqlite3* h = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(database).constData(), &h, SQLITE_OPEN_READWRITE, nullptr) !=
-        SQLITE_OK) {
-        sqlite3_close(h);
-        return {QStringLiteral("<cannot open>")};
-    }
-    sqlite3_busy_timeout(h, 10000);
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v2(h, sql.toUtf8().constData(), -1, &st, nullptr) != SQLITE_OK) {
-        out << QStringLiteral("<error %1>").arg(QString::fromUtf8(sqlite3_errmsg(h)));
-    } else {
-        while (sqlite3_step(st) == SQLITE_ROW) {
-            QStringList cells;
-            for (int i = 0; i < sqlite3_column_count(st); ++i)
-                cells << (sqlite3_column_type(st, i) == SQLITE_NULL
-                              ? QStringLiteral("<null>")
-                              : QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i))));
-            out << cells.join(QLatin1Char('|'));
-        }
-    }
-    sqlite3_finalize(st);
-    sqlite3_close(h);
-    return out;
-}
-
-QString value(const QString& database, const QString& sql)
-{
-    const QStringList r = rows(database, sql);
-    return r.isEmpty() ? QString() : r.first();
-}
-
-QByteArray fileHash(const QString& path)
-{
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return QByteArray("<unreadable>");
-    QCryptographicHash h(QCryptographicHash::Sha256);
-    h.addData(&f);
-    return h.result().toHex();
-}
-
-// Every file and folder below root (hidden ones too) with the hash of its content: two equal
-// maps mean nothing in the folder changed.
-QMap<QString, QByteArray> folderState(const QString& root)
-{
-    QMap<QString, QByteArray> state;
-    QDirIterator it(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        const QString rel = QDir(root).relativeFilePath(it.filePath());
-        state.insert(rel, it.fileInfo().isDir() ? QByteArray("<dir>") : fileHash(it.filePath()));
-    }
-    return state;
-}
-
-QStringList filesBelow(const QString& root)
-{
-    QStringList names;
-    QDirIterator it(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) names << QDir(root).relativeFilePath(it.next());
-    names.sort();
-    return names;
-}
-
-void flipBytes(const QString& path, qint64 at, int count)
-{
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::ReadWrite));
-    QVERIFY(f.seek(at));
-    QByteArray bytes = f.read(count);
-    for (char& c : bytes) c = char(c ^ 0x5a);
-    QVERIFY(f.seek(at));
-    QCOMPARE(f.write(bytes), qint64(bytes.size()));
-}
-
-void truncateTo(const QString& from, const QString& to, qint64 size)
-{
-    QFile in(from);
-    QVERIFY(in.open(QIODevice::ReadOnly));
-    QFile out(to);
-    QVERIFY(out.open(QIODevice::WriteOnly));
-    QCOMPARE(out.write(in.read(size)), size);
-}
-
-// Writes a .tar by hand with the entries given (name, content; a content starting with "->" makes
-// a symbolic link to the rest) and a manifest that lists every plain entry with its true size and
-// SHA-256: an archive that passes every checksum yet has what no backup may hold.
-bool writeCraftedTar(const QString& path, const QList<QPair<QString, QByteArray>>& entries)
-{
-    backup::Manifest manifest;
-    manifest.created = QStringLiteral("2026-01-01T00:00:00Z");
-    for (const char* table : db::kTableNames)
-        manifest.tables << qMakePair(QString::fromLatin1(table), qint64(0));
-    archive* a = archive_write_new();
-    archive_write_set_format_pax_restricted(a);
-    if (archive_write_open_filename(a, QFile::encodeName(path).constData()) != ARCHIVE_OK) return false;
-    auto add = [&](const QString& name, const QByteArray& data, bool link) {
-        archive_entry* e = archive_entry_new();
-        archive_entry_set_pathname(e, name.toUtf8().constData());
-        archive_entry_set_filetype(e, link ? AE_IFLNK : AE_IFREG);
-        archive_entry_set_perm(e, 0644);
-        if (link) archive_entry_set_symlink(e, data.constData());
-        archive_entry_set_size(e, link ? 0 : data.size());
-        archive_write_header(a, e);
-        if (!link) archive_write_data(a, data.constData(), size_t(data.size()));
-        archive_entry_free(e);
-    };
-    for (const auto& entry : entries) {
-        const bool link = entry.second.startsWith("->");
-        add(entry.first, link ? entry.second.mid(2) : entry.second, link);
-        if (!link)
-            manifest.files << backup::FileSum{entry.first, entry.second.size(),
-                                              backup::Sha256Hex(entry.second)};
-    }
-    add(QString::fromLatin1(backup::kManifestName), manifest.Text(), false);
-    const bool ok = archive_write_close(a) == ARCHIVE_OK;
-    archive_write_free(a);
-    return ok;
-}
-
-}  // namespace
+using namespace backuptest;
 
 class BackupTest : public QObject {
     Q_OBJECT
@@ -588,6 +410,37 @@ private slots:
             (QStringList{QStringLiteral("House.db"), QStringLiteral("Images"), QStringLiteral("Music")}));
         QCOMPARE(value(folder + QStringLiteral("/House.db"), QStringLiteral("SELECT count(*) FROM t_Image")),
                  QStringLiteral("200"));
+    }
+
+    void aJournalWithoutItsCatalogueDoesNotMeetTheRestoredOne()
+    {
+        // What a crash leaves when House.db itself was then deleted by hand: a journal alone.
+        const QString folder = work_.filePath(QStringLiteral("orphan"));
+        QVERIFY(QDir().mkpath(folder));
+        const QString live = work_.filePath(QStringLiteral("orphan-live"));
+        QVERIFY(QDir().mkpath(live));
+        QVERIFY(QFile::copy(smallFolder_ + QStringLiteral("/House.db"), live + QStringLiteral("/House.db")));
+        sqlite3* h = nullptr;
+        QCOMPARE(sqlite3_open(QFile::encodeName(live + QStringLiteral("/House.db")).constData(), &h),
+                 SQLITE_OK);
+        QCOMPARE(
+            sqlite3_exec(h, "PRAGMA cache_size = 2; BEGIN; DELETE FROM t_Content", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+        QVERIFY(QFile::copy(live + QStringLiteral("/House.db-journal"),
+                            folder + QStringLiteral("/House.db-journal")));
+        sqlite3_exec(h, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close(h);
+
+        const Run r = runTool({QStringLiteral("restore"), smallArchive_, folder});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(
+            QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+            (QStringList{QStringLiteral("House.db"), QStringLiteral("Images"), QStringLiteral("Music")}));
+        QCOMPARE(value(folder + QStringLiteral("/House.db"), QStringLiteral("PRAGMA integrity_check")),
+                 QStringLiteral("ok"));
+        QCOMPARE(
+            value(folder + QStringLiteral("/House.db"), QStringLiteral("SELECT count(*) FROM t_Content")),
+            QStringLiteral("600"));
     }
 
     void otherFormatsAndAnyNameRoundTrip()

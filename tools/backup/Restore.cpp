@@ -182,6 +182,8 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
                 return result;
             }
             (state == 0 ? drop : keep) << kPieces[0];
+        } else if (withCompanions(folder, kPieces[0]).size() > 1) {
+            drop << kPieces[0];  // a journal without its catalogue must not meet the restored one
         }
         for (const QString& sub : {kPieces[1], kPieces[2]}) {
             const QString path = folder.filePath(sub);
@@ -280,6 +282,7 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
     }
     for (const QString& piece : drop) {
         for (const QString& name : withCompanions(folder, piece)) {
+            if (!existsOrLink(folder.filePath(name))) continue;
             const Move m{folder.filePath(name), trash + QLatin1Char('/') + name};
             if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot move %1 aside").arg(m.from));
             done << m;
