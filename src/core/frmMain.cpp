@@ -80,6 +80,12 @@ void frmMain::setupControls()
     connect(mnuHouseInput, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseInput")); });
     connect(mnuHouseType, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHouseType")); });
     connect(mnuAbout, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmAbout")); });
+    connect(mnuSalesBoard, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesBoard")); });
+    // The sheet always shows the house that is current now, so an open one starts afresh.
+    connect(mnuHouseSheet, &QAction::triggered, this, [] {
+        Forms::Unload(QStringLiteral("frmHouseSheet"));
+        Forms::Show(QStringLiteral("frmHouseSheet"));
+    });
 }
 
 bool frmMain::Load()

@@ -6,6 +6,8 @@
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 #include "presentation/frmHouseShow.h"
+#include "sales/frmHouseSheet.h"
+#include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -25,6 +27,8 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     add(QStringLiteral("frmContent"), [] { return new frmContent; });
     add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
+    add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
+    add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
     return names;
 }
 
