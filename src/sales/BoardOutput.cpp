@@ -85,14 +85,18 @@ int RenderBoard(const Board& board, QPagedPaintDevice* device)
     const QSize size = board.Size();
     const double scale = std::clamp(double(contentWidth) / std::max(1, size.width()), 0.5, 1.0);
 
-    // Whole rows per page; a board wider than the page goes on in bands to the right.
-    const int bandWidth = std::max(1, int(contentWidth / scale));
+    // Whole rows per page; a board wider than the page goes on in bands of whole cells to the
+    // right, each with the floor column again at its left.
+    const int labels = Board::kLabelWidth + Board::kGap;
+    const int cellStep = Board::kCellWidth + Board::kGap;
+    const int cellsWidth = size.width() - labels;
+    const int bandWidth = std::max(1, (int(contentWidth / scale) - labels) / cellStep) * cellStep;
     const int rowHeight = Board::kCellHeight + Board::kGap;
     int pages = 0;
     int top = 0;  // board rows already on paper, in board pixels
     do {
         int rowsHeight = rowHeight;
-        for (int left = 0; left == 0 || left < size.width(); left += bandWidth) {
+        for (int left = 0; left == 0 || left < cellsWidth; left += bandWidth) {
             if (pages > 0 && !device->newPage()) {
                 painter.end();
                 return pages;
@@ -111,14 +115,19 @@ int RenderBoard(const Board& board, QPagedPaintDevice* device)
             if (pages == 1) y += paintLegend(&painter, board, kMargin, y, contentWidth) + 8;
             const int available = int((page.height() - kMargin - y) / scale);
             if (left == 0) rowsHeight = std::max(1, available / rowHeight) * rowHeight;
-            const QRect slice(left, top, std::min(bandWidth, size.width() - left),
-                              std::min(rowsHeight, size.height() - top));
+            const int height = std::min(rowsHeight, size.height() - top);
             painter.translate(kMargin, y);
             painter.scale(scale, scale);
+            painter.setFont(outputFont(12));
+            painter.save();
+            painter.translate(0, -top);
+            painter.setClipRect(QRect(0, top, labels, height));
+            board.PaintLabels(painter, QRect(0, top, labels, height));
+            painter.restore();
+            const QRect slice(labels + left, top, std::min(bandWidth, cellsWidth - left), height);
             painter.translate(-left, -top);
             painter.setClipRect(slice);
-            painter.setFont(outputFont(12));
-            board.Paint(painter, slice);
+            board.Paint(painter, slice, 0, false);
             painter.setClipping(false);
         }
         top += rowsHeight;

@@ -242,8 +242,28 @@ int Board::UnitAt(const QPoint& point) const
     return rows[size_t(row)].units[size_t(column)];
 }
 
-void Board::Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHouse) const
+void Board::PaintLabels(QPainter& painter, const QRect& exposed) const
 {
+    const QFont saved = painter.font();
+    QFont bold = saved;
+    bold.setPixelSize(12);
+    bold.setBold(true);
+    painter.setFont(bold);
+    const int firstRow = std::max(0, (exposed.top() - kGap) / (kCellHeight + kGap));
+    const int lastRow = std::min(int(rows.size()) - 1, (exposed.bottom() - kGap) / (kCellHeight + kGap));
+    painter.fillRect(QRect(0, exposed.top(), kLabelWidth + kGap, exposed.height()), Qt::white);
+    for (int r = firstRow; r <= lastRow; ++r) {
+        const QRect labelRect(0, kGap + r * (kCellHeight + kGap), kLabelWidth, kCellHeight);
+        painter.fillRect(labelRect, QColor(236, 239, 243));
+        painter.setPen(QColor(40, 40, 40));
+        painter.drawText(labelRect, Qt::AlignCenter, rows[size_t(r)].label);
+    }
+    painter.setFont(saved);
+}
+
+void Board::Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHouse, bool labels) const
+{
+    if (labels) PaintLabels(painter, exposed);
     // Pixel sizes, so that the printout (painted with a scale to the printer's resolution) looks
     // like the screen.
     const QFont saved = painter.font();
@@ -262,13 +282,6 @@ void Board::Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHou
     painter.setRenderHint(QPainter::Antialiasing, true);
     for (int r = firstRow; r <= lastRow; ++r) {
         const FloorRow& row = rows[size_t(r)];
-        const QRect labelRect(0, kGap + r * (kCellHeight + kGap), kLabelWidth, kCellHeight);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(236, 239, 243));
-        painter.drawRect(labelRect);
-        painter.setPen(QColor(40, 40, 40));
-        painter.setFont(bold);
-        painter.drawText(labelRect, Qt::AlignCenter, row.label);
         const int end = std::min(lastColumn, int(row.units.size()) - 1);
         for (int c = firstColumn; c <= end; ++c) {
             const Unit& u = units[size_t(row.units[size_t(c)])];

@@ -80,8 +80,11 @@ public:
     int UnitAt(const QPoint& point) const;  // index into units, or -1
 
     // Paints the rows that meet the exposed rectangle (board coordinates) with the painter's
-    // current transformation.
-    void Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHouse = 0) const;
+    // current transformation; without labels the floor column is left to PaintLabels.
+    void Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHouse = 0,
+               bool labels = true) const;
+    // The floor labels of the rows that meet the exposed rectangle, at x = 0.
+    void PaintLabels(QPainter& painter, const QRect& exposed) const;
 
 private:
     std::vector<int> rowOfUnit_;     // per unit: its row

@@ -37,7 +37,8 @@ QPoint SalesBoardView::UnitCentre(qint32 houseId)
     if (!board_) return QPoint();
     const QRect cell = board_->UnitRect(houseId);
     if (cell.isEmpty()) return QPoint();
-    const QRect view(offset(), viewport()->size());
+    const int labels = sales::Board::kLabelWidth + sales::Board::kGap;
+    const QRect view = QRect(offset(), viewport()->size()).adjusted(labels, 0, 0, 0);
     if (!view.contains(cell)) {
         horizontalScrollBar()->setValue(cell.center().x() - viewport()->width() / 2);
         verticalScrollBar()->setValue(cell.center().y() - viewport()->height() / 2);
@@ -64,7 +65,8 @@ void SalesBoardView::updateScrollBars()
 
 qint32 SalesBoardView::houseAt(const QPoint& viewportPoint) const
 {
-    if (!board_) return 0;
+    // The floor column covers the cells scrolled under it.
+    if (!board_ || viewportPoint.x() < sales::Board::kLabelWidth + sales::Board::kGap) return 0;
     const int i = board_->UnitAt(viewportPoint + offset());
     return i < 0 ? 0 : board_->units[size_t(i)].houseId;
 }
@@ -74,7 +76,12 @@ void SalesBoardView::paintEvent(QPaintEvent* event)
     if (!board_) return;
     QPainter painter(viewport());
     painter.translate(-offset());
-    board_->Paint(painter, event->rect().translated(offset()), selected_);
+    board_->Paint(painter, event->rect().translated(offset()), selected_, false);
+    // The floor column stays at the left edge while the cells scroll sideways under it.
+    painter.resetTransform();
+    painter.translate(0, -offset().y());
+    board_->PaintLabels(painter, QRect(0, event->rect().top() + offset().y(), sales::Board::kLabelWidth,
+                                       event->rect().height()));
 }
 
 void SalesBoardView::resizeEvent(QResizeEvent* event)

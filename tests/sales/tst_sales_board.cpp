@@ -401,6 +401,48 @@ private slots:
         QVERIFY(messages_->Texts().isEmpty());
     }
 
+    void aLargeBuildingScrollsAndGoesOnAcrossPages()
+    {
+        // 600 units, 50 to a floor: far wider and taller than the window and than one page.
+        QVERIFY(Exec(*folder_,
+                     QStringLiteral(
+                         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 600) "
+                         "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                         "SELECT 1000 + i, 'A座', printf('%d%02d', (i - 1) / 50 + 1, (i - 1) % 50 + 1), '', "
+                         "(i - 1) / 50 + 1, 1 FROM n")));
+        frmSalesBoard* w = frame_->OpenBoard();
+        w->cmbBuilding->setCurrentText(QStringLiteral("A座"));
+        QCOMPARE(w->Board().units.size(), size_t(600));
+        QCOMPARE(w->Board().rows.size(), size_t(12));
+        QCOMPARE(roomsOfRow(w, 0).last(), QStringLiteral("1250"));
+        // The last unit of the lowest floor is off screen: it is scrolled into view and opens.
+        const QPoint far = w->picBoard->UnitCentre(1050);
+        QVERIFY(w->picBoard->viewport()->rect().contains(far));
+        QVERIFY(far.x() > sales::Board::kLabelWidth);
+        QTest::mouseDClick(w->picBoard->viewport(), Qt::LeftButton, {}, far);
+        QCOMPARE(mdlHouse::CurrentHouseID, 1050);
+        // The floor column stays at the left edge over the scrolled cells: a double-click there
+        // opens nothing, and it shows the floors' names.
+        mdlHouse::CurrentHouseID = 0;
+        QTest::mouseDClick(w->picBoard->viewport(), Qt::LeftButton, {}, QPoint(20, far.y()));
+        QCOMPARE(mdlHouse::CurrentHouseID, 0);
+        const QImage shot = w->picBoard->viewport()->grab().toImage();
+        QCOMPARE(shot.pixelColor(3, far.y()), QColor(236, 239, 243));
+
+        const QString pdf = folder_->File(QStringLiteral("large.pdf"));
+        ui::SetSaveFileDialogInterceptor([&](const QString&) { return pdf; });
+        QVERIFY(testsupport::Click(w, QStringLiteral("cmdSave")));
+        const QString info = Output(QStringLiteral("pdfinfo"), {pdf});
+        const auto pages = QRegularExpression(QStringLiteral("Pages:\\s+(\\d+)")).match(info);
+        QVERIFY2(pages.hasMatch() && pages.captured(1).toInt() > 1, qPrintable(info));
+        const QString text = Output(QStringLiteral("pdftotext"), {pdf, QStringLiteral("-")});
+        // Every unit is on paper somewhere.
+        for (const char* room : {"101", "150", "1201", "1250", "625"})
+            QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\\b%1\\b").arg(QLatin1String(room)))),
+                     room);
+        QVERIFY(text.contains(QStringLiteral("第 %1 页").arg(pages.captured(1))));
+    }
+
     void emptyCatalogueShowsAnEmptyBoard()
     {
         frame_.reset();

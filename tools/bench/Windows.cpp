@@ -316,15 +316,14 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
     }
     int runs = 0;
     bool refused = false;
-    m.add(
-        QStringLiteral("change a status on the sales board"),
-        [&] {
-            const QString value = (runs++ % 2 == 0) ? QStringLiteral("已售") : QStringLiteral("在售");
-            if (!board->SetStatus(house, value)) refused = true;
-            settle();
-        },
-        {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status),
-         sales::HouseCaptionRowSql(other, status)});
+    m.add(QStringLiteral("change a status on the sales board"),
+          [&] {
+              const QString value = (runs++ % 2 == 0) ? QStringLiteral("已售") : QStringLiteral("在售");
+              if (!board->SetStatus(house, value)) refused = true;
+              settle();
+          },
+          {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status),
+           sales::HouseCaptionRowSql(other, status)});
     if (refused) m.problem(QStringLiteral("a status change on the sales board was refused"));
     unloadWindow(QStringLiteral("frmSalesBoard"));
 }

@@ -187,7 +187,8 @@ int main(int argc, char* argv[])
     const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
                                  QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
                                  QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
-                                 QStringLiteral("frmAbout"),      QStringLiteral("frmSalesBoard")};
+                                 QStringLiteral("frmAbout"),      QStringLiteral("frmSalesBoard"),
+                                 QStringLiteral("frmHouseSheet")};
     for (const QString& name : windows) {
         if (!Forms::IsRegistered(name)) continue;
         mdlHouse::CurrentHouseID = house;
