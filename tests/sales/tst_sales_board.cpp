@@ -1,18 +1,23 @@
 // The sales board driven as the user drives it: choosers, the painted cells, double-click, the
 // cell's context menu, saving; the database is read afterwards to see what was stored.
+#include <QAction>
 #include <QComboBox>
 #include <QDate>
 #include <QFileInfo>
 #include <QLabel>
+#include <QPrinter>
 #include <QRegularExpression>
 #include <QTreeWidget>
 
 #include "SalesFixture.h"
 #include "core/db/Convert.h"
+#include "core/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/InputBox.h"
+#include "core/ui/PrintDialog.h"
 #include "core/ui/SaveFileDialog.h"
 #include "sales/SalesBoard.h"
+#include "windows/RegisterWindows.h"
 
 using namespace salestest;
 
@@ -394,6 +399,20 @@ private slots:
             QVERIFY2(text.contains(QString::fromLatin1(room)), room);
         QVERIFY(text.contains(QStringLiteral("一室一厅")));
 
+        // Printing goes the same way; here the printer the user picks is a PDF file.
+        const QString printed = folder_->File(QStringLiteral("printed.pdf"));
+        ui::SetPrintDialogInterceptor([&](QPrinter& printer) {
+            printer.setOutputFormat(QPrinter::PdfFormat);
+            printer.setOutputFileName(printed);
+            return true;
+        });
+        QVERIFY(testsupport::Click(w, QStringLiteral("cmdPrint")));
+        ui::SetPrintDialogInterceptor({});
+        const QString printedText = Output(QStringLiteral("pdftotext"), {printed, QStringLiteral("-")});
+        QVERIFY2(printedText.contains(kBuilding) && printedText.contains(QStringLiteral("已售 2 套 22.2%")) &&
+                     printedText.contains(QStringLiteral("B02")),
+                 qPrintable(printedText));
+
         QVERIFY(testsupport::Click(w, QStringLiteral("cmdSave")));
         QImage png(folder_->File(QStringLiteral("board.png")));
         QVERIFY(!png.isNull());
@@ -441,6 +460,50 @@ private slots:
             QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\\b%1\\b").arg(QLatin1String(room)))),
                      room);
         QVERIFY(text.contains(QStringLiteral("第 %1 页").arg(pages.captured(1))));
+    }
+
+    void refreshShowsWhatIsStoredAndKeepsTheChoices()
+    {
+        frmSalesBoard* w = frame_->OpenBoard();
+        w->cmbBuilding->setCurrentText(QStringLiteral("翠湖苑二号楼"));
+        w->cmbPrice->setCurrentText(QStringLiteral("单价"));
+        QCOMPARE(w->Board().units.size(), size_t(1));
+        QVERIFY(ExecElsewhere(
+            *folder_, QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, "
+                                     "HouseFloor, TypeID) Values (20, '翠湖苑二号楼', '202', '', 2, 1); "
+                                     "Insert Into t_Content (HouseID, Caption, Content, List) "
+                                     "Values (20, '状态', '已预订', 1), (20, '单价', '9999元', 2), "
+                                     "(20, '车位', '有', 3)")));
+        QVERIFY(testsupport::Click(w, QStringLiteral("cmdRefresh")));
+        QCOMPARE(w->cmbBuilding->currentText(), QStringLiteral("翠湖苑二号楼"));
+        QCOMPARE(w->cmbStatus->currentText(), QStringLiteral("状态"));
+        QCOMPARE(w->cmbPrice->currentText(), QStringLiteral("单价"));
+        QVERIFY(w->cmbPrice->findText(QStringLiteral("车位")) > 0);  // a caption that is new since
+        QCOMPARE(roomsOfRow(w, 0), (QStringList{QStringLiteral("201"), QStringLiteral("202")}));
+        QCOMPARE(w->Board().units[size_t(w->Board().IndexOf(20))].price, QStringLiteral("9999元"));
+        QCOMPARE(paintedColour(w, 20), sales::StatusColour(QStringLiteral("已预订")));
+    }
+
+    void theMenuEntryOpensTheBoard()
+    {
+        frame_.reset();
+        windows::RegisterWindows();
+        frmMain main;
+        main.show();
+        auto* entry = main.findChild<QAction*>(QStringLiteral("mnuSalesBoard"));
+        QVERIFY(entry);
+        entry->trigger();
+        auto* w = qobject_cast<frmSalesBoard*>(Forms::Find(QStringLiteral("frmSalesBoard")));
+        QVERIFY(w);
+        QCOMPARE(w->Board().building, kBuilding);
+        QCOMPARE(w->Board().units.size(), size_t(9));
+        // Already open: only brought forward, with what it shows kept.
+        w->cmbBuilding->setCurrentText(QStringLiteral("翠湖苑二号楼"));
+        entry->trigger();
+        QCOMPARE(qobject_cast<frmSalesBoard*>(Forms::Find(QStringLiteral("frmSalesBoard"))), w);
+        QCOMPARE(w->Board().building, QStringLiteral("翠湖苑二号楼"));
+        main.close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
     void emptyCatalogueShowsAnEmptyBoard()
