@@ -289,10 +289,13 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
         // it still has none): of two PCs reserving the same unit at once, one wins and the other
         // is told.
         db::Transaction transaction(connection_);
-        failed = !connection_.Execute(unit.statusRowId != 0
-                                          ? sales::UpdateShownValueSql(unit.statusRowId, unit.status, value)
-                                          : sales::InsertValueRowSql(houseId, caption, value));
-        written = !failed && connection_.RowsAffected() == 1 && transaction.Commit();
+        const bool ran = connection_.Execute(
+            unit.statusRowId != 0 ? sales::UpdateShownValueSql(unit.statusRowId, unit.status, value)
+                                  : sales::InsertValueRowSql(houseId, caption, value));
+        const bool held = ran && connection_.RowsAffected() == 1;
+        written = held && transaction.Commit();
+        // A statement or a commit that failed is not somebody else's change.
+        failed = !ran || (held && !written);
     }
     // What is stored now, read the way the board reads it.
     db::Recordset rs;

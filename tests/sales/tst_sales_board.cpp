@@ -378,6 +378,34 @@ private slots:
         QCOMPARE(messages_->Texts().size(), 1);
     }
 
+    void aLockedCatalogueSavesNothingAndSaysSo()
+    {
+        frmSalesBoard* w = frame_->OpenBoard();
+        // Another process holds the write lock (as a PC in the middle of a save does) for longer
+        // than the program waits.
+        QProcess other;
+        other.start(QStringLiteral("sqlite3"), {folder_->DatabasePath()});
+        QVERIFY(other.waitForStarted());
+        other.write("BEGIN IMMEDIATE;\n.print locked\n");
+        QByteArray said;
+        QTRY_VERIFY2_WITH_TIMEOUT((said += other.readAllStandardOutput()).contains("locked"),
+                                  (said + other.readAllStandardError()).constData(), 10000);
+        const QList<QVariantList> before = allRows(*folder_);
+        QVERIFY(!w->SetStatus(2, QStringLiteral("已售")));
+        other.write("ROLLBACK;\n.quit\n");
+        QVERIFY(other.waitForFinished(10000));
+        QCOMPARE(allRows(*folder_), before);
+        QCOMPARE(messages_->Texts().size(), 1);
+        QVERIFY2(messages_->Texts().first().contains(QStringLiteral("未能保存")),
+                 qPrintable(messages_->Texts().first()));
+        QCOMPARE(w->Board().units[size_t(w->Board().IndexOf(2))].status, QStringLiteral("已预订"));
+        // Free again: the same change goes through.
+        messages_->Clear();
+        QVERIFY(w->SetStatus(2, QStringLiteral("已售")));
+        QCOMPARE(statusOf(*folder_, 2), QStringLiteral("已售"));
+        QCOMPARE(messages_->Texts(), QStringList());
+    }
+
     void savesTheBoardAsPdfAndPng()
     {
         frmSalesBoard* w = frame_->OpenBoard();
