@@ -84,6 +84,12 @@ void frmMain::setupControls()
     connect(mnuPriceListImport, &QAction::triggered, this,
             [] { Forms::Show(QStringLiteral("frmPriceListImport")); });
     connect(mnuPriceListExport, &QAction::triggered, this, [this] { pricelist::ExportWithDialog(this); });
+    connect(mnuSalesBoard, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesBoard")); });
+    // The sheet always shows the house that is current now, so an open one starts afresh.
+    connect(mnuHouseSheet, &QAction::triggered, this, [] {
+        Forms::Unload(QStringLiteral("frmHouseSheet"));
+        Forms::Show(QStringLiteral("frmHouseSheet"));
+    });
 }
 
 bool frmMain::Load()

@@ -7,6 +7,8 @@
 #include "entry/frmHouseInput.h"
 #include "presentation/frmHouseShow.h"
 #include "pricelist/frmPriceListImport.h"
+#include "sales/frmHouseSheet.h"
+#include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
 
@@ -27,6 +29,8 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmContent"), [] { return new frmContent; });
     add(QStringLiteral("frmAbout"), [] { return new frmAbout; });
     add(QStringLiteral("frmPriceListImport"), [] { return new frmPriceListImport; });
+    add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
+    add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
     return names;
 }
 

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QPrinter>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -26,6 +27,9 @@
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
+#include "core/ui/InputBox.h"
+#include "core/ui/PrintDialog.h"
+#include "core/ui/SaveFileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "windows/RegisterWindows.h"
@@ -297,6 +301,25 @@ private slots:
                              answer == ui::Answer::Yes ? "Yes" : "No");
             return answer;
         });
+        // Saving and printing (the sales board and the house sheet) write into the sources folder,
+        // never into the program folder; a print goes to a PDF file. The text question gets an
+        // awkward text or a cancel.
+        int saves = 0;
+        ui::SetSaveFileDialogInterceptor([&](const QString& filter) {
+            const int r = int(rng.bounded(4));
+            const QString ext = filter.contains(QStringLiteral("*.png")) && r == 1 ? QStringLiteral(".png")
+                                                                                   : QStringLiteral(".pdf");
+            return r == 0 ? QString() : sources.path() + QStringLiteral("/saved%1").arg(++saves) + ext;
+        });
+        ui::SetPrintDialogInterceptor([&](QPrinter& printer) {
+            printer.setOutputFormat(QPrinter::PdfFormat);
+            printer.setOutputFileName(sources.path() + QStringLiteral("/printed.pdf"));
+            return rng.bounded(2) == 0;
+        });
+        ui::SetInputBoxInterceptor([&](const QString&) {
+            const QStringList bad = robustness::BadTexts();
+            return rng.bounded(3) == 0 ? QString() : bad.at(int(rng.bounded(quint32(bad.size()))));
+        });
         ui::SetFileDialogInterceptor([&](const QString& filter) {
             ++dialogs;
             const bool wantsMusic = filter.contains(QStringLiteral("*.wav"), Qt::CaseInsensitive) ||
@@ -426,6 +449,9 @@ private slots:
         std::signal(SIGBUS, SIG_DFL);
         ui::SetMsgBoxInterceptor({});
         ui::SetFileDialogInterceptor({});
+        ui::SetSaveFileDialogInterceptor({});
+        ui::SetPrintDialogInterceptor({});
+        ui::SetInputBoxInterceptor({});
         about::SetProgramStarter({});
         about::SetAddressOpener({});
         about::SetRegistry(nullptr);

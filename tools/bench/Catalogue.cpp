@@ -44,6 +44,16 @@ SELECT :big, '属性' || printf('%02d', i), '第 ' || i || ' 项的内容', i FR
 WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < :pictures)
 INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List)
 SELECT :big, '照片' || printf('%02d', i), '第 ' || i || ' 张照片的说明', printf('big_%02d.png', i), i FROM n;
+UPDATE t_House SET HouseName = '销控楼',
+       HouseFloor = CASE WHEN (HouseID - :boardFirst) % 500 = 499 THEN NULL
+                         ELSE (HouseID - :boardFirst) / :perFloor + 1 END,
+       HouseNo = printf('%d%02d', (HouseID - :boardFirst) / :perFloor + 1, (HouseID - :boardFirst) % :perFloor + 1)
+ WHERE HouseID >= :boardFirst;
+INSERT INTO t_Content (HouseID, Caption, Content, List)
+SELECT HouseID, '状态', CASE WHEN HouseID % 10 < 6 THEN '在售' WHEN HouseID % 10 < 8 THEN '已预订' ELSE '已售' END, 4
+  FROM t_House WHERE HouseID >= :boardFirst AND HouseID % 10 <> 9;
+INSERT INTO t_Content (HouseID, Caption, Content, List)
+SELECT HouseID, '单价', printf('%d元/平方米', 15000 + HouseID % 50 * 100), 5 FROM t_House WHERE HouseID >= :boardFirst;
 COMMIT;
 )SQL";
 
@@ -53,6 +63,8 @@ QString fillSql(const CatalogueShape& shape)
     sql.replace(QLatin1String(":types"), QString::number(shape.types));
     sql.replace(QLatin1String(":houses"), QString::number(shape.houses));
     sql.replace(QLatin1String(":buildings"), QString::number(shape.buildings()));
+    sql.replace(QLatin1String(":boardFirst"), QString::number(shape.boardFirstHouse()));
+    sql.replace(QLatin1String(":perFloor"), QString::number(CatalogueShape::boardUnitsPerFloor));
     sql.replace(QLatin1String(":big"), QString::number(shape.bigHouse()));
     sql.replace(QLatin1String(":rows"), QString::number(CatalogueShape::bigHouseRows));
     sql.replace(QLatin1String(":pictures"), QString::number(CatalogueShape::bigHousePictures));

@@ -21,6 +21,9 @@
 #include "entry/frmHouseInput.h"
 #include "presentation/HouseShowSql.h"
 #include "presentation/frmHouseShow.h"
+#include "sales/SalesBoardView.h"
+#include "sales/SalesSql.h"
+#include "sales/frmSalesBoard.h"
 
 namespace bench {
 
@@ -268,6 +271,63 @@ void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList
     unloadWindow(QStringLiteral("frmHouseShow"));
 }
 
+// The sales board: from choosing the building to its cells drawn, and one status change from the
+// context menu's choice to the cell and legend redrawn.
+void measureSalesBoard(Measurer& m, const WindowContext& context)
+{
+    const CatalogueShape& shape = context.shape;
+    auto* board = qobject_cast<frmSalesBoard*>(Forms::Show(QStringLiteral("frmSalesBoard")));
+    settle();
+    if (!board) {
+        m.problem(QStringLiteral("the sales board did not open"));
+        return;
+    }
+    const QString building = BoardBuildingName();
+    const QString status = QStringLiteral("状态");
+    m.add(
+        QStringLiteral("draw the sales board of a building of %1 units").arg(shape.boardUnits()),
+        [&] {
+            board->cmbBuilding->setCurrentText(building);
+            board->picBoard->viewport()->repaint();
+            settle();
+        },
+        {sales::BuildingHousesSql(building), sales::BuildingValuesSql(building, status, QString())},
+        [&] {
+            board->cmbBuilding->setCurrentText(QueriedBuildingName(shape));
+            settle();
+        });
+    if (board->Board().building != building || int(board->Board().units.size()) != shape.boardUnits()) {
+        m.problem(QStringLiteral("the sales board drew %1 of the %2 units")
+                      .arg(board->Board().units.size())
+                      .arg(shape.boardUnits()));
+        return;
+    }
+
+    // A house whose status changes back and forth; the floor writes the status row of another
+    // house of the building onto itself (the same conditional statement on its key) and reads
+    // the row back, as the board does.
+    const qint32 house = shape.boardFirstHouse() + 1;
+    const qint32 other = shape.boardFirstHouse() + 11;
+    const int otherIndex = board->Board().IndexOf(other);
+    const sales::Unit otherUnit = otherIndex >= 0 ? board->Board().units[size_t(otherIndex)] : sales::Unit();
+    if (board->Board().IndexOf(house) < 0 || otherUnit.statusRowId == 0) {
+        m.problem(QStringLiteral("the sales board's houses for the status change are missing"));
+        return;
+    }
+    int runs = 0;
+    bool refused = false;
+    m.add(QStringLiteral("change a status on the sales board"),
+          [&] {
+              const QString value = (runs++ % 2 == 0) ? QStringLiteral("已售") : QStringLiteral("在售");
+              if (!board->SetStatus(house, value)) refused = true;
+              settle();
+          },
+          {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status),
+           sales::HouseCaptionRowSql(other, status)});
+    if (refused) m.problem(QStringLiteral("a status change on the sales board was refused"));
+    unloadWindow(QStringLiteral("frmSalesBoard"));
+}
+
 }  // namespace
 
 void MeasureWindows(WindowContext& context)
@@ -275,6 +335,7 @@ void MeasureWindows(WindowContext& context)
     Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
     Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
     Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
+    Forms::Register(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
 
     QMdiArea frame;
     frame.resize(1280, 800);
@@ -286,6 +347,7 @@ void MeasureWindows(WindowContext& context)
     frmHouseList* list = measureCatalogue(m, context);
     if (list) measurePresentation(m, context, list);
     if (list) measureWizard(m, context, list);
+    measureSalesBoard(m, context);
 
     for (QMdiSubWindow* sub : frame.subWindowList()) sub->close();
     settle();

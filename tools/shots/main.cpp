@@ -11,7 +11,9 @@
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QFile>
 #include <QMouseEvent>
+#include <QProcess>
 #include <QScreen>
 #include <QThread>
 #include <algorithm>
@@ -28,6 +30,7 @@
 #include "core/ui/MsgBox.h"
 
 #include "entry/frmAddNewImage.h"
+#include "sales/HouseSheet.h"
 #include "entry/frmHouseInput.h"
 #include "types/frmContent.h"
 #include "windows/RegisterWindows.h"
@@ -186,7 +189,8 @@ int main(int argc, char* argv[])
     const QStringList windows = {QStringLiteral("frmHouseList"),  QStringLiteral("frmHouseShow"),
                                  QStringLiteral("frmHouseInput"), QStringLiteral("frmAddNewImage"),
                                  QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
-                                 QStringLiteral("frmAbout"),      QStringLiteral("frmPriceListImport")};
+                                 QStringLiteral("frmAbout"),      QStringLiteral("frmPriceListImport"),
+                                 QStringLiteral("frmSalesBoard"), QStringLiteral("frmHouseSheet")};
     for (const QString& name : windows) {
         if (!Forms::IsRegistered(name)) continue;
         mdlHouse::CurrentHouseID = house;
@@ -254,6 +258,12 @@ int main(int argc, char* argv[])
             ui::SetFileDialogInterceptor({});
             Settle(500);
         }
+        if (name == QLatin1String("frmSalesBoard")) {
+            // The price under each unit, as an office would choose it.
+            if (auto* price = w->findChild<QComboBox*>(QStringLiteral("cmbPrice")))
+                price->setCurrentText(QStringLiteral("单价"));
+            Settle(500);
+        }
         if (name == QLatin1String("frmContent")) {
             qint16 second = 2;  // the template of the second type
             if (auto* editor = qobject_cast<frmContent*>(w)) editor->GetTypeContent(second);
@@ -266,6 +276,21 @@ int main(int argc, char* argv[])
             if (name == QLatin1String("frmContent")) Forms::Unload(QStringLiteral("frmHouseType"));
         }
         Settle(300);
+    }
+    // The house sheet as the customer gets it: the PDF, turned into a picture by poppler.
+    {
+        sales::HouseSheet sheet;
+        const QString pdf = g_output + QStringLiteral("/house_sheet.pdf");
+        if (sheet.Load(house) && sheet.SavePdf(pdf) &&
+            QProcess::execute(QStringLiteral("pdftoppm"),
+                              {QStringLiteral("-r"), QStringLiteral("80"), QStringLiteral("-png"),
+                               QStringLiteral("-singlefile"), pdf, g_output + QStringLiteral("/house_sheet")}) == 0) {
+            std::printf("%s/house_sheet.png\n", qPrintable(g_output));
+            ++g_saved;
+        } else {
+            std::fprintf(stderr, "tavrelo-shots: cannot make the house sheet's picture\n");
+        }
+        QFile::remove(pdf);
     }
     // The frame as the user works in it: the catalogue, a house presented in front of it with
     // the view of its building, and the house menu open.

@@ -138,6 +138,7 @@ void Connection::Close()
 
 bool Connection::Execute(const QString& jetSql)
 {
+    rowsAffected_ = 0;
     if (!handle_) {
         lastError_ = QStringLiteral("connection is not open");
         return false;
@@ -154,6 +155,7 @@ bool Connection::Execute(const QString& jetSql)
     }
     const bool ok = rc == SQLITE_DONE;
     if (!ok) setError(errorText(handle_));
+    else rowsAffected_ = sqlite3_changes(handle_);
     sqlite3_finalize(stmt);
     return ok;
 }
@@ -161,6 +163,13 @@ bool Connection::Execute(const QString& jetSql)
 bool Connection::Execute(const QString& jetSql, Recordset& result)
 {
     return result.Open(jetSql, *this, CursorType::ForwardOnly, LockType::ReadOnly);
+}
+
+QString QuoteText(const QString& text)
+{
+    QString quoted = text;
+    quoted.replace(QLatin1Char('\''), QLatin1String("''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
 }
 
 bool CreateEmptyDatabase(const QString& path, QString* error)

@@ -24,6 +24,9 @@ public:
 
     // Runs a statement that returns no rows (Delete, Update, Insert).
     bool Execute(const QString& jetSql);
+    // Rows the last statement-only Execute changed (0 after a failure): a conditional update
+    // learns from it whether its condition still held.
+    int RowsAffected() const { return rowsAffected_; }
     // Runs a query into a forward-only, read-only recordset.
     bool Execute(const QString& jetSql, Recordset& result);
 
@@ -49,6 +52,7 @@ private:
     sqlite3* handle_ = nullptr;
     QString lastError_;
     bool inTransaction_ = false;
+    int rowsAffected_ = 0;
 };
 
 // Begins a transaction on an open connection and commits it when the save is done. Leaving the
@@ -79,6 +83,10 @@ private:
     Connection& connection_;
     bool began_;
 };
+
+// A text value as an SQL literal: between single quotes, an embedded quote doubled. For the
+// statements written after the original ones, which must not break on an apostrophe.
+QString QuoteText(const QString& text);
 
 // The five table names, in the order the schema lists them.
 inline constexpr const char* kTableNames[] = {"t_HouseType", "t_House", "t_Content", "t_Image",

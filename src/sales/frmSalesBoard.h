@@ -1,0 +1,60 @@
+#pragma once
+
+#include "core/db/Connection.h"
+#include "core/ui/Form.h"
+#include "sales/SalesBoard.h"
+
+class QComboBox;
+class QLabel;
+class QMenu;
+class QPushButton;
+class QTreeWidget;
+class SalesBoardView;
+
+// The sales board (销控表): every unit of one building at a glance, one row per floor, coloured
+// by its status; the status is set from a cell's context menu.
+class frmSalesBoard : public ui::Form {
+    Q_OBJECT
+public:
+    frmSalesBoard();
+
+    void Load() override;
+
+    // Reads the choosers again and redraws the chosen building.
+    void Refresh();
+    // Redraws the building of the choosers from the database.
+    void ShowBuilding();
+    // Sets the status of one house on the board, on the condition that its row still holds the
+    // value the board shows. False when it did not (the board then shows what is stored).
+    bool SetStatus(qint32 houseId, const QString& value);
+
+    const sales::Board& Board() const { return board_; }
+    // The context menu of a cell, as it would open there (the caller owns it). Tests look at it.
+    QMenu* CellMenu(qint32 houseId);
+
+    QLabel* lblBuilding;
+    QComboBox* cmbBuilding;
+    QLabel* lblStatus;
+    QComboBox* cmbStatus;
+    QLabel* lblPrice;
+    QComboBox* cmbPrice;
+    QPushButton* cmdRefresh;
+    QPushButton* cmdPrint;
+    QPushButton* cmdSave;
+    SalesBoardView* picBoard;
+    QTreeWidget* lsvLegend;
+    QLabel* lblSummary;
+
+private:
+    void setupControls();
+    void fillChoosers();
+    void showLegend();
+    void openPresentation(qint32 houseId);
+    void askStatus(qint32 houseId);
+    void cmdPrint_Click();
+    void cmdSave_Click();
+
+    db::Connection connection_;
+    sales::Board board_;
+    bool filling_ = false;
+};
