@@ -138,7 +138,8 @@ int main(int argc, char* argv[])
     const QString folder = parser.isSet(folderOption)
                                ? QDir::cleanPath(QDir(parser.value(folderOption)).absolutePath())
                                : folders::DefaultProgramFolder();
-    if (folders::Inspect(folder) == folders::FolderState::NotAProgramFolder) {
+    const folders::FolderState state = folders::Inspect(folder);
+    if (state == folders::FolderState::NotAProgramFolder) {
         complain(folders::NotAProgramFolderMessage(folder));
         return 1;
     }
@@ -151,7 +152,7 @@ int main(int argc, char* argv[])
     // Made only once this copy holds the single-instance lock, so that a refused second copy
     // writes nothing; no window reads the catalogue before the event loop runs.
     QString error;
-    if (!folders::Prepare(folder, &error)) {
+    if (!folders::Prepare(folder, state, &error)) {
         complain(error);
         return 1;
     }

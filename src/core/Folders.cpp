@@ -58,11 +58,15 @@ QString NotAProgramFolderMessage(const QString& folder)
 
 bool Prepare(const QString& folder, QString* error)
 {
+    return Prepare(folder, Inspect(folder), error);
+}
+
+bool Prepare(const QString& folder, FolderState state, QString* error)
+{
     auto fail = [&](const QString& text) {
         if (error) *error = text;
         return false;
     };
-    const FolderState state = Inspect(folder);
     if (state == FolderState::NotAProgramFolder) return fail(NotAProgramFolderMessage(folder));
     if (!QDir().mkpath(folder))
         return fail(QStringLiteral("无法建立程序文件夹“%1”。").arg(QDir::toNativeSeparators(folder)));

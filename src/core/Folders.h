@@ -31,6 +31,9 @@ FolderState Inspect(const QString& folder);
 // touched. Refuses a folder that Inspect() calls NotAProgramFolder. On failure returns false with
 // a message naming the folder (in the interface's language) in *error.
 bool Prepare(const QString& folder, QString* error);
+// The same for a folder whose state was looked at earlier: the program looks before its frame
+// makes Images/ and Music/ and prepares afterwards, when an empty folder no longer looks empty.
+bool Prepare(const QString& folder, FolderState state, QString* error);
 
 // The message for a folder that is not a program folder.
 QString NotAProgramFolderMessage(const QString& folder);
