@@ -40,16 +40,19 @@ void describe(QCoreApplication& app, QCommandLineParser& parser, QCommandLineOpt
 // Options that QApplication itself takes (and removes) on X11 and Wayland.
 bool isQtOption(const QString& name)
 {
-    static const QStringList names = {
-        QStringLiteral("platform"),   QStringLiteral("platformpluginpath"), QStringLiteral("platformtheme"),
-        QStringLiteral("plugin"),     QStringLiteral("qmljsdebugger"),      QStringLiteral("qwindowgeometry"),
-        QStringLiteral("qwindowicon"), QStringLiteral("qwindowtitle"),      QStringLiteral("reverse"),
-        QStringLiteral("session"),    QStringLiteral("style"),              QStringLiteral("stylesheet"),
-        QStringLiteral("widgetcount"), QStringLiteral("display"),           QStringLiteral("geometry"),
-        QStringLiteral("title"),      QStringLiteral("name"),               QStringLiteral("visual"),
-        QStringLiteral("ncols"),      QStringLiteral("cmap"),               QStringLiteral("nograb"),
-        QStringLiteral("dograb"),     QStringLiteral("sync"),               QStringLiteral("fontengine"),
-        QStringLiteral("dialogs")};
+    static const QStringList names = {QStringLiteral("platform"),      QStringLiteral("platformpluginpath"),
+                                      QStringLiteral("platformtheme"), QStringLiteral("plugin"),
+                                      QStringLiteral("qmljsdebugger"), QStringLiteral("qwindowgeometry"),
+                                      QStringLiteral("qwindowicon"),   QStringLiteral("qwindowtitle"),
+                                      QStringLiteral("reverse"),       QStringLiteral("session"),
+                                      QStringLiteral("style"),         QStringLiteral("stylesheet"),
+                                      QStringLiteral("widgetcount"),   QStringLiteral("display"),
+                                      QStringLiteral("geometry"),      QStringLiteral("title"),
+                                      QStringLiteral("name"),          QStringLiteral("visual"),
+                                      QStringLiteral("ncols"),         QStringLiteral("cmap"),
+                                      QStringLiteral("nograb"),        QStringLiteral("dograb"),
+                                      QStringLiteral("sync"),          QStringLiteral("fontengine"),
+                                      QStringLiteral("dialogs")};
     return names.contains(name);
 }
 
@@ -62,8 +65,8 @@ Ask firstLook(int argc, char* argv[], QCommandLineOption& folder)
     for (int i = 0; i < argc; ++i) args << QString::fromLocal8Bit(argv[i]);
     QCommandLineParser parser;
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("?"), QStringLiteral("help"),
-                                              QStringLiteral("help-all")});
+    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("?"),
+                                              QStringLiteral("help"), QStringLiteral("help-all")});
     const QCommandLineOption version(QStringList{QStringLiteral("v"), QStringLiteral("version")});
     parser.addOption(help);
     parser.addOption(version);
@@ -97,7 +100,8 @@ void reportWindowIfAsked()
             if (window) {
                 for (const QAbstractItemView* list : window->findChildren<QAbstractItemView*>()) {
                     if (!list->model() || list->objectName().isEmpty()) continue;
-                    std::printf("list %s rows %d\n", qPrintable(list->objectName()), list->model()->rowCount());
+                    std::printf("list %s rows %d\n", qPrintable(list->objectName()),
+                                list->model()->rowCount());
                 }
             }
             std::fflush(stdout);

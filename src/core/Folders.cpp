@@ -51,8 +51,9 @@ FolderState Inspect(const QString& folder)
 
 QString NotAProgramFolderMessage(const QString& folder)
 {
-    return QStringLiteral("文件夹“%1”不是 Tavrelo 的程序文件夹：其中没有 House.db，也不是空文件夹。\n"
-                          "请选择一个已有 House.db 的文件夹，或一个空文件夹（将在其中建立新的空数据库）。")
+    return QStringLiteral(
+               "文件夹“%1”不是 Tavrelo 的程序文件夹：其中没有 House.db，也不是空文件夹。\n"
+               "请选择一个已有 House.db 的文件夹，或一个空文件夹（将在其中建立新的空数据库）。")
         .arg(QDir::toNativeSeparators(folder));
 }
 
@@ -75,7 +76,8 @@ bool Prepare(const QString& folder, FolderState state, QString* error)
         // Written under another name and then renamed: a start that is interrupted leaves no
         // half-made House.db, and a catalogue that appeared meanwhile is not replaced (rename
         // refuses an existing target).
-        const QString draft = folder + QStringLiteral("/.House.db.new-%1").arg(QCoreApplication::applicationPid());
+        const QString draft =
+            folder + QStringLiteral("/.House.db.new-%1").arg(QCoreApplication::applicationPid());
         QFile::remove(draft);
         QString why;
         if (!db::CreateEmptyDatabase(draft, &why)) {
@@ -86,7 +88,8 @@ bool Prepare(const QString& folder, FolderState state, QString* error)
         if (!QFile::rename(draft, catalogue)) {
             QFile::remove(draft);
             if (!QFileInfo::exists(catalogue))
-                return fail(QStringLiteral("无法在“%1”中建立空数据库 House.db。").arg(QDir::toNativeSeparators(folder)));
+                return fail(QStringLiteral("无法在“%1”中建立空数据库 House.db。")
+                                .arg(QDir::toNativeSeparators(folder)));
         }
     }
     for (const char* sub : {"Images", "Music"}) {

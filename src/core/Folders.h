@@ -20,9 +20,9 @@ QString DefaultProgramFolder();
 
 // Whether a start may use a folder as its program folder.
 enum class FolderState {
-    Ready,            // House.db is there
-    NeedsCatalogue,   // missing or empty: it gets an empty catalogue and Images/Music
-    NotAProgramFolder // holds other files but no House.db: refused, nothing is written there
+    Ready,             // House.db is there
+    NeedsCatalogue,    // missing or empty: it gets an empty catalogue and Images/Music
+    NotAProgramFolder  // holds other files but no House.db: refused, nothing is written there
 };
 FolderState Inspect(const QString& folder);
 

@@ -27,7 +27,9 @@ qint64 tables(const QString& database)
     db::Connection c;
     if (!c.Open(database)) return -1;
     db::Recordset rs;
-    if (!c.Execute(QStringLiteral("Select Count(*) as n From sqlite_master Where type = 'table' And name Like 't_%'"), rs))
+    if (!c.Execute(QStringLiteral(
+                       "Select Count(*) as n From sqlite_master Where type = 'table' And name Like 't_%'"),
+                   rs))
         return -1;
     return rs.Field(QStringLiteral("n")).toLongLong();
 }

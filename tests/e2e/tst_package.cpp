@@ -95,7 +95,8 @@ QByteArray sha256(const QString& path)
 // The rows the catalogue window listed, from the program's report line.
 int listedRows(const Run& r)
 {
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("list lsvHouse rows (\\d+)")).match(r.out);
+    const QRegularExpressionMatch m =
+        QRegularExpression(QStringLiteral("list lsvHouse rows (\\d+)")).match(r.out);
     return m.hasMatch() ? m.captured(1).toInt() : -1;
 }
 
@@ -113,7 +114,10 @@ class tst_package : public QObject {
 
     QString version() const
     {
-        return QStringLiteral("%1.%2.%3").arg(TAVRELO_VERSION_MAJOR).arg(TAVRELO_VERSION_MINOR).arg(TAVRELO_VERSION_PATCH);
+        return QStringLiteral("%1.%2.%3")
+            .arg(TAVRELO_VERSION_MAJOR)
+            .arg(TAVRELO_VERSION_MINOR)
+            .arg(TAVRELO_VERSION_PATCH);
     }
 
     // A fresh user: HOME, XDG_DATA_HOME and the runtime folder in the scratch folder, the X server
@@ -150,7 +154,10 @@ class tst_package : public QObject {
     // Visible top-level windows of a process whose title is exactly "Tavrelo".
     QStringList windowsOf(qint64 pid, const QProcessEnvironment& env)
     {
-        const Run r = run("xdotool", {"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", "^Tavrelo$"}, env, 10000);
+        const Run r =
+            run("xdotool",
+                {"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", "^Tavrelo$"},
+                env, 10000);
         return r.out.trimmed().isEmpty() ? QStringList() : r.out.trimmed().split('\n');
     }
 
@@ -159,7 +166,8 @@ class tst_package : public QObject {
     {
         const Run r = run("xprop", {"-id", window, "_NET_WM_ICON"}, env, 20000);
         QStringList sizes;
-        QRegularExpressionMatchIterator it = QRegularExpression(QStringLiteral("Icon \\((\\d+) x (\\d+)\\)")).globalMatch(r.out);
+        QRegularExpressionMatchIterator it =
+            QRegularExpression(QStringLiteral("Icon \\((\\d+) x (\\d+)\\)")).globalMatch(r.out);
         while (it.hasNext()) {
             const QRegularExpressionMatch m = it.next();
             sizes << m.captured(1) + "x" + m.captured(2);
@@ -176,14 +184,17 @@ private slots:
                      qPrintable(QStringLiteral("%1 is needed (scripts/setup installs it)").arg(tool)));
         QVERIFY(scratch_.isValid());
         const QString build = qEnvironmentVariable("TAVRELO_BINARY_DIR");
-        QVERIFY2(QFileInfo::exists(build + "/CPackConfig.cmake"), qPrintable("no CPack configuration in " + build));
+        QVERIFY2(QFileInfo::exists(build + "/CPackConfig.cmake"),
+                 qPrintable("no CPack configuration in " + build));
 
         // The package, made from the build tree into the scratch folder (the build's own package,
         // which scripts/package makes, is left alone).
         const QString out = scratch_.path() + "/package";
-        const Run cpack = run("cpack", {"-G", "DEB", "-B", out}, QProcessEnvironment::systemEnvironment(), 300000, build);
+        const Run cpack =
+            run("cpack", {"-G", "DEB", "-B", out}, QProcessEnvironment::systemEnvironment(), 300000, build);
         QVERIFY2(cpack.exitCode == 0, qPrintable(describe(cpack)));
-        const QString arch = run("dpkg", {"--print-architecture"}, QProcessEnvironment::systemEnvironment()).out.trimmed();
+        const QString arch =
+            run("dpkg", {"--print-architecture"}, QProcessEnvironment::systemEnvironment()).out.trimmed();
         deb_ = out + QStringLiteral("/tavrelo_%1_%2.deb").arg(version(), arch);
         QVERIFY2(QFileInfo(deb_).isFile(), qPrintable(deb_ + " was not made\n" + cpack.out));
 
@@ -191,7 +202,8 @@ private slots:
         const Run x = run("dpkg-deb", {"-x", deb_, root_}, QProcessEnvironment::systemEnvironment());
         QVERIFY2(x.exitCode == 0, qPrintable(describe(x)));
 
-        xvfb_.start("Xvfb", {"-displayfd", "1", "-noreset", "-screen", "0", "1400x900x24", "-nolisten", "tcp"});
+        xvfb_.start("Xvfb",
+                    {"-displayfd", "1", "-noreset", "-screen", "0", "1400x900x24", "-nolisten", "tcp"});
         QVERIFY(xvfb_.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(xvfb_.canReadLine(), 20000);
         display_ = ":" + QString::fromLatin1(xvfb_.readLine()).trimmed();
@@ -207,7 +219,8 @@ private slots:
     {
         for (const char* path : {"/usr/bin/tavrelo", "/usr/bin/tavrelo-import", "/usr/bin/tavrelo-demo"})
             QVERIFY2(QFileInfo(unpacked(path)).isExecutable(), path);
-        QVERIFY2(!QFileInfo::exists(unpacked("/usr/bin/tavrelo-mkdb")), "the build's catalogue maker is not installed");
+        QVERIFY2(!QFileInfo::exists(unpacked("/usr/bin/tavrelo-mkdb")),
+                 "the build's catalogue maker is not installed");
         const QStringList desktops = QDir(unpacked("/usr/share/applications")).entryList({"*.desktop"});
         QCOMPARE(desktops.size(), 1);
         const QString desktop = unpacked("/usr/share/applications/") + desktops.first();
@@ -225,7 +238,8 @@ private slots:
 
         QVERIFY(QFileInfo(unpacked("/usr/share/icons/hicolor/scalable/apps/tavrelo.svg")).isFile());
         for (int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
-            const QString png = unpacked(QStringLiteral("/usr/share/icons/hicolor/%1x%1/apps/tavrelo.png").arg(size));
+            const QString png =
+                unpacked(QStringLiteral("/usr/share/icons/hicolor/%1x%1/apps/tavrelo.png").arg(size));
             QImage image(png);
             QVERIFY2(!image.isNull(), qPrintable(png));
             QCOMPARE(image.size(), QSize(size, size));
@@ -239,34 +253,42 @@ private slots:
         const QString metaText = QString::fromUtf8(meta.readAll());
         // The launchable names the installed desktop file; the README's screenshots are listed.
         QVERIFY(metaText.contains(">" + desktops.first() + "</launchable>"));
-        for (const QString& shot : QDir(qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/docs/screenshots").entryList({"*.png"}))
+        for (const QString& shot :
+             QDir(qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/docs/screenshots").entryList({"*.png"}))
             QVERIFY2(metaText.contains("/" + shot + "</image>"), qPrintable(shot));
         QVERIFY(metaText.contains(QStringLiteral("<release version=\"%1\"").arg(version())));
-        const Run asv = run("appstreamcli", {"validate", "--no-net", metainfo}, QProcessEnvironment::systemEnvironment());
+        const Run asv =
+            run("appstreamcli", {"validate", "--no-net", metainfo}, QProcessEnvironment::systemEnvironment());
         QVERIFY2(asv.exitCode == 0, qPrintable(describe(asv)));
 
         for (const char* page : {"tavrelo", "tavrelo-import", "tavrelo-demo"})
-            QVERIFY2(QFileInfo(unpacked(QStringLiteral("/usr/share/man/man1/%1.1.gz").arg(page))).isFile(), page);
+            QVERIFY2(QFileInfo(unpacked(QStringLiteral("/usr/share/man/man1/%1.1.gz").arg(page))).isFile(),
+                     page);
         QFile copyright(unpacked("/usr/share/doc/tavrelo/copyright"));
         QVERIFY(copyright.open(QIODevice::ReadOnly));
-        QVERIFY(copyright.readLine().startsWith("Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/"));
+        QVERIFY(copyright.readLine().startsWith(
+            "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/"));
 
         const Run fields = run("dpkg-deb", {"-f", deb_, "Package", "Version", "Depends", "Recommends"},
                                QProcessEnvironment::systemEnvironment());
         QVERIFY(fields.out.contains("Package: tavrelo\n"));
         QVERIFY(fields.out.contains("Version: " + version() + "\n"));
-        for (const char* dependency : {"libqt6widgets6", "libqt6webenginewidgets6", "libqt6multimedia6", "libsqlite3-0",
-                                       "libmdb3", "qt6-qpa-plugins", "gstreamer1.0-plugins-good", "fonts-noto-cjk"})
-            QVERIFY2(fields.out.contains(QLatin1String(dependency)), qPrintable(dependency + QStringLiteral("\n") + fields.out));
-        QVERIFY(fields.out.contains(QRegularExpression("Recommends:.*gstreamer1.0-plugins-bad.*fluid-soundfont-gm")));
+        for (const char* dependency :
+             {"libqt6widgets6", "libqt6webenginewidgets6", "libqt6multimedia6", "libsqlite3-0", "libmdb3",
+              "qt6-qpa-plugins", "gstreamer1.0-plugins-good", "fonts-noto-cjk"})
+            QVERIFY2(fields.out.contains(QLatin1String(dependency)),
+                     qPrintable(dependency + QStringLiteral("\n") + fields.out));
+        QVERIFY(fields.out.contains(
+            QRegularExpression("Recommends:.*gstreamer1.0-plugins-bad.*fluid-soundfont-gm")));
     }
 
     void lintian_finds_no_error()
     {
-        const Run r = run("lintian", {"--fail-on", "error", deb_},
-                          QProcessEnvironment::systemEnvironment(), 300000);
+        const Run r =
+            run("lintian", {"--fail-on", "error", deb_}, QProcessEnvironment::systemEnvironment(), 300000);
         QVERIFY2(r.finished && r.exitCode == 0, qPrintable(describe(r)));
-        QVERIFY2(!r.out.contains(QRegularExpression("^E: ", QRegularExpression::MultilineOption)), qPrintable(r.out));
+        QVERIFY2(!r.out.contains(QRegularExpression("^E: ", QRegularExpression::MultilineOption)),
+                 qPrintable(r.out));
     }
 
     void version_and_help_answer_without_a_window_system()
@@ -312,7 +334,8 @@ private slots:
             db::Connection c;
             QVERIFY(c.Open(folder + "/House.db"));
             QVERIFY(c.Execute("Insert Into t_HouseType (HouseType, List) Values ('一室一厅', 1)"));
-            QVERIFY(c.Execute("Insert Into t_House (HouseName, HouseNo, TypeID) Values ('翠湖苑', '101', 1)"));
+            QVERIFY(
+                c.Execute("Insert Into t_House (HouseName, HouseNo, TypeID) Values ('翠湖苑', '101', 1)"));
         }
         const QByteArray before = sha256(folder + "/House.db");
         const Run second = startAndList(unpacked("/usr/bin/tavrelo"), env);
@@ -409,12 +432,17 @@ private slots:
     void the_unpacked_importer_fills_the_catalogue_the_unpacked_program_lists()
     {
         const QString sample = legacySample();
-        QVERIFY2(!sample.isEmpty(), "the legacy sample House.MDB is neither in $TAVRELO_LEGACY_FIXTURES, nor in "
-                                    "tests/import/fixtures, nor in ../shared/fixtures/legacy beside the repository");
+        QVERIFY2(!sample.isEmpty(),
+                 "the legacy sample House.MDB is neither in $TAVRELO_LEGACY_FIXTURES, nor in "
+                 "tests/import/fixtures, nor in ../shared/fixtures/legacy beside the repository");
         QFile json(QFileInfo(sample).absolutePath() + "/House.json");
         QVERIFY2(json.open(QIODevice::ReadOnly), qPrintable(json.fileName()));
         const int houses = QJsonDocument::fromJson(json.readAll())
-                               .object()["tables"].toObject()["t_House"].toObject()["rows"].toArray().size();
+                               .object()["tables"]
+                               .toObject()["t_House"]
+                               .toObject()["rows"]
+                               .toArray()
+                               .size();
         QVERIFY(houses > 0);
 
         QString home;
@@ -466,7 +494,8 @@ private slots:
         QVERIFY2(purge.exitCode == 0, qPrintable(describe(purge)));
         // Purged: dpkg knows nothing of it any more, or only as not installed.
         const Run after = run("dpkg-query", {"-W", "-f=${Status}", "tavrelo"}, sys);
-        QVERIFY2(after.exitCode != 0 || after.out.trimmed() == "unknown ok not-installed", qPrintable(describe(after)));
+        QVERIFY2(after.exitCode != 0 || after.out.trimmed() == "unknown ok not-installed",
+                 qPrintable(describe(after)));
         // The user's catalogue is theirs: removing the program leaves it.
         QVERIFY(QFileInfo(home + "/data/Tavrelo/House.db").isFile());
     }

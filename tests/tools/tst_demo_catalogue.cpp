@@ -33,7 +33,8 @@ QString demoProgram()
     return qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tools/demo/tavrelo-demo");
 }
 
-Run runDemo(const QStringList& args, const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
+Run runDemo(const QStringList& args,
+            const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
 {
     Run r;
     QProcess p;

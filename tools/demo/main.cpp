@@ -155,8 +155,8 @@ int main(int argc, char* argv[])
                      "$XDG_DATA_HOME/Tavrelo.\n");
         return argc == 2 && (qstrcmp(argv[1], "--help") == 0 || qstrcmp(argv[1], "-h") == 0) ? 0 : 2;
     }
-    const QString folder = argc == 2 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath()
-                                     : folders::DefaultProgramFolder();
+    const QString folder =
+        argc == 2 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath() : folders::DefaultProgramFolder();
     if (argc == 1 && folders::Inspect(folder) == folders::FolderState::NotAProgramFolder)
         return Fail(folders::NotAProgramFolderMessage(folder));
     if (!QDir().mkpath(folder)) return Fail(QStringLiteral("cannot make the folder ") + folder);
