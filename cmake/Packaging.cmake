@@ -18,6 +18,9 @@ set(TAVRELO_MAINTAINER "Tavrelo maintainers <maintainers@tavrelo.example>" CACHE
 set(TAVRELO_RELEASE_DATE "2026-11-22")
 set(TAVRELO_CHANGELOG_DATE "Sun, 22 Nov 2026 00:00:00 +0000")
 
+# The program names its desktop file, so that a Wayland shell finds its menu entry and icon.
+target_compile_definitions(tavrelo PRIVATE TAVRELO_APP_ID="${TAVRELO_APP_ID}")
+
 set(TAVRELO_DATA_OUT ${CMAKE_BINARY_DIR}/generated/data)
 configure_file(${CMAKE_SOURCE_DIR}/data/tavrelo.desktop ${TAVRELO_DATA_OUT}/${TAVRELO_APP_ID}.desktop COPYONLY)
 configure_file(${CMAKE_SOURCE_DIR}/data/tavrelo.metainfo.xml.in ${TAVRELO_DATA_OUT}/${TAVRELO_APP_ID}.metainfo.xml @ONLY)

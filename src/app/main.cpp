@@ -136,7 +136,7 @@ int main(int argc, char* argv[])
                      qPrintable(parser.positionalArguments().first()));
         return 2;
     }
-    QGuiApplication::setDesktopFileName(QStringLiteral("tavrelo"));
+    QGuiApplication::setDesktopFileName(QStringLiteral(TAVRELO_APP_ID));
     QApplication::setWindowIcon(ui::ProgramIcon());
 
     const QString folder = parser.isSet(folderOption)
