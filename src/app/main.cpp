@@ -142,7 +142,7 @@ int main(int argc, char* argv[])
     const QString folder = parser.isSet(folderOption)
                                ? QDir::cleanPath(QDir(parser.value(folderOption)).absolutePath())
                                : folders::DefaultProgramFolder();
-    const folders::FolderState state = folders::Inspect(folder);
+    const folders::FolderState state = folders::StateOf(folder);
     if (state == folders::FolderState::NotAProgramFolder) {
         complain(folders::NotAProgramFolderMessage(folder));
         return 1;

@@ -37,7 +37,7 @@ QString DefaultProgramFolder()
     return PortableOrUserFolder();
 }
 
-FolderState Inspect(const QString& folder)
+FolderState StateOf(const QString& folder)
 {
     const QFileInfo info(folder);
     if (!info.exists()) return FolderState::NeedsCatalogue;
@@ -59,7 +59,7 @@ QString NotAProgramFolderMessage(const QString& folder)
 
 bool Prepare(const QString& folder, QString* error)
 {
-    return Prepare(folder, Inspect(folder), error);
+    return Prepare(folder, StateOf(folder), error);
 }
 
 bool Prepare(const QString& folder, FolderState state, QString* error)

@@ -24,11 +24,11 @@ enum class FolderState {
     NeedsCatalogue,    // missing or empty: it gets an empty catalogue and Images/Music
     NotAProgramFolder  // holds other files but no House.db: refused, nothing is written there
 };
-FolderState Inspect(const QString& folder);
+FolderState StateOf(const QString& folder);
 
 // Makes a program folder usable: the folder itself, an empty catalogue (the schema compiled into
 // the program) when House.db is missing, and Images/ and Music/. A House.db already there is never
-// touched. Refuses a folder that Inspect() calls NotAProgramFolder. On failure returns false with
+// touched. Refuses a folder that StateOf() calls NotAProgramFolder. On failure returns false with
 // a message naming the folder (in the interface's language) in *error.
 bool Prepare(const QString& folder, QString* error);
 // The same for a folder whose state was looked at earlier: the program looks before its frame

@@ -66,13 +66,13 @@ private slots:
     void a_missing_folder_is_made_with_an_empty_catalogue()
     {
         const QString folder = dir_.path() + "/new/deeper";
-        QCOMPARE(folders::Inspect(folder), folders::FolderState::NeedsCatalogue);
+        QCOMPARE(folders::StateOf(folder), folders::FolderState::NeedsCatalogue);
         QString error;
         QVERIFY2(folders::Prepare(folder, &error), qPrintable(error));
         QCOMPARE(tables(folder + "/House.db"), 5);
         QVERIFY(QFileInfo(folder + "/Images").isDir());
         QVERIFY(QFileInfo(folder + "/Music").isDir());
-        QCOMPARE(folders::Inspect(folder), folders::FolderState::Ready);
+        QCOMPARE(folders::StateOf(folder), folders::FolderState::Ready);
         // Nothing but the catalogue and the two folders: no draft left behind.
         QCOMPARE(QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  (QStringList{"House.db", "Images", "Music"}));
@@ -103,7 +103,7 @@ private slots:
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write("x");
         f.close();
-        QCOMPARE(folders::Inspect(folder), folders::FolderState::NotAProgramFolder);
+        QCOMPARE(folders::StateOf(folder), folders::FolderState::NotAProgramFolder);
         QString error;
         QVERIFY(!folders::Prepare(folder, &error));
         QVERIFY2(error.contains(folder) && error.contains("House.db"), qPrintable(error));
@@ -112,15 +112,15 @@ private slots:
         // A hidden file counts too, and so does a plain file where the folder should be.
         const QString hidden = dir_.path() + "/hidden";
         QVERIFY(QDir().mkpath(hidden + "/.git"));
-        QCOMPARE(folders::Inspect(hidden), folders::FolderState::NotAProgramFolder);
-        QCOMPARE(folders::Inspect(folder + "/letter.txt"), folders::FolderState::NotAProgramFolder);
+        QCOMPARE(folders::StateOf(hidden), folders::FolderState::NotAProgramFolder);
+        QCOMPARE(folders::StateOf(folder + "/letter.txt"), folders::FolderState::NotAProgramFolder);
     }
 
     void an_empty_folder_looked_at_before_the_frame_made_its_media_folders_still_gets_a_catalogue()
     {
         const QString folder = dir_.path() + "/looked";
         QVERIFY(QDir().mkpath(folder));
-        const folders::FolderState state = folders::Inspect(folder);
+        const folders::FolderState state = folders::StateOf(folder);
         QCOMPARE(state, folders::FolderState::NeedsCatalogue);
         QVERIFY(QDir().mkdir(folder + "/Images"));
         QVERIFY(QDir().mkdir(folder + "/Music"));

@@ -157,7 +157,7 @@ int main(int argc, char* argv[])
     }
     const QString folder =
         argc == 2 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath() : folders::DefaultProgramFolder();
-    if (argc == 1 && folders::Inspect(folder) == folders::FolderState::NotAProgramFolder)
+    if (argc == 1 && folders::StateOf(folder) == folders::FolderState::NotAProgramFolder)
         return Fail(folders::NotAProgramFolderMessage(folder));
     if (!QDir().mkpath(folder)) return Fail(QStringLiteral("cannot make the folder ") + folder);
     const QString database = folder + QStringLiteral("/House.db");
