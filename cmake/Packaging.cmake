@@ -21,6 +21,25 @@ set(TAVRELO_CHANGELOG_DATE "Sun, 22 Nov 2026 00:00:00 +0000")
 # The program names its desktop file, so that a Wayland shell finds its menu entry and icon.
 target_compile_definitions(tavrelo PRIVATE TAVRELO_APP_ID="${TAVRELO_APP_ID}")
 
+# The metainfo shows the README's screenshots, in the README's order, captioned with their
+# alternative text; the first is the default one.
+file(READ ${CMAKE_SOURCE_DIR}/README.md TAVRELO_README)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/README.md)
+# Square brackets would keep CMake from splitting the matches into a list: braces stand in.
+string(REPLACE "[" "{" TAVRELO_README "${TAVRELO_README}")
+string(REPLACE "]" "}" TAVRELO_README "${TAVRELO_README}")
+string(REGEX MATCHALL "!{[^}]*}\\(docs/screenshots/[^)]+\\.png\\)" TAVRELO_README_SHOTS "${TAVRELO_README}")
+set(TAVRELO_METAINFO_SCREENSHOTS "")
+set(shot_type " type=\"default\"")
+foreach(shot ${TAVRELO_README_SHOTS})
+  string(REGEX REPLACE "^!{([^}]*)}\\(docs/screenshots/([^)]+)\\)$" "\\1" caption "${shot}")
+  string(REGEX REPLACE "^!{([^}]*)}\\(docs/screenshots/([^)]+)\\)$" "\\2" file "${shot}")
+  string(APPEND TAVRELO_METAINFO_SCREENSHOTS
+    "    <screenshot${shot_type}>\n      <caption>${caption}</caption>\n"
+    "      <image>${TAVRELO_SCREENSHOTS_URL}/${file}</image>\n    </screenshot>\n")
+  set(shot_type "")
+endforeach()
+
 set(TAVRELO_DATA_OUT ${CMAKE_BINARY_DIR}/generated/data)
 configure_file(${CMAKE_SOURCE_DIR}/data/tavrelo.desktop ${TAVRELO_DATA_OUT}/${TAVRELO_APP_ID}.desktop COPYONLY)
 configure_file(${CMAKE_SOURCE_DIR}/data/tavrelo.metainfo.xml.in ${TAVRELO_DATA_OUT}/${TAVRELO_APP_ID}.metainfo.xml @ONLY)

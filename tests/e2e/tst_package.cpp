@@ -253,9 +253,24 @@ private slots:
         const QString metaText = QString::fromUtf8(meta.readAll());
         // The launchable names the installed desktop file; the README's screenshots are listed.
         QVERIFY(metaText.contains(">" + desktops.first() + "</launchable>"));
-        for (const QString& shot :
-             QDir(qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/docs/screenshots").entryList({"*.png"}))
-            QVERIFY2(metaText.contains("/" + shot + "</image>"), qPrintable(shot));
+        QFile readme(qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/README.md");
+        QVERIFY(readme.open(QIODevice::ReadOnly));
+        QStringList shots;
+        QRegularExpressionMatchIterator it =
+            QRegularExpression(R"(!\[[^\]]*\]\(docs/screenshots/([^)]+\.png)\))")
+                .globalMatch(QString::fromUtf8(readme.readAll()));
+        while (it.hasNext()) shots << it.next().captured(1);
+        QVERIFY(shots.size() >= 9);
+        int at = 0;
+        for (const QString& shot : shots) {
+            // In the README's order, the first one the default.
+            const int found = metaText.indexOf("/docs/screenshots/" + shot + "</image>", at);
+            QVERIFY2(found > 0, qPrintable(shot));
+            at = found;
+        }
+        const int defaultShot = metaText.indexOf("<screenshot type=\"default\">");
+        QVERIFY(defaultShot > 0 && metaText.count("<screenshot>") == shots.size() - 1);
+        QVERIFY(metaText.indexOf("<screenshot", defaultShot + 1) > metaText.indexOf(shots.first()));
         QVERIFY(metaText.contains(QStringLiteral("<release version=\"%1\"").arg(version())));
         const Run asv =
             run("appstreamcli", {"validate", "--no-net", metainfo}, QProcessEnvironment::systemEnvironment());
