@@ -18,6 +18,11 @@ set(TAVRELO_MAINTAINER "Tavrelo maintainers <maintainers@tavrelo.example>" CACHE
 set(TAVRELO_RELEASE_DATE "2026-11-22")
 set(TAVRELO_CHANGELOG_DATE "Sun, 22 Nov 2026 00:00:00 +0000")
 
+# The installed programs resolve their libraries at start (lintian's hardening-no-bindnow).
+foreach(program tavrelo tavrelo-import tavrelo-demo)
+  target_link_options(${program} PRIVATE "LINKER:-z,now")
+endforeach()
+
 # The program names its desktop file, so that a Wayland shell finds its menu entry and icon.
 target_compile_definitions(tavrelo PRIVATE TAVRELO_APP_ID="${TAVRELO_APP_ID}")
 
