@@ -4,8 +4,38 @@
 
 namespace folders {
 
-// The program folder a start uses when none is named (no --folder, no TAVRELO_FOLDER): the
-// program itself and every command-line tool choose it by this one rule.
+// The environment variable that names a program folder, like the program's --folder option.
+inline constexpr const char* kFolderVariable = "TAVRELO_FOLDER";
+
+// The folder of the running executable when it holds House.db (a portable copy: the build folder,
+// the tests, a copy on a stick); otherwise the per-user data folder (Qt's AppDataLocation for
+// "Tavrelo": $XDG_DATA_HOME/Tavrelo).
+QString PortableOrUserFolder();
+
+// The program folder a start uses when none is named on its command line: TAVRELO_FOLDER when it
+// is set, else PortableOrUserFolder(). The program and every command-line tool choose it by this
+// one rule, so a tool run without a folder fills the catalogue the program opens. Needs the
+// QCoreApplication (the executable's folder comes from it).
 QString DefaultProgramFolder();
+
+// Whether a start may use a folder as its program folder.
+enum class FolderState {
+    Ready,             // House.db is there
+    NeedsCatalogue,    // missing or empty: it gets an empty catalogue and Images/Music
+    NotAProgramFolder  // holds other files but no House.db: refused, nothing is written there
+};
+FolderState StateOf(const QString& folder);
+
+// Makes a program folder usable: the folder itself, an empty catalogue (the schema compiled into
+// the program) when House.db is missing, and Images/ and Music/. A House.db already there is never
+// touched. Refuses a folder that StateOf() calls NotAProgramFolder. On failure returns false with
+// a message naming the folder (in the interface's language) in *error.
+bool Prepare(const QString& folder, QString* error);
+// The same for a folder whose state was looked at earlier: the program looks before its frame
+// makes Images/ and Music/ and prepares afterwards, when an empty folder no longer looks empty.
+bool Prepare(const QString& folder, FolderState state, QString* error);
+
+// The message for a folder that is not a program folder.
+QString NotAProgramFolderMessage(const QString& folder);
 
 }  // namespace folders

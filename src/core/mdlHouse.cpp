@@ -7,6 +7,7 @@
 #include <QPlainTextEdit>
 #include <QTextEdit>
 
+#include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/ui/MsgBox.h"
@@ -22,11 +23,19 @@ QString& folderOverride()
     static QString folder;
     return folder;
 }
+
+// The default is looked up once: the rule reads the file system, and windows ask for the folder
+// on every path they build.
+const QString& defaultFolder()
+{
+    static const QString folder = folders::DefaultProgramFolder();
+    return folder;
+}
 }  // namespace
 
 QString ProgramFolder()
 {
-    QString folder = folderOverride().isEmpty() ? QCoreApplication::applicationDirPath() : folderOverride();
+    QString folder = folderOverride().isEmpty() ? defaultFolder() : folderOverride();
     while (folder.size() > 1 && folder.endsWith(QLatin1Char('/'))) folder.chop(1);
     return folder;
 }

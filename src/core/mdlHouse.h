@@ -16,7 +16,8 @@ inline const QString kProgramTitle = QStringLiteral("Tavrelo");
 extern qint32 CurrentHouseID;  // the house last selected in the catalogue; 0 at start
 extern qint32 MusicOff;        // 1 while the presentation's music is switched off; 0 at start
 
-// The folder of the running executable, without a trailing separator (except "/" itself).
+// The program folder, without a trailing separator (except "/" itself): the one the start chose
+// (SetProgramFolder), else folders::DefaultProgramFolder(), looked up once.
 QString ProgramFolder();
 // Tests and tools point the program at another folder; an empty folder restores the default.
 void SetProgramFolder(const QString& folder);

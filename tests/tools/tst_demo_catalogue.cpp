@@ -18,6 +18,7 @@
 #include "TestSupport.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/Recordset.h"
 
 namespace {
 
@@ -32,10 +33,12 @@ QString demoProgram()
     return qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tools/demo/tavrelo-demo");
 }
 
-Run runDemo(const QStringList& args)
+Run runDemo(const QStringList& args,
+            const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
 {
     Run r;
     QProcess p;
+    p.setProcessEnvironment(env);
     p.start(demoProgram(), args);
     if (!p.waitForFinished(60000)) {
         p.kill();
@@ -411,11 +414,49 @@ private slots:
         QCOMPARE(folder.Value(QStringLiteral("PRAGMA user_version")).toInt(), 1);
     }
 
-    void withoutAFolderItShowsUsage()
+    void withTwoFoldersItShowsUsage()
     {
-        const Run r = runDemo({});
+        QTemporaryDir a, b;
+        const Run r = runDemo({a.path(), b.path()});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains(QStringLiteral("usage: tavrelo-demo")));
+        QVERIFY(!QFileInfo::exists(a.path() + QStringLiteral("/House.db")));
+        QVERIFY(!QFileInfo::exists(b.path() + QStringLiteral("/House.db")));
+    }
+
+    // No House.db beside the tool (it sits in tools/demo of the build): without a folder it
+    // fills the per-user folder the program opens, made on the spot.
+    void withoutAFolderItFillsThePerUserFolder()
+    {
+        QTemporaryDir home;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove(QStringLiteral("TAVRELO_FOLDER"));
+        env.insert(QStringLiteral("HOME"), home.path());
+        env.insert(QStringLiteral("XDG_DATA_HOME"), home.path() + QStringLiteral("/data"));
+        const Run r = runDemo({}, env);
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const QString folder = home.path() + QStringLiteral("/data/Tavrelo");
+        QVERIFY(QFileInfo(folder + QStringLiteral("/Images")).isDir());
+        QVERIFY(QFileInfo(folder + QStringLiteral("/Music")).isDir());
+        db::Connection connection;
+        QVERIFY(connection.Open(folder + QStringLiteral("/House.db")));
+        db::Recordset rs;
+        QVERIFY(connection.Execute(QStringLiteral("Select Count(*) as a From t_House"), rs));
+        QCOMPARE(rs.Field(QStringLiteral("a")).toInt(), 12);
+    }
+
+    // TAVRELO_FOLDER names the folder for the tool as for the program.
+    void theFolderVariableNamesTheFolder()
+    {
+        QTemporaryDir home;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), home.path());
+        env.insert(QStringLiteral("XDG_DATA_HOME"), home.path() + QStringLiteral("/data"));
+        env.insert(QStringLiteral("TAVRELO_FOLDER"), home.path() + QStringLiteral("/second"));
+        const Run r = runDemo({}, env);
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY(QFileInfo(home.path() + QStringLiteral("/second/House.db")).isFile());
+        QVERIFY(!QFileInfo::exists(home.path() + QStringLiteral("/data/Tavrelo")));
     }
 };
 

@@ -11,6 +11,7 @@
 #include <cstdio>
 
 #include "DemoData.h"
+#include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/Recordset.h"
@@ -145,13 +146,19 @@ int main(int argc, char* argv[])
     // Drawing text needs fonts, not a screen: the tool runs the same with or without a display.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
-    if (argc != 2) {
+    if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
         std::fprintf(stderr,
-                     "usage: tavrelo-demo PROGRAM_FOLDER\n"
-                     "Fills the program folder (House.db, Images/, Music/) with a demo catalogue.\n");
-        return 2;
+                     "usage: tavrelo-demo [PROGRAM_FOLDER]\n"
+                     "Fills the program folder (House.db, Images/, Music/) with a demo catalogue.\n"
+                     "Without PROGRAM_FOLDER it fills the one Tavrelo opens: $TAVRELO_FOLDER when set,\n"
+                     "else this program's own folder when House.db is there, else the per-user folder\n"
+                     "$XDG_DATA_HOME/Tavrelo.\n");
+        return argc == 2 && (qstrcmp(argv[1], "--help") == 0 || qstrcmp(argv[1], "-h") == 0) ? 0 : 2;
     }
-    const QString folder = QDir(QString::fromLocal8Bit(argv[1])).absolutePath();
+    const QString folder =
+        argc == 2 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath() : folders::DefaultProgramFolder();
+    if (argc == 1 && folders::StateOf(folder) == folders::FolderState::NotAProgramFolder)
+        return Fail(folders::NotAProgramFolderMessage(folder));
     if (!QDir().mkpath(folder)) return Fail(QStringLiteral("cannot make the folder ") + folder);
     const QString database = folder + QStringLiteral("/House.db");
     // A zero-length file holds no catalogue (opening a missing path with some SQLite tools leaves

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "Importer.h"
+#include "core/Folders.h"
 
 namespace {
 
@@ -23,8 +24,10 @@ void usage()
               "  Reads House.MDB of an earlier installation (never changing it), writes its five tables\n"
               "  into PROGRAM_FOLDER/House.db with every key kept, and copies the pictures and tunes\n"
               "  the rows name into PROGRAM_FOLDER/Images and Music. PROGRAM_FOLDER defaults to the\n"
-              "  folder of this program. A House.db that holds rows is only replaced with --replace\n"
-              "  and is then kept as House.db.bak.\n"));
+              "  one Tavrelo opens: $TAVRELO_FOLDER when set, else this program's own folder when\n"
+              "  House.db is there, else the per-user folder $XDG_DATA_HOME/Tavrelo (made when\n"
+              "  missing). A House.db that holds rows is only replaced with --replace and is then\n"
+              "  kept as House.db.bak.\n"));
 }
 
 }  // namespace
@@ -54,7 +57,18 @@ int main(int argc, char* argv[])
         return 2;
     }
     options.source = positional[0];
-    options.programFolder = positional.size() > 1 ? positional[1] : QCoreApplication::applicationDirPath();
+    if (positional.size() > 1) {
+        options.programFolder = positional[1];
+    } else {
+        // The catalogue the program itself opens; on a fresh installation it does not exist yet
+        // and is made here exactly as the program's first start would make it.
+        options.programFolder = folders::DefaultProgramFolder();
+        QString error;
+        if (!folders::Prepare(options.programFolder, &error)) {
+            print(stderr, QStringLiteral("tavrelo-import: %1\nNothing was written.\n").arg(error));
+            return 1;
+        }
+    }
 
     QElapsedTimer timer;
     timer.start();
