@@ -13,7 +13,7 @@ void ExportWithDialog(QWidget* parent, const QSet<qint32>* only)
 {
     QString path =
         ui::GetSaveFileName(parent, QStringLiteral("CSV 文件 (*.csv)|*.csv|Excel 工作簿 (*.xlsx)|*.xlsx"),
-                            QStringLiteral("导出价目表"));
+                            QString(), QStringLiteral("导出价目表"));
     if (path.isEmpty()) return;
     const QString suffix = QFileInfo(path).suffix().toLower();
     if (suffix != QLatin1String("csv") && suffix != QLatin1String("xlsx")) path += QStringLiteral(".csv");

@@ -14,7 +14,7 @@
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/SaveFileDialog.h"
+#include "core/ui/FileDialog.h"
 #include "sales/SalesSql.h"
 
 namespace sales {

@@ -17,7 +17,7 @@
 #include "core/ui/InputBox.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/SaveFileDialog.h"
+#include "core/ui/FileDialog.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"

@@ -29,7 +29,6 @@
 #include "core/ui/FileDialog.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/SaveFileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "windows/RegisterWindows.h"

@@ -15,7 +15,7 @@
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/SaveFileDialog.h"
+#include "core/ui/FileDialog.h"
 #include "sales/HouseSheet.h"
 #include "windows/RegisterWindows.h"
 

@@ -15,7 +15,7 @@
 #include "core/mdlHouse.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/SaveFileDialog.h"
+#include "core/ui/FileDialog.h"
 #include "sales/SalesBoard.h"
 #include "windows/RegisterWindows.h"
 

@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QStringList>
 
+#include "core/mdlHouse.h"
+
 namespace ui {
 
 namespace {
@@ -43,14 +45,30 @@ QString GetOpenFileName(QWidget* parent, const QString& filter, const QString& t
     return dialog.selectedFiles().constFirst();
 }
 
-QString GetSaveFileName(QWidget* parent, const QString& filter, const QString& title)
+namespace {
+std::function<QString(const QString&)>& saveInterceptor()
 {
+    static std::function<QString(const QString&)> f;
+    return f;
+}
+}  // namespace
+
+void SetSaveFileDialogInterceptor(std::function<QString(const QString& filter)> f)
+{
+    saveInterceptor() = std::move(f);
+}
+
+QString GetSaveFileName(QWidget* parent, const QString& filter, const QString& suggestedName,
+                        const QString& title)
+{
+    if (saveInterceptor()) return saveInterceptor()(filter);
     if (interceptor()) return interceptor()(filter);
-    QFileDialog dialog(parent, title);
+    QFileDialog dialog(parent, title.isEmpty() ? mdlHouse::kProgramTitle : title);
     dialog.setObjectName(QStringLiteral("FileDialog"));
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setNameFilters(QtNameFilters(filter));
+    if (!suggestedName.isEmpty()) dialog.selectFile(suggestedName);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return QString();
     QString path = dialog.selectedFiles().constFirst();
     // A name typed without an extension takes the one of the chosen filter.
