@@ -94,7 +94,8 @@ private slots:
         // "Élysée Court" and "ÉLYSÉE COURT" are one name; the plain "Elysee Court" is another.
         QCOMPARE(names.size(), 4);
         QCOMPARE(names.count(QStringLiteral("Elysee Court")), 1);
-        QCOMPARE(names.count(QStringLiteral("Élysée Court")) + names.count(QStringLiteral("ÉLYSÉE COURT")), 1);
+        QCOMPARE(names.count(QStringLiteral("Élysée Court")) + names.count(QStringLiteral("ÉLYSÉE COURT")),
+                 1);
         QStringList captions;
         for (int i = 0; i < w->cmbCaption->count(); ++i) captions << w->cmbCaption->itemText(i);
         QCOMPARE(captions.size(), 1);

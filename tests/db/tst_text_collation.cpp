@@ -69,12 +69,14 @@ void writeVersionOneCatalogue(const QString& path)
         "INSERT INTO t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) VALUES "
         "(1, 1, 'Élan', 't', 'a.mp3'), (2, 2, 'Villa', '', ''), (7, 3, 'Ёлка', '', '');"
         "DELETE FROM t_HouseType WHERE TypeID = 7;"
-        "INSERT INTO t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) VALUES (3, 3, 'Ёлка', '', '');"
+        "INSERT INTO t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) VALUES (3, 3, 'Ёлка', '', "
+        "'');"
         "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
         "(1, 'Élysée Court', '0101', 'a', 1, 1), (2, 'ÉLYSÉE COURT', '0102', 'b', 1, 2),"
         "(3, 'garden', '0201', 'c', 2, 3), (40, 'x', '9', '', 1, 1);"
         "DELETE FROM t_House WHERE HouseID = 40;"
-        "INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES (1, 'Ａrea', '80', 1), (2, 'ａREA', '90', 1);"
+        "INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES (1, 'Ａrea', '80', 1), (2, 'ａREA', "
+        "'90', 1);"
         "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) VALUES (1, 'Σ', 'i', 'p.png', 1);"
         "INSERT INTO t_Content_Auto (TypeID, Caption, Content) VALUES (1, 'Ａrea', '');";
     QCOMPARE(sqlite3_exec(h, rows, nullptr, nullptr, nullptr), SQLITE_OK);
@@ -111,14 +113,14 @@ private slots:
     {
         QCOMPARE(compare("Élan", "éLAN"), 0);
         QCOMPARE(compare("ÉLYSÉE", "élysée"), 0);
-        QCOMPARE(compare("ＡＢＣ", "ａｂｃ"), 0);                  // full-width Latin
-        QCOMPARE(compare("ΣΟΦΊΑ", "σοφία"), 0);                   // Greek
-        QCOMPARE(compare("ΟΔΟΣ", "οδος"), 0);                     // final sigma folds like sigma
-        QCOMPARE(compare("ПРИВЕТ", "привет"), 0);                 // Cyrillic
+        QCOMPARE(compare("ＡＢＣ", "ａｂｃ"), 0);  // full-width Latin
+        QCOMPARE(compare("ΣΟΦΊΑ", "σοφία"), 0);    // Greek
+        QCOMPARE(compare("ΟΔΟΣ", "οδος"), 0);      // final sigma folds like sigma
+        QCOMPARE(compare("ПРИВЕТ", "привет"), 0);  // Cyrillic
         QCOMPARE(compare("Garden", "gARDEN"), 0);
         QCOMPARE(compare("楼宇0001", "楼宇0001"), 0);
-        QCOMPARE(compare("K", "\u212A"), 0);                      // the Kelvin sign is a K
-        QCOMPARE(compare("é", "e"), 1);                           // accents still count
+        QCOMPARE(compare("K", "\u212A"), 0);  // the Kelvin sign is a K
+        QCOMPARE(compare("é", "e"), 1);       // accents still count
         QCOMPARE(compare("a", "B"), -1);
         QCOMPARE(compare("Élan", "élans"), -1);
         QCOMPARE(compare("", "a"), -1);
@@ -131,8 +133,8 @@ private slots:
         // Random texts over an alphabet where bytes of different characters share prefixes
         // (é/É, а/А, ａ/Ａ), where folding crosses the ASCII border (K and the Kelvin sign) and
         // where nothing folds (Chinese): every pair must order as the plain definition does.
-        const QStringList alphabet = {"a", "A", "b", "Z", "_", "0", "é", "É", "è", "а", "А", "я", "Я",
-                                      "ａ", "Ａ", "σ", "Σ", "ς", "K", "k", "\u212A", "楼", "宇", "😀"};
+        const QStringList alphabet = {"a", "A",  "b",  "Z", "_", "0", "é", "É", "è",      "а",  "А",  "я",
+                                      "Я", "ａ", "Ａ", "σ", "Σ", "ς", "K", "k", "\u212A", "楼", "宇", "😀"};
         const quint32 seed = 20261122;
         QRandomGenerator random(seed);
         QStringList texts;
@@ -157,19 +159,30 @@ private slots:
 
     void invalid_bytes_compare_consistently()
     {
-        const QByteArray samples[] = {"\xC3", "\xC3\xA9", "\xC3" "A", "\x80", "\x80\x80", "\xE2\x82", "\xE2\x82\xAC",
-                                      "\xFF", "a\xC3", "A\xC3"};
+        const QByteArray samples[] = {"\xC3",
+                                      "\xC3\xA9",
+                                      "\xC3"
+                                      "A",
+                                      "\x80",
+                                      "\x80\x80",
+                                      "\xE2\x82",
+                                      "\xE2\x82\xAC",
+                                      "\xFF",
+                                      "a\xC3",
+                                      "A\xC3"};
         for (const QByteArray& a : samples) {
             for (const QByteArray& b : samples) {
                 const int ab = db::CompareFolded(a.constData(), int(a.size()), b.constData(), int(b.size()));
                 const int ba = db::CompareFolded(b.constData(), int(b.size()), a.constData(), int(a.size()));
-                QCOMPARE(ab < 0, ba > 0);
+                QCOMPARE(ab<0, ba> 0);
                 QCOMPARE(ab == 0, ba == 0);
                 if (a == b) QCOMPARE(ab, 0);
             }
         }
         QCOMPARE(db::CompareFolded("a\xC3", 2, "A\xC3", 2), 0);
-        QVERIFY(db::CompareFolded("\xC3" "A", 2, "\xC3\xA9", 2) != 0);
+        QVERIFY(db::CompareFolded("\xC3"
+                                  "A",
+                                  2, "\xC3\xA9", 2) != 0);
     }
 
     void like_folds_every_script_and_keeps_its_wildcards()
@@ -196,17 +209,21 @@ private slots:
     void statements_of_the_windows_find_and_sort_every_script()
     {
         ProgramFolder f;
-        QVERIFY(f.Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES "
-                       "(1, 'Élan', '', ''), (2, 'ВИЛЛА', '', '')"));
-        QVERIFY(f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
-                       "('Élysée Court', 'Ａ1', '', 1, 1), ('ÉLYSÉE COURT', 'ａ1', '', 2, 1), "
-                       "('élysée court', 'a1', '', 3, 2), ('Birch', 'B2', '', 1, 2), ('ábaco', 'C3', '', 1, 2)"));
+        QVERIFY(
+            f.Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES "
+                   "(1, 'Élan', '', ''), (2, 'ВИЛЛА', '', '')"));
+        QVERIFY(
+            f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
+                   "('Élysée Court', 'Ａ1', '', 1, 1), ('ÉLYSÉE COURT', 'ａ1', '', 2, 1), "
+                   "('élysée court', 'a1', '', 3, 2), ('Birch', 'B2', '', 1, 2), ('ábaco', 'C3', '', 1, 2)"));
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         QCOMPARE(column(cn, "Select TypeID From t_HouseType Where HouseType = 'éLAN'"), QStringList{"1"});
         QCOMPARE(column(cn, "Select TypeID From t_HouseType Where HouseType = 'вилла'"), QStringList{"2"});
-        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName Like '%élysée%'"), QStringList{"3"});
-        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"), QStringList{"3"});
+        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName Like '%élysée%'"),
+                 QStringList{"3"});
+        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"),
+                 QStringList{"3"});
         QCOMPARE(column(cn, "Select Distinct HouseName From t_House Order By HouseName").size(), 3);
         // Full-width "Ａ" is its own letter (folding to "ａ"), not a plain "a".
         const QStringList numbers = column(cn, "Select Distinct HouseNo From t_House Order By HouseNo");
@@ -229,15 +246,16 @@ private slots:
         int textColumns = 0;
         for (const char* table : db::kTableNames) {
             sqlite3_stmt* stmt = nullptr;
-            QCOMPARE(sqlite3_prepare_v2(h, QByteArray("SELECT name, type FROM pragma_table_info('") + table + "')",
-                                        -1, &stmt, nullptr),
-                     SQLITE_OK);
+            QCOMPARE(
+                sqlite3_prepare_v2(h, QByteArray("SELECT name, type FROM pragma_table_info('") + table + "')",
+                                   -1, &stmt, nullptr),
+                SQLITE_OK);
             while (sqlite3_step(stmt) == SQLITE_ROW) {
                 const QByteArray name = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
                 const QByteArray type = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
                 const char* collation = nullptr;
-                QCOMPARE(sqlite3_table_column_metadata(h, nullptr, table, name.constData(), nullptr, &collation,
-                                                       nullptr, nullptr, nullptr),
+                QCOMPARE(sqlite3_table_column_metadata(h, nullptr, table, name.constData(), nullptr,
+                                                       &collation, nullptr, nullptr, nullptr),
                          SQLITE_OK);
                 if (type == "TEXT") {
                     ++textColumns;
@@ -267,11 +285,14 @@ private slots:
         QCOMPARE(f.Rows("SELECT name, seq FROM sqlite_sequence ORDER BY name"), sequences);
         QCOMPARE(column(cn, "Select TypeID From t_HouseType Where HouseType = 'éLAN'"), QStringList{"1"});
         QCOMPARE(column(cn, "Select TypeID From t_HouseType Where HouseType = 'ёлка'"), QStringList{"3"});
-        QCOMPARE(column(cn, "Select Distinct HouseName From t_House Where HouseName = 'élysée court'").size(), 1);
+        QCOMPARE(column(cn, "Select Distinct HouseName From t_House Where HouseName = 'élysée court'").size(),
+                 1);
         QCOMPARE(column(cn, "Select Distinct Caption From t_Content"), QStringList{"Ａrea"});
-        QVERIFY(cn.Execute("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) Values "
-                           "('new', '1', '', 1, 1)"));
-        QVERIFY(cn.Execute("Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (4, 'n', '', '')"));
+        QVERIFY(
+            cn.Execute("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) Values "
+                       "('new', '1', '', 1, 1)"));
+        QVERIFY(cn.Execute(
+            "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (4, 'n', '', '')"));
         cn.Close();
 
         QCOMPARE(f.Value("PRAGMA user_version").toInt(), db::kSchemaVersion);
@@ -304,7 +325,8 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         // Still the old ordering: A to Z fold, the rest does not.
-        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"), QStringList{"0"});
+        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"),
+                 QStringList{"0"});
         QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'GARDEN'"), QStringList{"1"});
         cn.Close();
         sqlite3_finalize(reading);
@@ -313,7 +335,8 @@ private slots:
         QCOMPARE(f.Value("PRAGMA integrity_check").toString(), QStringLiteral("ok"));
 
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"), QStringList{"2"});
+        QCOMPARE(column(cn, "Select Count(*) From t_House Where HouseName = 'élysée court'"),
+                 QStringList{"2"});
         cn.Close();
         QCOMPARE(f.Value("PRAGMA user_version").toInt(), db::kSchemaVersion);
     }
@@ -321,10 +344,13 @@ private slots:
     void a_program_without_the_collation_reads_rows_but_refuses_text_comparisons()
     {
         ProgramFolder f;
-        QVERIFY(f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
-                       "('Élysée Court', '1', '', 1, 1)"));
-        QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT HouseName FROM t_House"), QStringLiteral("Élysée Court"));
-        QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT count(*) FROM t_House WHERE HouseID = 1"), QStringLiteral("1"));
+        QVERIFY(
+            f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
+                   "('Élysée Court', '1', '', 1, 1)"));
+        QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT HouseName FROM t_House"),
+                 QStringLiteral("Élysée Court"));
+        QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT count(*) FROM t_House WHERE HouseID = 1"),
+                 QStringLiteral("1"));
         QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT count(*) FROM t_House WHERE HouseName = 'x'"),
                  QStringLiteral("error: no such collation sequence: UNICODE_NOCASE"));
         QCOMPARE(plainSqlite(f.DatabasePath(), "SELECT HouseName FROM t_House ORDER BY HouseName"),

@@ -13,13 +13,16 @@ using testsupport::ProgramFolder;
 
 namespace {
 
-const char* const kInsertA = "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (1, 'a', '', '')";
-const char* const kInsertB = "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (2, 'b', '', '')";
+const char* const kInsertA =
+    "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (1, 'a', '', '')";
+const char* const kInsertB =
+    "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (2, 'b', '', '')";
 
 QStringList types(const ProgramFolder& f)
 {
     QStringList names;
-    for (const QVariantList& row : f.Rows("SELECT HouseType FROM t_HouseType ORDER BY List")) names << row[0].toString();
+    for (const QVariantList& row : f.Rows("SELECT HouseType FROM t_HouseType ORDER BY List"))
+        names << row[0].toString();
     return names;
 }
 
@@ -107,7 +110,8 @@ private slots:
         rs.Close();
         QVERIFY(t.Commit());
         QCOMPARE(types(f), (QStringList{"a", "b"}));
-        QCOMPARE(f.Rows("SELECT HouseName, HouseFloor FROM t_House"), (QList<QVariantList>{{"x", QVariant()}}));
+        QCOMPARE(f.Rows("SELECT HouseName, HouseFloor FROM t_House"),
+                 (QList<QVariantList>{{"x", QVariant()}}));
     }
 
     void a_save_rolled_back_by_sqlite_goes_on_statement_by_statement()
@@ -115,8 +119,8 @@ private slots:
         ProgramFolder f;
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(sqlite3_create_function(cn.Handle(), "InterruptNow", 0, SQLITE_UTF8, nullptr, interruptNow, nullptr,
-                                         nullptr),
+        QCOMPARE(sqlite3_create_function(cn.Handle(), "InterruptNow", 0, SQLITE_UTF8, nullptr, interruptNow,
+                                         nullptr, nullptr),
                  SQLITE_OK);
         db::Transaction t(cn);
         QVERIFY(cn.Execute(kInsertA));

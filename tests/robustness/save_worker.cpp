@@ -44,9 +44,12 @@ void click(QWidget* root, const char* name)
 
 void setText(QWidget* root, const QString& name, const QString& text)
 {
-    if (auto* combo = root->findChild<QComboBox*>(name)) combo->setEditText(text);
-    else if (auto* line = root->findChild<QLineEdit*>(name)) line->setText(text);
-    else if (auto* plain = root->findChild<QPlainTextEdit*>(name)) plain->setPlainText(text);
+    if (auto* combo = root->findChild<QComboBox*>(name))
+        combo->setEditText(text);
+    else if (auto* line = root->findChild<QLineEdit*>(name))
+        line->setText(text);
+    else if (auto* plain = root->findChild<QPlainTextEdit*>(name))
+        plain->setPlainText(text);
 }
 
 QList<qint64> houseKeys()
@@ -54,7 +57,8 @@ QList<qint64> houseKeys()
     QList<qint64> keys;
     db::Connection cn;
     db::Recordset rs;
-    if (cn.Open(mdlHouse::ProgramPath(QStringLiteral("/House.db"))) && cn.Execute("Select HouseID From t_House", rs)) {
+    if (cn.Open(mdlHouse::ProgramPath(QStringLiteral("/House.db"))) &&
+        cn.Execute("Select HouseID From t_House", rs)) {
         while (!rs.Eof()) {
             keys << rs.Field(0).toLongLong();
             rs.MoveNext();
@@ -90,7 +94,8 @@ void finishWizard(frmHouseInput* w, bool editing)
     auto* images = w->findChild<ui::ListView*>(QStringLiteral("lsvImage"));
     const int pictures = images ? images->Model()->Count() : 0;
     // The description is on page 1; the counts are known only now, so it is written last.
-    setText(w, QStringLiteral("txtHouseIntro"), QStringLiteral("rows=%1 pictures=%2").arg(rows).arg(pictures));
+    setText(w, QStringLiteral("txtHouseIntro"),
+            QStringLiteral("rows=%1 pictures=%2").arg(rows).arg(pictures));
     click(w, "cmdFinish");
 }
 
@@ -203,11 +208,16 @@ int main(int argc, char* argv[])
     say("ready");
     for (;;) {
         const int pick = rng.bounded(10);
-        if (pick < 3) addHouse();
-        else if (pick < 5) editHouse();
-        else if (pick < 6) deleteHouse();
-        else if (pick < 8) saveTemplate();
-        else changeTypes();
+        if (pick < 3)
+            addHouse();
+        else if (pick < 5)
+            editHouse();
+        else if (pick < 6)
+            deleteHouse();
+        else if (pick < 8)
+            saveTemplate();
+        else
+            changeTypes();
         QCoreApplication::processEvents();
     }
 }

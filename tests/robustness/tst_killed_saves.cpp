@@ -34,11 +34,17 @@ QStringList faults(const ProgramFolder& folder)
     QStringList found;
     const QString integrity = folder.Value(QStringLiteral("PRAGMA integrity_check")).toString();
     if (integrity != QLatin1String("ok")) found << QStringLiteral("integrity_check: ") + integrity;
-    const qint64 orphanRows = folder.Value(QStringLiteral(
-        "SELECT count(*) FROM t_Content WHERE HouseID NOT IN (SELECT HouseID FROM t_House)")).toLongLong();
+    const qint64 orphanRows =
+        folder
+            .Value(QStringLiteral(
+                "SELECT count(*) FROM t_Content WHERE HouseID NOT IN (SELECT HouseID FROM t_House)"))
+            .toLongLong();
     if (orphanRows) found << QStringLiteral("%1 attribute rows without their house").arg(orphanRows);
-    const qint64 orphanPictures = folder.Value(QStringLiteral(
-        "SELECT count(*) FROM t_Image WHERE HouseID NOT IN (SELECT HouseID FROM t_House)")).toLongLong();
+    const qint64 orphanPictures =
+        folder
+            .Value(QStringLiteral(
+                "SELECT count(*) FROM t_Image WHERE HouseID NOT IN (SELECT HouseID FROM t_House)"))
+            .toLongLong();
     if (orphanPictures) found << QStringLiteral("%1 picture rows without their house").arg(orphanPictures);
 
     static const QRegularExpression described(QStringLiteral("^rows=(\\d+) pictures=(\\d+)$"));
@@ -86,16 +92,16 @@ private slots:
         const quint32 seed = qEnvironmentVariableIsSet("TAVRELO_KILL_SEED")
                                  ? quint32(qEnvironmentVariableIntValue("TAVRELO_KILL_SEED"))
                                  : QRandomGenerator::system()->generate();
-        const int kills = qEnvironmentVariableIsSet("TAVRELO_KILLS") ? qEnvironmentVariableIntValue("TAVRELO_KILLS")
-                                                                      : 300;
+        const int kills =
+            qEnvironmentVariableIsSet("TAVRELO_KILLS") ? qEnvironmentVariableIntValue("TAVRELO_KILLS") : 300;
         qInfo("seed %u (TAVRELO_KILL_SEED=%u replays it), %d kills", seed, seed, kills);
         QRandomGenerator random(seed);
 
         ProgramFolder folder;
         testsupport::MakePicture(folder.File(QStringLiteral("picture.png")), 16, 12);
-        QVERIFY(folder.Exec(QStringLiteral(
-            "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES "
-            "(1, '公寓', '', ''), (2, '别墅', '', ''), (3, '商铺', '', '')")));
+        QVERIFY(folder.Exec(
+            QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES "
+                           "(1, '公寓', '', ''), (2, '别墅', '', ''), (3, '商铺', '', '')")));
 
         // The child draws offscreen; its browser control runs without Chromium's sandbox, which
         // refuses to start as root.
@@ -118,8 +124,9 @@ private slots:
                 child.waitForReadyRead(100);
                 out += child.readAllStandardOutput();
             }
-            QVERIFY2(out.contains("ready\n"), qPrintable("the save worker ended before it was ready: " +
-                                                         QString::fromLocal8Bit(child.readAllStandardError())));
+            QVERIFY2(out.contains("ready\n"),
+                     qPrintable("the save worker ended before it was ready: " +
+                                QString::fromLocal8Bit(child.readAllStandardError())));
             // A random moment among the saves: anywhere in the first half second.
             QThread::usleep(random.bounded(1000, 500000));
             ::kill(pid_t(child.processId()), SIGKILL);
@@ -133,16 +140,15 @@ private slots:
 
             const QStringList wrong = faults(folder);
             if (!wrong.isEmpty())
-                QFAIL(qPrintable(QStringLiteral("after kill %1 of %2 (seed %3):\n  ")
-                                     .arg(kill)
-                                     .arg(kills)
-                                     .arg(seed) +
-                                 wrong.join(QStringLiteral("\n  "))));
+                QFAIL(qPrintable(
+                    QStringLiteral("after kill %1 of %2 (seed %3):\n  ").arg(kill).arg(kills).arg(seed) +
+                    wrong.join(QStringLiteral("\n  "))));
         }
         const qint64 houses = folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toLongLong();
-        qInfo("%d kills in %.1f s, %lld saves finished before them (%d children got past their first save); "
-              "%lld houses now",
-              kills, clock.elapsed() / 1000.0, saves, killedMidway, houses);
+        qInfo(
+            "%d kills in %.1f s, %lld saves finished before them (%d children got past their first save); "
+            "%lld houses now",
+            kills, clock.elapsed() / 1000.0, saves, killedMidway, houses);
         // The run must really have saved, or the kills prove nothing.
         QVERIFY(saves >= kills);
     }

@@ -91,10 +91,11 @@ QStringList indexesOfCatalogueTables(sqlite3* handle)
 {
     QStringList names;
     sqlite3_stmt* stmt = nullptr;
-    if (sqlite3_prepare_v2(handle,
-                           "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND tbl_name IN "
-                           "('t_HouseType', 't_House', 't_Content', 't_Image', 't_Content_Auto')",
-                           -1, &stmt, nullptr) == SQLITE_OK) {
+    if (sqlite3_prepare_v2(
+            handle,
+            "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND tbl_name IN "
+            "('t_HouseType', 't_House', 't_Content', 't_Image', 't_Content_Auto')",
+            -1, &stmt, nullptr) == SQLITE_OK) {
         while (sqlite3_step(stmt) == SQLITE_ROW)
             names << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)));
     }
@@ -109,7 +110,8 @@ bool rebuildTables(sqlite3* handle)
     for (const QString& index : indexesOfCatalogueTables(handle))
         if (!exec(handle, QStringLiteral("DROP INDEX \"%1\"").arg(index))) return false;
     for (const char* table : kTableNames)
-        if (!exec(handle, QStringLiteral("ALTER TABLE %1 RENAME TO %1_v1").arg(QLatin1String(table)))) return false;
+        if (!exec(handle, QStringLiteral("ALTER TABLE %1 RENAME TO %1_v1").arg(QLatin1String(table))))
+            return false;
     if (sqlite3_exec(handle, kSchemaSql, nullptr, nullptr, nullptr) != SQLITE_OK) return false;
     for (const char* name : kTableNames) {
         const QString table = QLatin1String(name);
@@ -117,7 +119,8 @@ bool rebuildTables(sqlite3* handle)
         // that was deleted before the move is still never handed out again.
         if (!exec(handle, QStringLiteral("INSERT INTO %1 SELECT * FROM %1_v1").arg(table)) ||
             !exec(handle, QStringLiteral("DELETE FROM sqlite_sequence WHERE name = '%1'").arg(table)) ||
-            !exec(handle, QStringLiteral("UPDATE sqlite_sequence SET name = '%1' WHERE name = '%1_v1'").arg(table)) ||
+            !exec(handle,
+                  QStringLiteral("UPDATE sqlite_sequence SET name = '%1' WHERE name = '%1_v1'").arg(table)) ||
             !exec(handle, QStringLiteral("DROP TABLE %1_v1").arg(table)))
             return false;
     }
@@ -217,10 +220,11 @@ bool LikeFolded(const char* patternText, int patternBytes, const char* subjectTe
 bool RegisterTextCollation(sqlite3* handle)
 {
     if (!handle) return false;
-    bool ok = sqlite3_create_collation_v2(handle, kTextCollation, SQLITE_UTF8, nullptr, collate, nullptr) == SQLITE_OK;
+    bool ok = sqlite3_create_collation_v2(handle, kTextCollation, SQLITE_UTF8, nullptr, collate, nullptr) ==
+              SQLITE_OK;
     for (int args = 2; args <= 3; ++args)
-        ok = sqlite3_create_function(handle, "like", args, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, likeFunction,
-                                     nullptr, nullptr) == SQLITE_OK &&
+        ok = sqlite3_create_function(handle, "like", args, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
+                                     likeFunction, nullptr, nullptr) == SQLITE_OK &&
              ok;
     return ok;
 }
