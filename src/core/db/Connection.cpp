@@ -78,7 +78,8 @@ bool Connection::Open(const QString& databasePath)
         return false;
     }
     // A catalogue of an earlier build is moved to the current schema here, once. When that cannot
-    // be done (a read-only file) it keeps working as it is, comparing text with its old ordering.
+    // be done (a read-only file, another program reading it) it keeps working as it is, comparing
+    // text with its old ordering, and is moved on a later open.
     UpgradeSchema(handle);
     handle_ = handle;
     return true;

@@ -6,9 +6,9 @@
 -- registers on each connection (core/db/TextCollation.h, kTextCollation): case is ignored for
 -- all of Unicode by simple case folding, not only for A to Z. A program that has not registered
 -- it (the sqlite3 shell) can read rows but stops with "no such collation sequence" wherever a
--- text column is compared, sorted or indexed. Version 1 files (COLLATE UNICODE_NOCASE) are moved to
--- this schema when a connection opens them. Another store renders this name as its own
--- case-insensitive collation.
+-- text column is compared or sorted, or a row written. Version 1 files (text columns with
+-- SQLite's ASCII-only NOCASE) are moved to this schema when a connection opens them. Another
+-- store renders this name as its own case-insensitive collation.
 PRAGMA user_version = 2;
 
 CREATE TABLE t_HouseType (
