@@ -88,6 +88,30 @@ private slots:
         QCOMPARE(f.Value("PRAGMA integrity_check").toString(), QStringLiteral("ok"));
     }
 
+    void closing_with_a_recordset_still_open_releases_the_catalogue_at_once()
+    {
+        ProgramFolder f;
+        QVERIFY(f.Exec(kInsertA));
+        db::Connection cn;
+        QVERIFY(cn.Open(f.DatabasePath()));
+        db::Recordset reading;
+        QVERIFY(cn.Execute("Select * From t_HouseType", reading));
+        QVERIFY(cn.BeginTrans());
+        QVERIFY(cn.Execute(kInsertB));
+        cn.Close();
+        // The recordset still holds its statement (and with it a read lock), yet the closed save's
+        // write lock is gone: another connection starts its save at once...
+        db::Connection other;
+        QVERIFY(other.Open(f.DatabasePath()));
+        QVERIFY(other.BeginTrans());
+        QVERIFY(other.Execute("Update t_HouseType Set MusicTitle = 'x'"));
+        // ...and finishes it once the reading is done.
+        reading.Close();
+        QVERIFY(other.CommitTrans());
+        QCOMPARE(types(f), QStringList{"a"});
+        QCOMPARE(f.Value("SELECT MusicTitle FROM t_HouseType").toString(), QStringLiteral("x"));
+    }
+
     void a_failing_statement_inside_is_skipped_and_the_rest_is_saved()
     {
         ProgramFolder f;

@@ -136,6 +136,9 @@ void Connection::Close()
 {
     inTransaction_ = false;
     if (handle_) {
+        // Rolled back now, not when the last recordset lets go of the connection: until then the
+        // closed connection would still hold the catalogue's write lock.
+        if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
         // Recordsets finalize their own statements; close_v2 defers the close until they have.
         sqlite3_close_v2(handle_);
         handle_ = nullptr;
