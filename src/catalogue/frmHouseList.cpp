@@ -339,6 +339,8 @@ void frmHouseList::OpenEntry(int mode) {
 void frmHouseList::DeleteHouse() {
     const qint32 key = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(connection_);
+    // The house and its rows go together or not at all.
+    db::Transaction deletion(connection_);
     connection_.Execute(catalogue::DeleteHouseSql(key));
     connection_.Execute(catalogue::DeleteContentSql(key));
     // The picture rows are read and walked but their files are left in Images on purpose:
@@ -348,6 +350,7 @@ void frmHouseList::DeleteHouse() {
     }
     recordset_.Close();
     connection_.Execute(catalogue::DeleteImageSql(key));
+    deletion.Commit();
     connection_.Close();
 }
 

@@ -364,6 +364,9 @@ void frmHouseInput::writeHouseFields(db::Recordset& house)
 void frmHouseInput::saveNewHouse()
 {
     mdlHouse::OpenDatabase(cn);
+    // The house, its rows and its pictures are one save: a process that dies halfway leaves none
+    // of it, never a house without its rows.
+    db::Transaction save(cn);
     typeIdForSave_ = lookUpTypeId();
 
     if (rs.Open(entry::SqlEmptyHouse(), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
@@ -381,6 +384,7 @@ void frmHouseInput::saveNewHouse()
 
     writeContentRows(cn, houseId);
     writeImages(cn, houseId);
+    save.Commit();
     cn.Close();
 }
 
@@ -388,6 +392,9 @@ void frmHouseInput::saveEditedHouse()
 {
     const qint32 houseId = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(cn);
+    // The rows are deleted and written again: one save, so that a process that dies halfway
+    // leaves the house as it was rather than without its rows.
+    db::Transaction save(cn);
     typeIdForSave_ = lookUpTypeId();
 
     if (rs.Open(entry::SqlHouseById(houseId), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
@@ -401,5 +408,6 @@ void frmHouseInput::saveEditedHouse()
     // Rows of pictures removed in the wizard go; their files stay in Images.
     cn.Execute(entry::SqlDeleteImages(houseId));
     writeImages(cn, houseId);
+    save.Commit();
     cn.Close();
 }

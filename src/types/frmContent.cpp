@@ -187,6 +187,8 @@ void frmContent::cmdClear_Click()
 void frmContent::cmdOK_Click()
 {
     mdlHouse::OpenDatabase(conn_);
+    // The old template is replaced as one save: never half of the new rows.
+    db::Transaction save(conn_);
     sql_ = TypeSql::DeleteTemplateOf(CurrentTypeID);
     conn_.Execute(sql_);
     const ui::ListModel* model = lsvContent->Model();
@@ -202,6 +204,7 @@ void frmContent::cmdOK_Click()
         }
         rs_.Close();
     }
+    save.Commit();
     conn_.Close();
     UnloadForm();
 }

@@ -289,6 +289,7 @@ void frmHouseType::SaveEditedType()
 {
     const QString fileName = TypeMusic::FileName(txtMusicFile->text());
     mdlHouse::OpenDatabase(conn_);
+    db::Transaction save(conn_);
     sql_ = TypeSql::EditedTypeAt(CurrentList);
     rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
     rs_.SetField(QStringLiteral("HouseType"), txtHouseType->text());
@@ -296,6 +297,7 @@ void frmHouseType::SaveEditedType()
     rs_.SetField(QStringLiteral("MusicFile"), fileName);
     rs_.Update();
     rs_.Close();
+    save.Commit();
     conn_.Close();
     CopyMusicFile(fileName);
 }
@@ -304,6 +306,9 @@ void frmHouseType::SaveNewType()
 {
     const QString fileName = TypeMusic::FileName(txtMusicFile->text());
     mdlHouse::OpenDatabase(conn_);
+    // The last position is read and the new type placed after it in one save, so positions stay
+    // 1..N even with a second copy adding a type at the same moment.
+    db::Transaction save(conn_);
     sql_ = TypeSql::LastType();
     rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
     const qint16 position = qint16((rs_.Eof() ? 0 : rs_.Field(QStringLiteral("List")).toInt()) + 1);
@@ -314,6 +319,7 @@ void frmHouseType::SaveNewType()
     rs_.SetField(QStringLiteral("MusicFile"), fileName);
     rs_.Update();
     rs_.Close();
+    save.Commit();
     conn_.Close();
     CopyMusicFile(fileName);
 }
@@ -342,10 +348,13 @@ bool frmHouseType::CanDeleteType()
 void frmHouseType::DeleteType()
 {
     mdlHouse::OpenDatabase(conn_);
+    // The deletion and the closing of its gap are one save: positions stay 1..N.
+    db::Transaction save(conn_);
     sql_ = TypeSql::DeleteTypeAt(CurrentList);
     conn_.Execute(sql_);
     sql_ = TypeSql::CloseGapAfter(CurrentList);
     conn_.Execute(sql_);
+    save.Commit();
     conn_.Close();
 }
 
@@ -371,8 +380,10 @@ void frmHouseType::cmdUp_Click()
     const qint16 p = SelectedPosition();
     if (p <= 1) return;
     mdlHouse::OpenDatabase(conn_);
+    db::Transaction save(conn_);
     sql_ = TypeSql::MoveUp(p);
     conn_.Execute(sql_);
+    save.Commit();
     conn_.Close();
     LoadTypeList();
     lsvType->SelectRow(p - 2);
@@ -384,8 +395,10 @@ void frmHouseType::cmdDown_Click()
     const qint16 p = SelectedPosition();
     if (p >= lsvType->Model()->Count()) return;
     mdlHouse::OpenDatabase(conn_);
+    db::Transaction save(conn_);
     sql_ = TypeSql::MoveDown(p);
     conn_.Execute(sql_);
+    save.Commit();
     conn_.Close();
     LoadTypeList();
     lsvType->SelectRow(p);

@@ -6,6 +6,7 @@
 #include "CatalogueFixture.h"
 #include "catalogue/HouseQuery.h"
 #include "core/db/Dialect.h"
+#include "core/db/TextCollation.h"
 
 using namespace cataloguetest;
 using testsupport::ProgramFolder;
@@ -38,6 +39,7 @@ qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows) {
     sqlite3* handle = nullptr;
     sqlite3_open_v2(QFile::encodeName(folder.DatabasePath()).constData(), &handle, SQLITE_OPEN_READONLY,
                     nullptr);
+    db::RegisterTextCollation(handle);
     const QByteArray sql = db::toSqlite(catalogue::AllHousesSql()).toUtf8();
     sqlite3_stmt* stmt = nullptr;
     sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr);

@@ -11,6 +11,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/Recordset.h"
+#include "core/db/TextCollation.h"
 #include "core/mdlHouse.h"
 
 using testsupport::MsgBoxRecorder;
@@ -62,7 +63,7 @@ private slots:
     void schema_has_the_five_tables_and_a_version()
     {
         ProgramFolder f;
-        QCOMPARE(f.Value("PRAGMA user_version").toInt(), 1);
+        QCOMPARE(f.Value("PRAGMA user_version").toInt(), db::kSchemaVersion);
         QCOMPARE(f.Rows("SELECT name FROM sqlite_master WHERE type='table' AND name LIKE 't_%' ORDER BY name").size(), 5);
         const auto cols = [&](const char* t) {
             QStringList names;

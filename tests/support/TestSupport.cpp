@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 
@@ -52,6 +53,9 @@ QList<QVariantList> runSql(const QString& path, const QString& sql, bool* ok)
         return rows;
     }
     sqlite3_busy_timeout(handle, 2000);
+    // The catalogue's text columns use the program's own collation; without it every comparison
+    // of a text column would stop with "no such collation sequence".
+    db::RegisterTextCollation(handle);
     const QByteArray utf8 = sql.toUtf8();
     const char* tail = utf8.constData();
     *ok = true;

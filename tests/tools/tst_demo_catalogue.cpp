@@ -19,6 +19,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/Recordset.h"
+#include "core/db/TextCollation.h"
 
 namespace {
 
@@ -411,7 +412,7 @@ private slots:
         const Run r = runDemo({folder.Path()});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toInt(), 12);
-        QCOMPARE(folder.Value(QStringLiteral("PRAGMA user_version")).toInt(), 1);
+        QCOMPARE(folder.Value(QStringLiteral("PRAGMA user_version")).toInt(), db::kSchemaVersion);
     }
 
     void withTwoFoldersItShowsUsage()

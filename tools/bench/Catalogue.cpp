@@ -8,6 +8,7 @@
 #include <QImage>
 
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 
 namespace bench {
 
@@ -104,6 +105,7 @@ bool BuildCatalogue(const QString& folder, const CatalogueShape& shape, QString*
         sqlite3_close(handle);
         return false;
     }
+    db::RegisterTextCollation(handle);
     char* message = nullptr;
     const int rc = sqlite3_exec(handle, fillSql(shape).toUtf8().constData(), nullptr, nullptr, &message);
     if (rc != SQLITE_OK) *error = QString::fromUtf8(message);

@@ -12,6 +12,7 @@
 
 #include "LegacyReader.h"
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 
 namespace legacy {
 
@@ -77,6 +78,8 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
         sqlite3_close(handle);
         return false;
     }
+    // The new catalogue's indexes are ordered by the program's collation.
+    db::RegisterTextCollation(handle);
     auto fail = [&](const QString& what) {
         *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
         sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);

@@ -7,6 +7,7 @@
 
 #include "core/db/Dialect.h"
 #include "core/db/Recordset.h"
+#include "core/db/TextCollation.h"
 #include "core/db/schema_sql.h"
 
 namespace db {
@@ -57,6 +58,7 @@ bool Connection::Open(const QString& databasePath)
     sqlite3_busy_timeout(handle, 1500);
     sqlite3_create_function(handle, "Sgn", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, sgnFunction,
                             nullptr, nullptr);
+    RegisterTextCollation(handle);
 
     // Reading the table list is the first real access to the file: a file that is not a database,
     // or one that is locked, fails here.
@@ -75,6 +77,10 @@ bool Connection::Open(const QString& databasePath)
         sqlite3_close(handle);
         return false;
     }
+    // A catalogue of an earlier build is moved to the current schema here, once. When that cannot
+    // be done (a read-only file, another program reading it) it keeps working as it is, comparing
+    // text with its old ordering, and is moved on a later open.
+    UpgradeSchema(handle);
     handle_ = handle;
     return true;
 }
@@ -130,6 +136,9 @@ void Connection::Close()
 {
     inTransaction_ = false;
     if (handle_) {
+        // Rolled back now, not when the last recordset lets go of the connection: until then the
+        // closed connection would still hold the catalogue's write lock.
+        if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
         // Recordsets finalize their own statements; close_v2 defers the close until they have.
         sqlite3_close_v2(handle_);
         handle_ = nullptr;
@@ -185,6 +194,7 @@ bool CreateEmptyDatabase(const QString& path, QString* error)
         sqlite3_close(handle);
         return false;
     }
+    RegisterTextCollation(handle);
     char* message = nullptr;
     const int rc = sqlite3_exec(handle, kSchemaSql, nullptr, nullptr, &message);
     if (rc != SQLITE_OK && error) *error = QString::fromUtf8(message);

@@ -1,21 +1,29 @@
 -- The catalogue's five tables. Keys only grow (AUTOINCREMENT never hands out a deleted key
 -- again), text compares without regard to case like the original engine, and every column
 -- that joins or filters has an index.
-PRAGMA user_version = 1;
+--
+-- Text collation: every text column is COLLATE UNICODE_NOCASE, a collation the data layer
+-- registers on each connection (core/db/TextCollation.h, kTextCollation): case is ignored for
+-- all of Unicode by simple case folding, not only for A to Z. A program that has not registered
+-- it (the sqlite3 shell) can read rows but stops with "no such collation sequence" wherever a
+-- text column is compared or sorted, or a row written. Version 1 files (text columns with
+-- SQLite's ASCII-only NOCASE) are moved to this schema when a connection opens them. Another
+-- store renders this name as its own case-insensitive collation.
+PRAGMA user_version = 2;
 
 CREATE TABLE t_HouseType (
     TypeID     INTEGER PRIMARY KEY AUTOINCREMENT,
     List       INTEGER,
-    HouseType  TEXT COLLATE NOCASE,
-    MusicTitle TEXT COLLATE NOCASE,
-    MusicFile  TEXT COLLATE NOCASE
+    HouseType  TEXT COLLATE UNICODE_NOCASE,
+    MusicTitle TEXT COLLATE UNICODE_NOCASE,
+    MusicFile  TEXT COLLATE UNICODE_NOCASE
 );
 
 CREATE TABLE t_House (
     HouseID    INTEGER PRIMARY KEY AUTOINCREMENT,
-    HouseName  TEXT COLLATE NOCASE,
-    HouseNo    TEXT COLLATE NOCASE,
-    Intro      TEXT COLLATE NOCASE,
+    HouseName  TEXT COLLATE UNICODE_NOCASE,
+    HouseNo    TEXT COLLATE UNICODE_NOCASE,
+    Intro      TEXT COLLATE UNICODE_NOCASE,
     HouseFloor INTEGER,
     TypeID     INTEGER
 );
@@ -23,25 +31,25 @@ CREATE TABLE t_House (
 CREATE TABLE t_Content (
     ContentID INTEGER PRIMARY KEY AUTOINCREMENT,
     HouseID   INTEGER,
-    Caption   TEXT COLLATE NOCASE,
-    Content   TEXT COLLATE NOCASE,
+    Caption   TEXT COLLATE UNICODE_NOCASE,
+    Content   TEXT COLLATE UNICODE_NOCASE,
     List      INTEGER
 );
 
 CREATE TABLE t_Image (
     ImageID   INTEGER PRIMARY KEY AUTOINCREMENT,
     HouseID   INTEGER,
-    Caption   TEXT COLLATE NOCASE,
-    Intro     TEXT COLLATE NOCASE,
-    ImageFile TEXT COLLATE NOCASE,
+    Caption   TEXT COLLATE UNICODE_NOCASE,
+    Intro     TEXT COLLATE UNICODE_NOCASE,
+    ImageFile TEXT COLLATE UNICODE_NOCASE,
     List      INTEGER
 );
 
 CREATE TABLE t_Content_Auto (
     ContentID INTEGER PRIMARY KEY AUTOINCREMENT,
     TypeID    INTEGER,
-    Caption   TEXT COLLATE NOCASE,
-    Content   TEXT COLLATE NOCASE
+    Caption   TEXT COLLATE UNICODE_NOCASE,
+    Content   TEXT COLLATE UNICODE_NOCASE
 );
 
 CREATE INDEX ix_House_TypeID ON t_House (TypeID);

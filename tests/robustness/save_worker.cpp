@@ -1,0 +1,223 @@
+// The child of tst_killed_saves: runs the program's own save paths through the real windows,
+// offscreen, one after another until it is killed. Every house it saves describes itself in its
+// Intro ("rows=N pictures=M") and every template row carries the number of rows of its template,
+// so that whoever looks at the catalogue afterwards can tell a whole save from half of one.
+//
+//   save_worker PROGRAM_FOLDER SEED
+//
+// It prints "ready" once the windows are up and one line per finished save.
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRandomGenerator>
+#include <cstdio>
+
+#include "core/db/Connection.h"
+#include "core/db/Recordset.h"
+#include "core/mdlHouse.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
+#include "core/ui/MsgBox.h"
+#include "entry/frmHouseInput.h"
+#include "types/frmContent.h"
+#include "types/frmHouseType.h"
+#include "windows/RegisterWindows.h"
+
+namespace {
+
+QRandomGenerator rng;
+QString picture;
+
+void say(const char* line)
+{
+    std::printf("%s\n", line);
+    std::fflush(stdout);
+}
+
+void click(QWidget* root, const char* name)
+{
+    if (auto* b = root->findChild<QPushButton*>(QString::fromLatin1(name))) b->click();
+}
+
+void setText(QWidget* root, const QString& name, const QString& text)
+{
+    if (auto* combo = root->findChild<QComboBox*>(name))
+        combo->setEditText(text);
+    else if (auto* line = root->findChild<QLineEdit*>(name))
+        line->setText(text);
+    else if (auto* plain = root->findChild<QPlainTextEdit*>(name))
+        plain->setPlainText(text);
+}
+
+QList<qint64> houseKeys()
+{
+    QList<qint64> keys;
+    db::Connection cn;
+    db::Recordset rs;
+    if (cn.Open(mdlHouse::ProgramPath(QStringLiteral("/House.db"))) &&
+        cn.Execute("Select HouseID From t_House", rs)) {
+        while (!rs.Eof()) {
+            keys << rs.Field(0).toLongLong();
+            rs.MoveNext();
+        }
+    }
+    return keys;
+}
+
+// Fills the wizard's rows and pictures at rng, writes the description that names their
+// counts, and clicks through to "完成".
+void finishWizard(frmHouseInput* w, bool editing)
+{
+    const int wantedRows = rng.bounded(7);
+    while (w->cmbCaption.UBound() > wantedRows) click(w, "cmdDeleteContent");
+    while (w->cmbCaption.UBound() < wantedRows) click(w, "cmdAddNewContent");
+    const int rows = w->cmbCaption.UBound();
+    for (int i = 1; i <= rows; ++i) {
+        w->cmbCaption[i]->setEditText(QStringLiteral("属性%1").arg(i));
+        w->cmbContent[i]->setEditText(QStringLiteral("值%1").arg(rng.bounded(100)));
+    }
+    if (!editing) {
+        setText(w, QStringLiteral("cmbHouseName"), QStringLiteral("楼宇%1").arg(rng.bounded(20)));
+        auto* type = w->findChild<QComboBox*>(QStringLiteral("cmbHouseType"));
+        if (type && type->count() > 0) type->setCurrentIndex(rng.bounded(type->count()));
+        setText(w, QStringLiteral("cmbHouseNo"), QString::number(rng.bounded(100, 3000)));
+        setText(w, QStringLiteral("cmbHouseFloor"), QString::number(rng.bounded(1, 30)));
+    }
+    click(w, "cmdNext");
+    if (editing && rng.bounded(2)) click(w, "cmdDeleteAllImage");
+    const int more = rng.bounded(4);
+    for (int k = 0; k < more; ++k)
+        w->AddNewImage(QStringLiteral("照片%1").arg(k), QStringLiteral("说明"), picture);
+    auto* images = w->findChild<ui::ListView*>(QStringLiteral("lsvImage"));
+    const int pictures = images ? images->Model()->Count() : 0;
+    // The description is on page 1; the counts are known only now, so it is written last.
+    setText(w, QStringLiteral("txtHouseIntro"),
+            QStringLiteral("rows=%1 pictures=%2").arg(rows).arg(pictures));
+    click(w, "cmdFinish");
+}
+
+void addHouse()
+{
+    auto* w = qobject_cast<frmHouseInput*>(Forms::Show(QStringLiteral("frmHouseInput")));
+    if (!w) return;
+    w->StartInput(0);
+    finishWizard(w, false);
+    Forms::Unload(QStringLiteral("frmHouseInput"));
+    say("saved a new house");
+}
+
+void editHouse()
+{
+    const QList<qint64> keys = houseKeys();
+    if (keys.isEmpty()) return;
+    mdlHouse::CurrentHouseID = qint32(keys[rng.bounded(int(keys.size()))]);
+    auto* w = qobject_cast<frmHouseInput*>(Forms::Show(QStringLiteral("frmHouseInput")));
+    if (!w) return;
+    w->StartInput(1);
+    finishWizard(w, true);
+    Forms::Unload(QStringLiteral("frmHouseInput"));
+    say("saved an edited house");
+}
+
+void deleteHouse()
+{
+    QWidget* list = Forms::Show(QStringLiteral("frmHouseList"));
+    auto* view = list ? list->findChild<ui::ListView*>(QStringLiteral("lsvHouse")) : nullptr;
+    if (!view || view->Model()->Count() == 0) return;
+    view->SelectRow(rng.bounded(view->Model()->Count()));
+    click(list, "cmdDelete");
+    say("deleted a house");
+}
+
+frmHouseType* typeWindow()
+{
+    return qobject_cast<frmHouseType*>(Forms::Show(QStringLiteral("frmHouseType")));
+}
+
+void selectType(frmHouseType* types)
+{
+    auto* view = types->findChild<ui::ListView*>(QStringLiteral("lsvType"));
+    if (view && view->Model()->Count() > 0) view->SelectRow(rng.bounded(view->Model()->Count()));
+}
+
+void saveTemplate()
+{
+    frmHouseType* types = typeWindow();
+    if (!types) return;
+    selectType(types);
+    click(types, "cmdContent");
+    QWidget* editor = Forms::Find(QStringLiteral("frmContent"));
+    if (!editor) return;
+    click(editor, "cmdClear");
+    const int count = rng.bounded(1, 7);
+    for (int i = 1; i <= count; ++i) {
+        click(editor, "cmdAddNew");
+        setText(editor, QStringLiteral("txtCaption"), QStringLiteral("模板属性%1").arg(i));
+        setText(editor, QStringLiteral("txtContent"), QStringLiteral("of %1").arg(count));
+        click(editor, "cmdEditOK");
+    }
+    click(editor, "cmdOK");
+    say("saved a template");
+}
+
+void changeTypes()
+{
+    frmHouseType* types = typeWindow();
+    if (!types) return;
+    const int what = rng.bounded(4);
+    if (what == 0) {
+        click(types, "cmdAddNew");
+        setText(types, QStringLiteral("txtHouseType"), QStringLiteral("类型%1").arg(rng.bounded(1000)));
+        click(types, "cmdEditOK");
+        say("added a type");
+    } else if (what == 1) {
+        selectType(types);
+        click(types, "cmdDelete");
+        say("deleted a type (when it had no houses)");
+    } else {
+        selectType(types);
+        click(types, what == 2 ? "cmdUp" : "cmdDown");
+        say("moved a type");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED\n");
+        return 2;
+    }
+    mdlHouse::SetProgramFolder(QString::fromLocal8Bit(argv[1]));
+    rng.seed(quint32(QByteArray(argv[2]).toULongLong()));
+    picture = QString::fromLocal8Bit(argv[1]) + QStringLiteral("/picture.png");
+    // Every question is answered Yes, every notice taken.
+    ui::SetMsgBoxInterceptor([](const QString&, ui::Buttons) { return ui::Answer::Yes; });
+
+    windows::RegisterWindows();
+    QMdiArea area;
+    area.resize(1300, 900);
+    Forms::SetMdiArea(&area);
+    area.show();
+    typeWindow();
+    say("ready");
+    for (;;) {
+        const int pick = rng.bounded(10);
+        if (pick < 3)
+            addHouse();
+        else if (pick < 5)
+            editHouse();
+        else if (pick < 6)
+            deleteHouse();
+        else if (pick < 8)
+            saveTemplate();
+        else
+            changeTypes();
+        QCoreApplication::processEvents();
+    }
+}
