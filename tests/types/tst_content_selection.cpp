@@ -73,8 +73,9 @@ private slots:
         boxes = std::make_unique<testsupport::MsgBoxRecorder>();
         SeedTypes(*folder, 1);
         t1 = TypeIdOf(*folder, QStringLiteral("T1"));
-        folder->Exec(QStringLiteral("Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '朝向', '南')")
-                         .arg(t1));
+        folder->Exec(
+            QStringLiteral("Insert Into t_Content_Auto (TypeID, Caption, Content) Values (%1, '朝向', '南')")
+                .arg(t1));
         area = std::make_unique<QMdiArea>();
         area->setObjectName(QStringLiteral("mdiArea"));
         area->resize(1200, 800);
