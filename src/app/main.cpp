@@ -5,6 +5,7 @@
 #include <QTimer>
 #include <cstdio>
 
+#include "core/BrowserSandbox.h"
 #include "core/Folders.h"
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
@@ -128,6 +129,7 @@ int main(int argc, char* argv[])
         return 0;
     }
 
+    browsersandbox::PrepareForUser("tavrelo");
     QApplication app(argc, argv);
     QCommandLineParser parser;
     describe(app, parser, folderOption);

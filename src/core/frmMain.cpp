@@ -4,17 +4,18 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QGuiApplication>
-#include <QScreen>
-#include <QTimer>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
+#include <QScreen>
+#include <QTimer>
 
 #include "core/PriceListExport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/SingleInstance.h"
+#include "core/ui/Trace.h"
 
 namespace {
 std::function<void()>& endProgram()
@@ -52,6 +53,7 @@ void frmMain::setupControls()
 
     auto menu = [this](const char* name, const QString& caption) {
         QMenu* m = menuBar()->addMenu(caption);
+        ui::TraceMenuWhenShown(m);
         m->setObjectName(QLatin1String(name));
         m->menuAction()->setObjectName(QLatin1String(name));
         return m;
@@ -107,6 +109,7 @@ bool frmMain::Load()
     // frame also takes the whole screen itself.
     if (QScreen* screen = QGuiApplication::primaryScreen()) setGeometry(screen->availableGeometry());
     showMaximized();
+    ui::TraceControlsSoon(this);
     mdlHouse::CreateMediaFolders();
     // Only for measuring the start (tavrelo-bench): end once the shown frame's queued events, its
     // first paint among them, have been handled.

@@ -42,6 +42,7 @@ constexpr int kContentLeft = 4260;
 constexpr int kContentWidth = 3000;
 constexpr int kPageRight = 7260;
 constexpr int kPageButtonGap = 720;  // from the row buttons down to the page's button row
+constexpr int kPageBottom = 360;     // below the page's button row
 }  // namespace layout
 
 // Appends items to a drop-down and leaves its text as it was.

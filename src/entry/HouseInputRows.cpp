@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
 
 #include "core/mdlHouse.h"
@@ -98,12 +99,50 @@ void frmHouseInput::placeRowButtons()
     cmdAddNewContent->setGeometry(Px(kFieldLeft), Px(top), Px(1680), Px(kButtonHeight));
     cmdDeleteContent->setGeometry(Px(kFieldLeft + 1800), Px(top), Px(840), Px(kButtonHeight));
     cmdImage->setGeometry(Px(kPageRight - 1200), Px(top), Px(1200), Px(kButtonHeight));
-    const int buttonsTop = top + kPageButtonGap;
+    // The scrolled part ends where the page's button row begins.
+    page1->resize(Px(kPageRight + 240), Px(top + kPageButtonGap));
+    growWithRows();
+    layoutPage1();
+}
+
+void frmHouseInput::growWithRows()
+{
+    // The window grows with its rows until it is as tall as the frame it stands in; after that
+    // only the rows scroll. It never shrinks by itself: a size the user chose stays.
+    if (!sized_) return;
+    QWidget* frame = Frame();
+    const int needed = page1->height() + Px(kButtonHeight + kPageBottom) + (frame->height() - height());
+    if (needed <= frame->height()) return;
+    int top = frame->y();
+    int room = 0;
+    if (frame != this && frame->parentWidget()) {
+        room = frame->parentWidget()->height();
+        top = frame->y();
+    } else if (QScreen* screen = this->screen()) {
+        const QRect free = screen->availableGeometry();
+        const int decoration = frame->frameGeometry().height() - frame->height();
+        room = free.height() - decoration;
+        top = frame->y() - free.top();
+    }
+    const int height = qMin(needed, room);
+    if (height <= frame->height()) return;
+    frame->resize(frame->width(), height);
+    // Move up as far as needed so that the grown window stays wholly inside the frame.
+    if (top + height > room) frame->move(frame->x(), frame->y() - (top + height - room));
+}
+
+void frmHouseInput::layoutPage1()
+{
+    // The button row follows the rows, one gap below the row buttons, as long as the window has
+    // room for it; in a window too short for every row it stays at the bottom and the rows scroll.
+    const int strip = Px(kButtonHeight + kPageBottom);
+    const int rowsHeight = qMin(page1->height(), qMax(0, Frame1->height() - strip));
+    rowsArea->setGeometry(0, 0, Frame1->width(), rowsHeight);
+    const int buttonsTop = rowsHeight;
     const int width = 1080;
-    cmdCancel->setGeometry(Px(kPageRight - width), Px(buttonsTop), Px(width), Px(kButtonHeight));
-    cmdNext->setGeometry(Px(kPageRight - 2 * width - 120), Px(buttonsTop), Px(width), Px(kButtonHeight));
-    Command1->setGeometry(Px(kPageRight - 3 * width - 240), Px(buttonsTop), Px(width), Px(kButtonHeight));
-    page1->resize(Px(kPageRight + 240), Px(buttonsTop + kButtonHeight + 360));
+    cmdCancel->setGeometry(Px(kPageRight - width), buttonsTop, Px(width), Px(kButtonHeight));
+    cmdNext->setGeometry(Px(kPageRight - 2 * width - 120), buttonsTop, Px(width), Px(kButtonHeight));
+    Command1->setGeometry(Px(kPageRight - 3 * width - 240), buttonsTop, Px(width), Px(kButtonHeight));
 }
 
 void frmHouseInput::orderTabs()

@@ -115,13 +115,15 @@ void frmHouseInput::setupControls()
 {
     SetCaption(QStringLiteral("录入资料"));
 
-    Frame1 = new QScrollArea(this);
+    Frame1 = new QWidget(this);
     Frame1->setObjectName(QStringLiteral("Frame1"));
-    Frame1->setFrameShape(QFrame::NoFrame);
-    Frame1->setWidgetResizable(false);
+    rowsArea = new QScrollArea(Frame1);
+    rowsArea->setObjectName(QStringLiteral("rowsArea"));
+    rowsArea->setFrameShape(QFrame::NoFrame);
+    rowsArea->setWidgetResizable(false);
     page1 = new QWidget;
     page1->setObjectName(QStringLiteral("page1"));
-    Frame1->setWidget(page1);
+    rowsArea->setWidget(page1);
 
     lblHouseName = makeLabel(page1, "lblHouseName", QStringLiteral("名称："));
     cmbHouseName = makeDropDown(page1, "cmbHouseName");
@@ -154,8 +156,8 @@ void frmHouseInput::setupControls()
     auto* valueLabelTemplate = makeLabel(page1, "lblContent", QStringLiteral("值："));
     auto* contentTemplate = makeDropDown(page1, "cmbContent");
     ui::PlaceTwips(captionTemplate, kFieldLeft, kFirstRowTop - kRowPitch, kCaptionWidth, kBoxHeight);
-    ui::PlaceTwips(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop, kValueLabelWidth,
-          kLabelHeight);
+    ui::PlaceTwips(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop,
+                   kValueLabelWidth, kLabelHeight);
     ui::PlaceTwips(contentTemplate, kContentLeft, kFirstRowTop - kRowPitch, kContentWidth, kBoxHeight);
     cmbCaption.SetTemplate(captionTemplate);
     lblContent.SetTemplate(valueLabelTemplate);
@@ -164,9 +166,9 @@ void frmHouseInput::setupControls()
     cmdAddNewContent = makeButton(page1, "cmdAddNewContent", QStringLiteral("增加新的属性"));
     cmdDeleteContent = makeButton(page1, "cmdDeleteContent", QStringLiteral("删除"));
     cmdImage = makeButton(page1, "cmdImage", QStringLiteral("图片编辑"));
-    Command1 = makeButton(page1, "Command1", QStringLiteral("上一步"));
-    cmdNext = makeButton(page1, "cmdNext", QStringLiteral("下一步"));
-    cmdCancel = makeButton(page1, "cmdCancel", QStringLiteral("取消"));
+    Command1 = makeButton(Frame1, "Command1", QStringLiteral("上一步"));
+    cmdNext = makeButton(Frame1, "cmdNext", QStringLiteral("下一步"));
+    cmdCancel = makeButton(Frame1, "cmdCancel", QStringLiteral("取消"));
     placeRowButtons();
 
     Frame2 = new QWidget(this);
@@ -195,8 +197,8 @@ void frmHouseInput::setupControls()
         addContentRow();
         if (QComboBox* box = cmbCaption[cmbCaption.UBound()]) {
             // The new row and the buttons under it come into view together.
-            Frame1->ensureWidgetVisible(cmdNext);
-            Frame1->ensureWidgetVisible(box);
+            rowsArea->ensureWidgetVisible(cmdAddNewContent);
+            rowsArea->ensureWidgetVisible(box);
             box->setFocus();
         }
     });
@@ -223,6 +225,7 @@ void frmHouseInput::setupControls()
 void frmHouseInput::Load()
 {
     SetSizeTwips(kWindowWidth, kWindowHeight);
+    sized_ = true;
     Resized();
     showPage(1);
     StartInput(0);
@@ -237,6 +240,7 @@ void frmHouseInput::Unload()
 void frmHouseInput::Resized()
 {
     Frame1->setGeometry(rect());
+    layoutPage1();
     Frame2->setGeometry(rect());
     layoutPage2();
 }

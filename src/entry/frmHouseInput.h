@@ -46,8 +46,11 @@ public:
     int AttributeRowCount() const { return cmbCaption.UBound(); }
 
     // Page 1
-    QScrollArea* Frame1;
-    QWidget* page1;  // the scrolled contents of Frame1: the attribute column may grow past the window
+    QWidget* Frame1;
+    // The fields and the attribute rows scroll in rowsArea once they outgrow the window; the page's
+    // button row (Command1, cmdNext, cmdCancel) stands below them outside it, so it stays in view.
+    QScrollArea* rowsArea;
+    QWidget* page1;  // the scrolled contents of rowsArea
     QLabel* lblHouseName;
     QComboBox* cmbHouseName;
     QLabel* lblHouseType;
@@ -102,6 +105,8 @@ private:
     void removeLastContentRow();
     void removeAllContentRows();
     void placeRowButtons();
+    void growWithRows();
+    void layoutPage1();
     void orderTabs();
     void loadContentRows(db::Connection& cn, qint32 houseId);
     void writeContentRows(db::Connection& cn, qint32 houseId);
@@ -119,6 +124,7 @@ private:
 
     // Nothing is written while StartInput adds its rows, so the caption and value lists read for
     // its first row serve every row it adds: a house with sixty rows opens in one read, not sixty.
+    bool sized_ = false;  // Load has given the window its size: from then on it grows with its rows
     bool holdRowLists_ = false;
     bool rowListsHeld_ = false;
     QStringList heldCaptions_;

@@ -9,6 +9,7 @@
 #include "core/mdlHouse.h"
 #include "core/ui/MediaControl.h"
 #include "core/ui/MsgBox.h"
+#include "core/ui/Trace.h"
 #include "core/ui/Twips.h"
 #include "core/ui/WebBrowser.h"
 #include "presentation/HouseShowSql.h"
@@ -158,6 +159,8 @@ void frmHouseShow::ShowHouse()
     mdlHouse::InitImagePage(WebImage);
     LoadHouse();
     if (mdlHouse::MusicOff == 0) PlayMusic();
+    ui::Trace(QStringLiteral("house shown %1").arg(mdlHouse::CurrentHouseID));
+    ui::TraceControlsSoon(this);
 }
 
 void frmHouseShow::ClearHouse()

@@ -1,5 +1,6 @@
 #include "types/frmContent.h"
 
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -42,8 +43,10 @@ void frmContent::setupControls()
     cmdCancel = button("cmdCancel", 4980, QStringLiteral("取消"));
 
     connect(lsvContent, &ui::ListView::ItemDblClick, this, [this](int) { cmdEdit_Click(); });
-    for (QLineEdit* box : {txtCaption, txtContent})
+    for (QLineEdit* box : {txtCaption, txtContent}) {
         connect(box, &QLineEdit::textChanged, this, [this, box] { box_Change(box); });
+        box->installEventFilter(this);
+    }
     connect(cmdAddNew, &QPushButton::clicked, this, [this] { cmdAddNew_Click(); });
     connect(cmdEdit, &QPushButton::clicked, this, [this] { cmdEdit_Click(); });
     connect(cmdDelete, &QPushButton::clicked, this, [this] { cmdDelete_Click(); });
@@ -75,6 +78,47 @@ void frmContent::setBoxText(QLineEdit* box, const QString& text)
     settingText_ = true;
     box->setText(text);
     settingText_ = false;
+    windowText_[box] = !text.isEmpty();
+}
+
+// Text that the window put into a box stays wholly selected until the user works in that box.
+// A line edit drops its selection whenever the focus leaves it, and which box loses the focus
+// when, and in what order, depends on where the focus was and on how the window came up (the
+// first show of a window hands the focus around differently from later ones). So the selection
+// is not left to that order: it is restored whenever the focus has moved.
+void frmContent::selectWindowText()
+{
+    for (QLineEdit* box : {txtCaption, txtContent}) {
+        if (windowText_.value(box)) box->setSelection(0, box->text().length());
+    }
+}
+
+bool frmContent::eventFilter(QObject* watched, QEvent* event)
+{
+    auto* box = qobject_cast<QLineEdit*>(watched);
+    if (box && (box == txtCaption || box == txtContent)) {
+        switch (event->type()) {
+            case QEvent::KeyPress: {
+                // Moving on to the other box is not working in this one.
+                const int key = static_cast<QKeyEvent*>(event)->key();
+                if (key != Qt::Key_Tab && key != Qt::Key_Backtab) windowText_[box] = false;
+                break;
+            }
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::InputMethod:
+                windowText_[box] = false;  // the user takes the box over
+                break;
+            case QEvent::FocusOut:
+                // The line edit clears its selection after this filter has run.
+                if (windowText_.value(box))
+                    QMetaObject::invokeMethod(this, [this] { selectWindowText(); }, Qt::QueuedConnection);
+                break;
+            default:
+                break;
+        }
+    }
+    return ui::Form::eventFilter(watched, event);
 }
 
 // After every change the selection runs from the caret to the end of the text. Text put in by the
@@ -133,6 +177,7 @@ void frmContent::cmdAddNew_Click()
     setBoxText(txtCaption, QStringLiteral("新增属性"));
     setBoxText(txtContent, QStringLiteral("新增值"));
     txtCaption->setFocus();
+    selectWindowText();
     EditMode = 0;
 }
 
@@ -145,6 +190,7 @@ void frmContent::cmdEdit_Click()
     setBoxText(txtCaption, lsvContent->Model()->Text(row, 0));
     setBoxText(txtContent, lsvContent->Model()->Text(row, 1));
     txtCaption->setFocus();
+    selectWindowText();
     EditMode = 1;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QHash>
+
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
 #include "core/ui/Form.h"
@@ -47,6 +49,8 @@ private:
     void setupControls();
     void setBoxText(QLineEdit* box, const QString& text);
     void box_Change(QLineEdit* box);
+    void selectWindowText();
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     void cmdAddNew_Click();
     void cmdEdit_Click();
@@ -63,4 +67,6 @@ private:
     db::Recordset rs_;
     QString sql_;
     bool settingText_ = false;  // the window, not the user, is changing a box
+    // Per box: its text was put there by the window and the user has not touched it since.
+    QHash<const QLineEdit*, bool> windowText_;
 };

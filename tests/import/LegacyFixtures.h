@@ -22,26 +22,29 @@ namespace importtest {
 
 constexpr int kPage = 4096;
 
-// Beside the repository (../shared/fixtures/legacy); TAVRELO_LEGACY_FIXTURES points elsewhere, for
-// a working copy that sits in another folder.
+// Kept in the repository beside these tests (tests/import/fixtures); TAVRELO_LEGACY_FIXTURES points
+// elsewhere, to try other Access files.
 inline QString fixtureDir()
 {
     const QString other = qEnvironmentVariable("TAVRELO_LEGACY_FIXTURES");
     if (!other.isEmpty()) return other;
-    return qEnvironmentVariable("TAVRELO_SOURCE_DIR") + QStringLiteral("/../shared/fixtures/legacy");
+    return qEnvironmentVariable("TAVRELO_SOURCE_DIR") + QStringLiteral("/tests/import/fixtures");
 }
 
 inline bool fixturesPresent()
 {
     return QFileInfo::exists(fixtureDir() + QStringLiteral("/House.MDB")) &&
-           QFileInfo::exists(fixtureDir() + QStringLiteral("/Empty.MDB"));
+           QFileInfo::exists(fixtureDir() + QStringLiteral("/Empty.MDB")) &&
+           QFileInfo::exists(fixtureDir() + QStringLiteral("/House.json")) &&
+           QFileInfo::exists(fixtureDir() + QStringLiteral("/Empty.json"));
 }
 
-#define REQUIRE_FIXTURES()                                                                      \
-    if (!fixturesPresent())                                                                     \
-    QSKIP(qPrintable(QStringLiteral("the legacy fixtures (House.MDB, Empty.MDB) are not at %1 " \
-                                    "(TAVRELO_SOURCE_DIR/../shared/fixtures/legacy)")           \
-                         .arg(fixtureDir())))
+// Missing sample files are a broken checkout, not a reason to pass: the test function fails.
+#define REQUIRE_FIXTURES()                                                                            \
+    QVERIFY2(fixturesPresent(),                                                                       \
+             qPrintable(QStringLiteral("the legacy fixtures (House.MDB, Empty.MDB and their JSON) are " \
+                                       "not at %1 (TAVRELO_SOURCE_DIR/tests/import/fixtures)")        \
+                            .arg(fixtureDir())))
 
 inline QByteArray readAll(const QString& path)
 {

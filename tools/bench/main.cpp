@@ -19,6 +19,7 @@
 #include "ProcessStart.h"
 #include "Report.h"
 #include "Windows.h"
+#include "core/BrowserSandbox.h"
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
 
@@ -92,11 +93,10 @@ void measureProgramStart(const QString& program, const QString& folder, bench::R
 
 int main(int argc, char* argv[])
 {
-    // Offscreen unless told otherwise, and Chromium without its sandbox (it refuses to run as root
-    // with one): the benchmark runs on machines without a screen.
+    // Offscreen unless told otherwise: the benchmark runs on machines without a screen. Chromium
+    // goes without its sandbox only for root, which it refuses to sandbox.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (!qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
-        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    browsersandbox::PrepareForUser("tavrelo-bench");
     if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
     if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
 

@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "core/BrowserSandbox.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
 #include "core/frmMain.h"
@@ -28,7 +29,6 @@
 #include "core/ui/ListView.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
-
 #include "entry/frmAddNewImage.h"
 #include "sales/HouseSheet.h"
 #include "entry/frmHouseInput.h"
@@ -162,6 +162,7 @@ void Place(QWidget* w)
 
 int main(int argc, char* argv[])
 {
+    browsersandbox::PrepareForUser("tavrelo-shots");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
     if (argc != 3) {
@@ -208,7 +209,8 @@ int main(int argc, char* argv[])
             Settle(2500);
         }
         if (name == QLatin1String("frmHouseInput")) {
-            if (auto* wizard = qobject_cast<frmHouseInput*>(w)) wizard->StartInput(1);  // edit the showcase house
+            if (auto* wizard = qobject_cast<frmHouseInput*>(w))
+                wizard->StartInput(1);  // edit the showcase house
             Settle(1500);
             Save(name);
             // The wizard's second page: the pictures with their preview. Editing does not bring

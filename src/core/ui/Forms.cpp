@@ -6,6 +6,7 @@
 #include <QPointer>
 
 #include "core/ui/Form.h"
+#include "core/ui/Trace.h"
 
 namespace Forms {
 
@@ -59,7 +60,8 @@ QWidget* Show(const QString& name)
         r.open.insert(name, w);
         // Forget the window as soon as it is unloaded, before Qt gets round to deleting it.
         auto forget = [name, w]() {
-            if (registry().open.value(name) == w || !registry().open.value(name)) registry().open.remove(name);
+            if (registry().open.value(name) == w || !registry().open.value(name))
+                registry().open.remove(name);
         };
         QObject::connect(w, &QObject::destroyed, forget);
         if (auto* form = qobject_cast<ui::Form*>(w)) QObject::connect(form, &ui::Form::Unloaded, forget);
@@ -84,6 +86,7 @@ QWidget* Show(const QString& name)
         frame->activateWindow();
     }
     w->setFocus();
+    ui::TraceControlsSoon(w);
     return w;
 }
 

@@ -13,6 +13,9 @@
 #include <QWebEngineUrlRequestInfo>
 #include <QWebEngineUrlRequestInterceptor>
 #include <QWebEngineView>
+#include <cstdio>
+
+#include "core/ui/Trace.h"
 
 namespace ui {
 
@@ -118,18 +121,52 @@ WebBrowser::WebBrowser(QWidget* parent) : QWidget(parent)
     qRegisterMetaType<QWebEngineView*>();
     view_ = new QWebEngineView(this);
     view_->setObjectName(QStringLiteral("view"));
-    view_->setPage(new BrowserPage(this, view_));
+    attachNewPage();
     view_->setContextMenuPolicy(Qt::NoContextMenu);
     view_->setGeometry(rect());
     connect(view_, &QWebEngineView::loadStarted, this, [this]() { loaded_ = false; });
     connect(view_, &QWebEngineView::loadFinished, this, [this](bool ok) {
         loaded_ = true;
+        Trace(QStringLiteral("page loaded %1 %2 %3")
+                  .arg(objectName(), location_, ok ? QStringLiteral("ok") : QStringLiteral("failed")));
         emit DocumentComplete(ok);
     });
     connect(view_, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
         if (!url.isEmpty())
             location_ = url.isLocalFile() ? QFileInfo(url.toLocalFile()).fileName() : url.toString();
     });
+}
+
+void WebBrowser::attachNewPage()
+{
+    // Only a page of ours is ever replaced: asking the view for its page before the first one is
+    // set would make it build (and later delete) a default page of its own.
+    QWebEnginePage* old = page_;
+    auto* page = new BrowserPage(this, view_);
+    connect(page, &QWebEnginePage::renderProcessTerminated, this,
+            [this, page](QWebEnginePage::RenderProcessTerminationStatus status, int exitCode) {
+                if (page_ == page) pageProcessEnded(int(status), exitCode);
+            });
+    page_ = page;
+    view_->setPage(page);
+    if (old) old->deleteLater();
+}
+
+void WebBrowser::pageProcessEnded(int status, int exitCode)
+{
+    // The picture area goes empty and the program carries on; the next page shown starts afresh.
+    std::fprintf(stderr,
+                 "tavrelo: the picture page's process ended (status %d, code %d); the picture "
+                 "area stays empty until the next page is shown\n",
+                 status, exitCode);
+    std::fflush(stderr);
+    pageEnded_ = true;
+    loaded_ = false;
+    location_.clear();
+    pendingLayoutScript_.clear();
+    view_->hide();
+    Trace(QStringLiteral("page process ended %1").arg(objectName()));
+    emit PageProcessTerminated();
 }
 
 WebBrowser::~WebBrowser()
@@ -147,6 +184,11 @@ QString WebBrowser::LocationName() const
 void WebBrowser::Navigate(const QString& path)
 {
     const QUrl url = QUrl::fromLocalFile(path);
+    if (pageEnded_) {
+        pageEnded_ = false;
+        attachNewPage();
+        view_->show();
+    }
     location_ = QFileInfo(path).fileName();
     loaded_ = false;
     view_->setUrl(url);

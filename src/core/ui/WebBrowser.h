@@ -29,6 +29,9 @@ public:
     // Shows a local file given by its full path. Loading completes later (DocumentComplete).
     void Navigate(const QString& path);
     bool IsLoaded() const { return loaded_; }
+    // True from the moment the page's process ended (crashed, killed, or never started) until the
+    // next Navigate, which starts a new page. Meanwhile the control shows an empty area.
+    bool PageProcessEnded() const { return pageEnded_; }
 
     // Runs a script in the current document, after every script given before it. Errors stay
     // inside the page.
@@ -51,6 +54,7 @@ public:
 
 signals:
     void DocumentComplete(bool ok);
+    void PageProcessTerminated();
     void PopupOpened(QWebEngineView* window);
 
 protected:
@@ -59,11 +63,15 @@ protected:
 private:
     friend class BrowserPage;
     void pageResized(const QSize& size);
+    void attachNewPage();
+    void pageProcessEnded(int status, int exitCode);
     QWebEngineView* openPopup();
 
     QWebEngineView* view_ = nullptr;
+    QPointer<QWebEnginePage> page_;
     QString location_;
     bool loaded_ = false;
+    bool pageEnded_ = false;
     QString pendingLayoutScript_;
     QList<QPointer<QWebEngineView>> popups_;
 };
