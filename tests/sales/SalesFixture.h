@@ -115,13 +115,19 @@ inline bool PickFromCellMenu(frmSalesBoard* board, qint32 houseId, const QString
 }
 
 // Runs a statement in another process (the sqlite3 program), as a second PC would.
+// The small program that plays the other PC (tests/sales/sql_elsewhere.cpp).
+inline QString SqlElsewhereProgram()
+{
+    return qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tests/sql_elsewhere");
+}
+
 inline bool ExecElsewhere(const testsupport::ProgramFolder& folder, const QString& sql)
 {
     QProcess p;
-    p.start(QStringLiteral("sqlite3"), {folder.DatabasePath(), sql});
+    p.start(SqlElsewhereProgram(), {folder.DatabasePath(), sql});
     if (!p.waitForFinished(10000)) return false;
     if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
-        qWarning("sqlite3: %s", p.readAllStandardError().constData());
+        qWarning("sql_elsewhere: %s %s", p.readAllStandardError().constData(), qPrintable(p.errorString()));
         return false;
     }
     return true;

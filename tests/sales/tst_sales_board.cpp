@@ -384,15 +384,14 @@ private slots:
         // Another process holds the write lock (as a PC in the middle of a save does) for longer
         // than the program waits.
         QProcess other;
-        other.start(QStringLiteral("sqlite3"), {folder_->DatabasePath()});
+        other.start(SqlElsewhereProgram(), {folder_->DatabasePath(), QStringLiteral("--hold")});
         QVERIFY(other.waitForStarted());
-        other.write("BEGIN IMMEDIATE;\n.print locked\n");
         QByteArray said;
         QTRY_VERIFY2_WITH_TIMEOUT((said += other.readAllStandardOutput()).contains("locked"),
                                   (said + other.readAllStandardError()).constData(), 10000);
         const QList<QVariantList> before = allRows(*folder_);
         QVERIFY(!w->SetStatus(2, QStringLiteral("已售")));
-        other.write("ROLLBACK;\n.quit\n");
+        other.write("done\n");
         QVERIFY(other.waitForFinished(10000));
         QCOMPARE(allRows(*folder_), before);
         QCOMPARE(messages_->Texts().size(), 1);

@@ -16,6 +16,7 @@
 #include <cstdio>
 
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 #include "core/db/Recordset.h"
 #include "entry/EntrySql.h"
 
@@ -58,6 +59,7 @@ int fill(const QString& folder, int houses, int pictureSize)
     sqlite3* h = nullptr;
     if (sqlite3_open(QFile::encodeName(folder + QStringLiteral("/House.db")).constData(), &h) != SQLITE_OK)
         return 1;
+    db::RegisterTextCollation(h);
     sqlite3_exec(h, "BEGIN", nullptr, nullptr, nullptr);
     sqlite3_stmt *type, *tmpl, *house, *content, *image;
     sqlite3_prepare_v2(h, "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (?,?,?,?)",

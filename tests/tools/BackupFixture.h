@@ -17,6 +17,7 @@
 
 #include "Manifest.h"
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 
 namespace backuptest {
 
@@ -76,6 +77,7 @@ inline QStringList rows(const QString& database, const QString& sql)
         sqlite3_close(h);
         return {QStringLiteral("<cannot open>")};
     }
+    db::RegisterTextCollation(h);
     sqlite3_busy_timeout(h, 10000);
     sqlite3_stmt* st = nullptr;
     if (sqlite3_prepare_v2(h, sql.toUtf8().constData(), -1, &st, nullptr) != SQLITE_OK) {

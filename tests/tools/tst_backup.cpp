@@ -14,6 +14,7 @@
 #include "BackupFixture.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 
 using namespace backuptest;
 
@@ -351,6 +352,7 @@ private slots:
         sqlite3* h = nullptr;
         QCOMPARE(sqlite3_open(QFile::encodeName(live + QStringLiteral("/House.db")).constData(), &h),
                  SQLITE_OK);
+        db::RegisterTextCollation(h);
         QCOMPARE(sqlite3_exec(
                      h, "PRAGMA cache_size = 2; BEGIN; UPDATE t_Content SET Content = Content || ' changed'",
                      nullptr, nullptr, nullptr),
@@ -423,6 +425,7 @@ private slots:
         sqlite3* h = nullptr;
         QCOMPARE(sqlite3_open(QFile::encodeName(live + QStringLiteral("/House.db")).constData(), &h),
                  SQLITE_OK);
+        db::RegisterTextCollation(h);
         QCOMPARE(
             sqlite3_exec(h, "PRAGMA cache_size = 2; BEGIN; DELETE FROM t_Content", nullptr, nullptr, nullptr),
             SQLITE_OK);

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 
 namespace backup {
 
@@ -113,6 +114,8 @@ bool CheckCatalogueCopy(const QString& databasePath, const Manifest& manifest, Q
     if (sqlite3_open_v2(QFile::encodeName(databasePath).constData(), &handle, SQLITE_OPEN_READONLY,
                         nullptr) != SQLITE_OK)
         return fail(QString::fromUtf8(sqlite3_errmsg(handle)));
+    // The catalogue's text columns sort with the program's own collation; the check walks its indexes.
+    db::RegisterTextCollation(handle);
     sqlite3_stmt* stmt = nullptr;
     QStringList problems;
     if (sqlite3_prepare_v2(handle, "PRAGMA integrity_check", -1, &stmt, nullptr) != SQLITE_OK) {

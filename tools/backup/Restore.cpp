@@ -10,6 +10,7 @@
 #include <QTemporaryFile>
 
 #include "ArchiveIO.h"
+#include "core/db/TextCollation.h"
 #include "Backup.h"
 #include "Manifest.h"
 
@@ -89,6 +90,7 @@ int catalogueState(const QString& path)
     int state = -1;
     if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) ==
         SQLITE_OK) {
+        db::RegisterTextCollation(handle);
         sqlite3_busy_timeout(handle, 5000);
         QList<QPair<QString, qint64>> tables;
         QString error;

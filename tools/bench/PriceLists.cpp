@@ -7,6 +7,7 @@
 
 #include "Floor.h"
 #include "core/db/Connection.h"
+#include "core/db/TextCollation.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
 
@@ -87,6 +88,7 @@ void insertFloor(const QString& path, int units, QStringList* problems)
         sqlite3_close(handle);
         return;
     }
+    db::RegisterTextCollation(handle);
     sqlite3_stmt* house = nullptr;
     sqlite3_stmt* content = nullptr;
     sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
