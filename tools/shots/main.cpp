@@ -29,6 +29,7 @@
 #include "core/ui/ListView.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
+#include "core/ui/ProgramIcon.h"
 #include "entry/frmAddNewImage.h"
 #include "sales/HouseSheet.h"
 #include "entry/frmHouseInput.h"
@@ -164,6 +165,8 @@ int main(int argc, char* argv[])
 {
     browsersandbox::PrepareForUser("tavrelo-shots");
     QApplication app(argc, argv);
+    // The windows carry the program's own icon, as in the program itself.
+    QApplication::setWindowIcon(ui::ProgramIcon());
     QApplication::setApplicationName(QStringLiteral("Tavrelo"));
     if (argc != 3) {
         std::fprintf(stderr, "usage: tavrelo-shots PROGRAM_FOLDER OUTPUT_FOLDER (on an X server)\n");
