@@ -9,6 +9,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/Store.h"
 #include "core/ui/MsgBox.h"
 
 namespace mdlHouse {
@@ -55,7 +56,7 @@ QString DatabaseFailureMessage()
 
 void OpenDatabase(db::Connection& connection)
 {
-    if (!connection.Open(DatabasePath())) ui::MsgBox(DatabaseFailureMessage());
+    if (!db::OpenCatalogue(connection, ProgramFolder())) ui::MsgBox(DatabaseFailureMessage());
 }
 
 void CreateMediaFolders()

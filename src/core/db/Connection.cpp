@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include "core/db/Dialect.h"
+#include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
 #include "core/db/schema_sql.h"
 
@@ -30,6 +31,8 @@ QString errorText(sqlite3* handle)
 }
 
 }  // namespace
+
+Connection::Connection() = default;
 
 Connection::~Connection()
 {
@@ -90,6 +93,7 @@ void Connection::setError(const QString& message)
 
 bool Connection::BeginTrans()
 {
+    if (server_) return serverResult(server_->Begin());
     if (!handle_ || inTransaction_) return false;
     // Immediate: the write lock is taken now (waiting up to the busy timeout), so a second copy
     // saving at the same moment cannot deadlock the two halfway.
@@ -105,6 +109,7 @@ bool Connection::BeginTrans()
 
 bool Connection::CommitTrans()
 {
+    if (server_) return serverResult(server_->Commit());
     if (!handle_ || !inTransaction_) return false;
     inTransaction_ = false;
     if (sqlite3_get_autocommit(handle_)) return false;  // rolled back by SQLite meanwhile
@@ -120,6 +125,10 @@ bool Connection::CommitTrans()
 
 void Connection::RollbackTrans()
 {
+    if (server_) {
+        server_->Rollback();
+        return;
+    }
     if (!handle_ || !inTransaction_) return;
     inTransaction_ = false;
     if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -129,6 +138,7 @@ void Connection::RollbackTrans()
 void Connection::Close()
 {
     inTransaction_ = false;
+    server_.reset();
     if (handle_) {
         // Recordsets finalize their own statements; close_v2 defers the close until they have.
         sqlite3_close_v2(handle_);
@@ -138,6 +148,7 @@ void Connection::Close()
 
 bool Connection::Execute(const QString& jetSql)
 {
+    if (server_) return serverResult(server_->Execute(jetSql));
     if (!handle_) {
         lastError_ = QStringLiteral("connection is not open");
         return false;
