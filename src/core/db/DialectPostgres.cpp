@@ -58,7 +58,7 @@ CREATE FUNCTION Sgn(numeric) RETURNS integer LANGUAGE sql IMMUTABLE AS 'SELECT s
 CREATE FUNCTION Sgn(double precision) RETURNS integer LANGUAGE sql IMMUTABLE AS 'SELECT sign($1)::integer';
 
 -- A row inserted with a key of its own moves the key sequence past it, so that keys only grow, as
--- SQLite's AUTOINCREMENT does.
+-- SQLite's key counter does.
 CREATE FUNCTION tavrelo_keys_grow() RETURNS trigger LANGUAGE plpgsql AS $$
 DECLARE
     k bigint := (to_jsonb(NEW) ->> TG_ARGV[0])::bigint;

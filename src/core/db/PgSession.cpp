@@ -201,27 +201,52 @@ bool PgSession::run(const QString& sql, PgRows* rows)
     }
     // Inside a transaction a failed statement would abort the whole transaction; a savepoint around
     // each statement keeps the rule that a failed statement is skipped and the next one runs. The
-    // savepoint travels in the same round trip as the statement.
-    const QByteArray text = inTransaction_ ? (QStringLiteral("SAVEPOINT tavrelo_s; ") + sql +
-                                              QStringLiteral(";\nRELEASE SAVEPOINT tavrelo_s"))
-                                                 .toUtf8()
-                                           : sql.toUtf8();
-    if (!PQsendQuery(conn_, text.constData())) {
-        lastError_ = errorText(conn_);
-        return false;
-    }
+    // three go in one pipeline, one round trip, and each is parsed on its own, so a statement that
+    // does not even parse (an apostrophe in a value) still leaves the savepoint to return to.
+    const QByteArray text = sql.toUtf8();
     bool ok = true;
     bool haveRows = false;
-    while (PGresult* result = PQgetResult(conn_)) {
+    const auto take = [&](PGresult* result) {
         const ExecStatusType status = PQresultStatus(result);
         if (status == PGRES_TUPLES_OK) {
             if (rows && !haveRows) ReadPgResult(result, rows);
             haveRows = true;
-        } else if (status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY) {
-            if (ok) lastError_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+        } else if (status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY &&
+                   status != PGRES_PIPELINE_SYNC) {
+            if (ok && status != PGRES_PIPELINE_ABORTED)
+                lastError_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
             ok = false;
         }
         PQclear(result);
+        return status;
+    };
+    if (inTransaction_) {
+        if (!PQenterPipelineMode(conn_)) {
+            lastError_ = errorText(conn_);
+            return false;
+        }
+        PQsendQueryParams(conn_, "SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
+        PQsendQueryParams(conn_, text.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
+        PQsendQueryParams(conn_, "RELEASE SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
+        if (!PQpipelineSync(conn_)) ok = false;
+        // Each query's results end with a null; the sync's own result ends the pipeline.
+        for (int nulls = 0; nulls < 8;) {
+            PGresult* result = PQgetResult(conn_);
+            if (!result) {
+                if (PQstatus(conn_) != CONNECTION_OK) break;
+                ++nulls;
+                continue;
+            }
+            nulls = 0;
+            if (take(result) == PGRES_PIPELINE_SYNC) break;
+        }
+        PQexitPipelineMode(conn_);
+    } else {
+        if (!PQsendQuery(conn_, text.constData())) {
+            lastError_ = errorText(conn_);
+            return false;
+        }
+        while (PGresult* result = PQgetResult(conn_)) take(result);
     }
     if (PQstatus(conn_) != CONNECTION_OK) {
         // The server went away: this connection is done, and what follows fails quietly.
