@@ -38,8 +38,8 @@ QString houseName(int process, int house)
 QString makeHousePicture(const QString& folder, int process, int house)
 {
     QDir().mkpath(folder);
-    return testsupport::MakePicture(folder + QStringLiteral("/p%1_%2.png").arg(process).arg(house), 8 + process,
-                                    8 + house, process % 2 ? Qt::darkRed : Qt::darkBlue);
+    return testsupport::MakePicture(folder + QStringLiteral("/p%1_%2.png").arg(process).arg(house),
+                                    8 + process, 8 + house, process % 2 ? Qt::darkRed : Qt::darkBlue);
 }
 
 QByteArray bytesOf(const QString& path)
@@ -59,7 +59,8 @@ int runSaver(const QString& folder, int process, int count)
     for (int i = 0; i < count; ++i) {
         if (!w) w = entrytest::OpenFromMenu();
         if (!w) return 3;
-        entrytest::FillPage1(w, houseName(process, i), QStringLiteral("T1"), QString::number(i), QStringLiteral("1"));
+        entrytest::FillPage1(w, houseName(process, i), QStringLiteral("T1"), QString::number(i),
+                             QStringLiteral("1"));
         entrytest::SetRow(w, 1, QStringLiteral("a"), houseName(process, i) + QStringLiteral("-a"));
         entrytest::SetRow(w, 2, QStringLiteral("b"), houseName(process, i) + QStringLiteral("-b"));
         if (!testsupport::Click(w, QStringLiteral("cmdNext"))) return 4;
@@ -138,7 +139,8 @@ class tst_shared_catalogue : public QObject {
                 QVERIFY2(houses.contains(name), qPrintable(name));
                 const qint64 id = houses[name][1].toLongLong();
                 QCOMPARE(houses[name][2].toString(), QString::number(i));
-                QCOMPARE(contents.value(id), QList<QVariantList>({{"a", name + "-a", 1}, {"b", name + "-b", 2}}));
+                QCOMPARE(contents.value(id),
+                         QList<QVariantList>({{"a", name + "-a", 1}, {"b", name + "-b", 2}}));
                 const QString stored = entry::StoredImageName(id, "1", "x.png");
                 QCOMPARE(images.value(id), QList<QVariantList>({{name, stored}}));
                 const QByteArray picture = bytesOf(makeHousePicture(expected.path(), p, i));
