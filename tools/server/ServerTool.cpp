@@ -162,6 +162,9 @@ Result Upload(const QString& uri, const QString& programFolder, bool replace)
         result.report << QStringLiteral("%1: %2 files").arg(QLatin1String(folder), -15).arg(names.size());
     }
     if (!server->ExecuteNative(QStringLiteral("COMMIT"))) return fail(QStringLiteral("cannot commit"));
+    // Fresh statistics and visibility, so the first queries already use the indexes.
+    server->ExecuteNative(
+        QStringLiteral("VACUUM (ANALYZE) t_HouseType, t_House, t_Content, t_Image, t_Content_Auto, t_File"));
     result.ok = true;
     return result;
 }

@@ -138,7 +138,7 @@ void Connection::RollbackTrans()
 void Connection::Close()
 {
     inTransaction_ = false;
-    server_.reset();
+    releaseServer();
     if (handle_) {
         // Recordsets finalize their own statements; close_v2 defers the close until they have.
         sqlite3_close_v2(handle_);

@@ -51,6 +51,7 @@ private:
     friend class Recordset;
     void setError(const QString& message);
     bool serverResult(bool ok);
+    void releaseServer();
 
     sqlite3* handle_ = nullptr;
     QString lastError_;

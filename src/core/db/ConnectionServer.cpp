@@ -8,13 +8,13 @@ bool Connection::OpenServer(const QString& uri)
 {
     Close();
     lastError_.clear();
-    auto session = std::make_unique<PgSession>();
-    if (!session->Open(uri)) {
-        lastError_ = session->LastError();
-        return false;
-    }
-    server_ = std::move(session);
-    return true;
+    server_ = PgSession::Acquire(uri, &lastError_);
+    return server_ != nullptr;
+}
+
+void Connection::releaseServer()
+{
+    PgSession::Release(std::move(server_));
 }
 
 bool Connection::InTransaction() const

@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 
 #include <QRegularExpression>
+#include <mutex>
 
 #include "core/db/DialectPostgres.h"
 
@@ -95,6 +96,7 @@ bool PgSession::Open(const QString& uri)
     // Later entries win: the URI's own settings override the defaults before it.
     const char* keywords[] = {"connect_timeout", "client_encoding", "dbname", nullptr};
     const char* values[] = {kConnectTimeout, "UTF8", dbname.constData(), nullptr};
+    uri_ = uri;
     conn_ = PQconnectdbParams(keywords, values, 1);
     if (!conn_ || PQstatus(conn_) != CONNECTION_OK) {
         lastError_ = errorText(conn_);
@@ -108,10 +110,66 @@ bool PgSession::Open(const QString& uri)
     return true;
 }
 
+namespace {
+constexpr int kIdleSessions = 4;
+std::mutex poolLock;
+std::vector<std::unique_ptr<PgSession>>& idleSessions()
+{
+    static std::vector<std::unique_ptr<PgSession>> idle;
+    return idle;
+}
+}  // namespace
+
+std::unique_ptr<PgSession> PgSession::Acquire(const QString& uri, QString* error)
+{
+    for (;;) {
+        std::unique_ptr<PgSession> session;
+        {
+            std::lock_guard<std::mutex> hold(poolLock);
+            auto& idle = idleSessions();
+            for (auto it = idle.rbegin(); it != idle.rend(); ++it) {
+                if ((*it)->uri_ == uri) {
+                    session = std::move(*it);
+                    idle.erase(std::next(it).base());
+                    break;
+                }
+            }
+        }
+        if (!session) break;
+        PGresult* alive = PQexec(session->conn_, "");
+        const bool ok = PQresultStatus(alive) == PGRES_EMPTY_QUERY && PQstatus(session->conn_) == CONNECTION_OK;
+        PQclear(alive);
+        if (ok) {
+            session->lastError_.clear();
+            return session;
+        }
+    }
+    auto session = std::make_unique<PgSession>();
+    if (session->Open(uri)) return session;
+    if (error) *error = session->LastError();
+    return nullptr;
+}
+
+void PgSession::Release(std::unique_ptr<PgSession> session)
+{
+    if (!session || !session->conn_) return;
+    session->Rollback();
+    session->insertedKeys_.clear();
+    if (PQstatus(session->conn_) != CONNECTION_OK || PQtransactionStatus(session->conn_) != PQTRANS_IDLE) return;
+    std::lock_guard<std::mutex> hold(poolLock);
+    auto& idle = idleSessions();
+    if (int(idle.size()) >= kIdleSessions) idle.erase(idle.begin());
+    idle.push_back(std::move(session));
+}
+
 bool PgSession::loadTables()
 {
     PgRows rows;
+    // Hashing text under the case-insensitive collation is far slower than the planner reckons;
+    // Distinct then walks the column's index instead (same rows, same order), in the same round
+    // trip as the table check.
     if (!run(QStringLiteral(
+                 "SET enable_hashagg = off; "
                  "SELECT c.relname, a.attname, a.atttypid IN (20, 21, 23), a.attidentity <> '' "
                  "FROM pg_attribute a JOIN pg_class c ON c.oid = a.attrelid "
                  "WHERE c.relkind = 'r' AND c.relnamespace = to_regnamespace(current_schema()) "

@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
+#include <memory>
 #include <vector>
 
 typedef struct pg_conn PGconn;
@@ -31,6 +32,13 @@ public:
     // checks that the five tables are there.
     bool Open(const QString& uri);
     void Close();
+
+    // Every routine opens and closes its own connection; a new server session costs a process on
+    // the server and several round trips, so closed sessions wait in a small pool of this program
+    // and the next open of the same catalogue takes one back after one round trip that proves the
+    // server is still there (a session whose server went away is dropped, and a new one is tried).
+    static std::unique_ptr<PgSession> Acquire(const QString& uri, QString* error);
+    static void Release(std::unique_ptr<PgSession> session);
 
     // Runs one statement in the program's Access/Jet dialect; rows (when given) receive its result.
     bool Execute(const QString& jetSql, PgRows* rows = nullptr);
@@ -66,6 +74,7 @@ private:
     bool loadTables();
 
     PGconn* conn_ = nullptr;
+    QString uri_;
     bool inTransaction_ = false;
     QString lastError_;
     QHash<QString, QString> keys_;         // table -> key column
