@@ -86,6 +86,17 @@ private slots:
         QVERIFY(open(cn));
     }
 
+    void libpq_settings_in_the_uri_are_honoured()
+    {
+        // The test server speaks no TLS (and libpq uses none on a socket folder): over TCP,
+        // requiring it must fail, allowing it must not.
+        const QString name = folder->ServerUri().section('/', 3).section('?', 0, 0);
+        const QString tcp = PgCluster::Instance().TcpUri(name);
+        db::Connection cn;
+        QVERIFY(!cn.OpenServer(tcp + "?sslmode=require"));
+        QVERIFY(cn.OpenServer(tcp + "?sslmode=prefer"));
+    }
+
     void a_database_without_the_tables_is_a_failed_connection()
     {
         const QString empty = PgCluster::Instance().CreateDatabase(false);

@@ -136,6 +136,22 @@ private slots:
         roundTrip(a, a.Value("Select Count(*) From t_House").toInt(), false);
     }
 
+    void the_benchmark_measures_a_server_directly_and_through_its_proxy()
+    {
+        const QString uri = PgCluster::Instance().TcpUri(
+            PgCluster::Instance().CreateDatabase(false).section('/', 3).section('?', 0, 0));
+        const Run bench = runTool(binary("tavrelo-bench"), {"--houses", "20", "--server", uri});
+        QVERIFY2(bench.exitCode == 0, qPrintable(bench.err + bench.out));
+        QCOMPARE(bench.out.count("| open the catalogue (StartList) |"), 2);
+        QCOMPARE(bench.out.count("libpq-only ms"), 2);
+        QVERIFY(bench.out.contains("adding 2 ms of round-trip time"));
+        // A server reached through a socket folder cannot be put behind the TCP proxy: a clear refusal.
+        const Run local = runTool(binary("tavrelo-bench"), {"--houses", "20", "--server",
+                                                            PgCluster::Instance().CreateDatabase(false)});
+        QCOMPARE(local.exitCode, 1);
+        QVERIFY(local.err.contains("TCP"));
+    }
+
     void upload_refuses_a_catalogue_with_rows_unless_replace()
     {
         const QString uri = PgCluster::Instance().CreateDatabase(false);
