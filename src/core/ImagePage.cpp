@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include "core/db/ServerFiles.h"
 #include "core/mdlHouse.h"
 #include "core/ui/WebBrowser.h"
 
@@ -95,6 +96,8 @@ void ShowImage(ui::WebBrowser* browser, qint16 sAction, const QString& sImageCap
                const QString& sImageIntro, const QString& sImageFile)
 {
     if (!browser) return;
+    // A picture of a shared catalogue may not have reached this PC's Images folder yet.
+    if (!sImageFile.isEmpty()) db::FillMediaCache(ProgramFolder(), sImageFile);
     browser->RunScript(setPictScript(ImageHtml(sAction, sImageCaption, sImageIntro, sImageFile)));
     FitImage(browser);
 }

@@ -10,6 +10,7 @@
 #include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/Store.h"
 #include "core/ui/MsgBox.h"
 
 namespace mdlHouse {
@@ -64,7 +65,7 @@ QString DatabaseFailureMessage()
 
 void OpenDatabase(db::Connection& connection)
 {
-    if (!connection.Open(DatabasePath())) ui::MsgBox(DatabaseFailureMessage());
+    if (!db::OpenCatalogue(connection, ProgramFolder())) ui::MsgBox(DatabaseFailureMessage());
 }
 
 void CreateMediaFolders()

@@ -8,6 +8,7 @@
 #include <QPushButton>
 
 #include "core/ImagePage.h"
+#include "core/db/ServerFiles.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -39,6 +40,7 @@ bool CopyPictureFile(const QString& source, const QString& target)
         QFile::remove(partial);
         return false;
     }
+    db::ShareMediaFile(mdlHouse::ProgramFolder(), target);
     return true;
 }
 

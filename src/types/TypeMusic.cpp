@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <system_error>
 
+#include "core/db/ServerFiles.h"
+#include "core/mdlHouse.h"
+
 namespace TypeMusic {
 
 QString FileName(const QString& path)
@@ -26,7 +29,9 @@ bool CopyReplacing(const QString& source, const QString& destination)
     if (!fs::is_regular_file(from, error)) return false;
     // Replacing a file by itself would truncate it before reading it: leave it alone instead.
     if (fs::exists(to, error) && fs::equivalent(from, to, error)) return true;
-    return fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
+    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error)) return false;
+    db::ShareMediaFile(mdlHouse::ProgramFolder(), destination);
+    return true;
 }
 
 }  // namespace TypeMusic

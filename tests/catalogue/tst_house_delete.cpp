@@ -144,13 +144,13 @@ private slots:
         MsgBoxRecorder boxes;
         Frame frame;
         frmHouseList* w = frame.OpenList();
-        QVERIFY(QFile::rename(folder.DatabasePath(), folder.DatabasePath() + ".away"));
+        QVERIFY(folder.HideDatabase());
         QVERIFY(Click(w, "cmdDelete"));
         const QString failure = mdlHouse::DatabaseFailureMessage();
         QCOMPARE(boxes.Texts(),
                  QStringList({"确实要删除序号为 000005 的项目吗？", failure, failure, failure}));
         QCOMPARE(w->lsvHouse->Model()->Count(), 0);
-        QVERIFY(QFile::rename(folder.DatabasePath() + ".away", folder.DatabasePath()));
+        QVERIFY(folder.RestoreDatabase());
         QCOMPARE(Count(folder, "Select Count(*) From t_House"), 1);
     }
 };

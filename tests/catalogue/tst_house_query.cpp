@@ -5,6 +5,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Dialect.h"
 #include "core/db/Recordset.h"
+#include "core/db/Store.h"
 
 using catalogue::BuildHouseQuery;
 using catalogue::HouseCriteria;
@@ -107,7 +108,7 @@ private slots:
     void every_statement_runs_on_the_store() {
         testsupport::ProgramFolder folder;
         db::Connection connection;
-        QVERIFY(connection.Open(folder.DatabasePath()));
+        QVERIFY(db::OpenCatalogue(connection, folder.Path()));
         const QStringList reads = {catalogue::AllHousesSql(),
                                    BuildHouseQuery({}),
                                    BuildHouseQuery({"A座", "别墅", "12", "1201", "面积", "120"}),

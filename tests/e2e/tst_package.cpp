@@ -210,7 +210,7 @@ private slots:
     void the_package_holds_programs_menu_entry_icons_metainfo_manuals_and_copyright()
     {
         for (const char* path : {"/usr/bin/tavrelo", "/usr/bin/tavrelo-import", "/usr/bin/tavrelo-demo",
-                                 "/usr/bin/tavrelo-backup", "/usr/bin/tavrelo-pricelist"})
+                                 "/usr/bin/tavrelo-backup", "/usr/bin/tavrelo-pricelist", "/usr/bin/tavrelo-server"})
             QVERIFY2(QFileInfo(unpacked(path)).isExecutable(), path);
         QVERIFY2(!QFileInfo::exists(unpacked("/usr/bin/tavrelo-mkdb")),
                  "the build's catalogue maker is not installed");
@@ -269,7 +269,8 @@ private slots:
             run("appstreamcli", {"validate", "--no-net", metainfo}, QProcessEnvironment::systemEnvironment());
         QVERIFY2(asv.exitCode == 0, qPrintable(describe(asv)));
 
-        for (const char* page : {"tavrelo", "tavrelo-import", "tavrelo-demo", "tavrelo-backup", "tavrelo-pricelist"})
+        for (const char* page :
+             {"tavrelo", "tavrelo-import", "tavrelo-demo", "tavrelo-backup", "tavrelo-pricelist", "tavrelo-server"})
             QVERIFY2(QFileInfo(unpacked(QStringLiteral("/usr/share/man/man1/%1.1.gz").arg(page))).isFile(),
                      page);
         QFile copyright(unpacked("/usr/share/doc/tavrelo/copyright"));

@@ -94,7 +94,7 @@ private slots:
 
     void without_a_catalogue_every_row_reports_the_connection()
     {
-        QFile::remove(folder->DatabasePath());
+        QVERIFY(folder->HideDatabase());
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(w);
         QCOMPARE(w->AttributeRowCount(), 3);

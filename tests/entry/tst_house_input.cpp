@@ -355,7 +355,7 @@ private slots:
 
     void missing_database_gives_the_connection_message_not_a_crash()
     {
-        QFile::remove(folder->DatabasePath());
+        QVERIFY(folder->HideDatabase());
         frmHouseInput* w = OpenFromMenu();
         QVERIFY(w);
         QVERIFY(messages->Texts().contains(mdlHouse::DatabaseFailureMessage()));

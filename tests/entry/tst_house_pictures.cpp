@@ -304,7 +304,7 @@ private slots:
     {
         folder->Exec(QStringLiteral("Insert Into t_House (HouseName) Values ('x')"));
         folder->Exec(QStringLiteral("Delete From t_House"));
-        folder->Exec(QStringLiteral("Update sqlite_sequence Set seq = 11 Where name = 't_House'"));
+        QVERIFY(folder->SetLastKey(QStringLiteral("t_House"), 11));
         frmHouseInput* w = newHouseOnPage2();
         for (const char* name : {"a.jpg", "b.jpg", "c.JPG"})
             AddPicture(*files, "t", "i", source(QString::fromLatin1(name)));

@@ -1,16 +1,20 @@
 #include "TestSupport.h"
 
+#include <libpq-fe.h>
 #include <sqlite3.h>
 
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QSettings>
 #include <cmath>
 
 #include "core/db/Connection.h"
+#include "core/db/PgSession.h"
 #include "core/db/TextCollation.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
+#include "PgCluster.h"
 
 namespace testsupport {
 
@@ -19,7 +23,10 @@ ProgramFolder::ProgramFolder(bool withDatabase)
     dir_.setAutoRemove(true);
     QDir(dir_.path()).mkdir(QStringLiteral("Images"));
     QDir(dir_.path()).mkdir(QStringLiteral("Music"));
-    if (withDatabase) {
+    if (withDatabase && ServerMode()) {
+        serverUri_ = PgCluster::Instance().CreateDatabase();
+        if (!writeServerSetting(serverUri_)) qFatal("cannot write Tavrelo.conf");
+    } else if (withDatabase) {
         QString error;
         if (!db::CreateEmptyDatabase(DatabasePath(), &error)) qFatal("cannot make House.db: %s", qPrintable(error));
     }
@@ -29,6 +36,53 @@ ProgramFolder::ProgramFolder(bool withDatabase)
 ProgramFolder::~ProgramFolder()
 {
     mdlHouse::SetProgramFolder(QString());
+    if (!serverUri_.isEmpty()) PgCluster::Instance().DropDatabase(serverUri_);
+}
+
+bool ProgramFolder::writeServerSetting(const QString& uri) const
+{
+    QSettings settings(File(QStringLiteral("Tavrelo.conf")), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("catalogue/server"), uri);
+    settings.sync();
+    return settings.status() == QSettings::NoError;
+}
+
+bool ProgramFolder::HideDatabase() const
+{
+    if (serverUri_.isEmpty()) return QFile::rename(DatabasePath(), DatabasePath() + QStringLiteral(".away"));
+    QString away = serverUri_;
+    away.replace(QStringLiteral(":///"), QStringLiteral(":///away_"));
+    return writeServerSetting(away);
+}
+
+bool ProgramFolder::RestoreDatabase() const
+{
+    if (serverUri_.isEmpty()) return QFile::rename(DatabasePath() + QStringLiteral(".away"), DatabasePath());
+    return writeServerSetting(serverUri_);
+}
+
+QVariant ProgramFolder::LastKey(const QString& table) const
+{
+    if (serverUri_.isEmpty())
+        return Value(QStringLiteral("Select seq From sqlite_sequence Where name = '%1'").arg(table));
+    // The same answer as SQLite's: nothing until the counter has handed out a key.
+    const QString column = Value(QStringLiteral("Select a.attname From pg_attribute a Where a.attrelid = "
+                                                "'%1'::regclass And a.attidentity <> ''")
+                                     .arg(table))
+                               .toString();
+    return Value(QStringLiteral("Select pg_sequence_last_value(pg_get_serial_sequence('%1', '%2')::regclass)")
+                     .arg(table, column));
+}
+
+bool ProgramFolder::SetLastKey(const QString& table, qint64 key) const
+{
+    if (serverUri_.isEmpty())
+        return Exec(QStringLiteral("Update sqlite_sequence Set seq = %1 Where name = '%2'").arg(key).arg(table));
+    const QString column = Value(QStringLiteral("Select a.attname From pg_attribute a Where a.attrelid = "
+                                                "'%1'::regclass And a.attidentity <> ''")
+                                     .arg(table))
+                               .toString();
+    return Exec(QStringLiteral("Select setval(pg_get_serial_sequence('%1', '%2'), %3)").arg(table, column).arg(key));
 }
 
 QString ProgramFolder::Path() const
@@ -93,19 +147,53 @@ QList<QVariantList> runSql(const QString& path, const QString& sql, bool* ok)
     return rows;
 }
 
+// The same reads on the server, through libpq alone: the rows of every statement in the text.
+QList<QVariantList> runServerSql(const QString& uri, const QString& sql, bool* ok)
+{
+    QList<QVariantList> rows;
+    PGconn* conn = PQconnectdb(uri.toUtf8().constData());
+    *ok = PQstatus(conn) == CONNECTION_OK;
+    if (!*ok) {
+        qWarning("cannot reach the test server: %s", PQerrorMessage(conn));
+        PQfinish(conn);
+        return rows;
+    }
+    PQsendQuery(conn, sql.toUtf8().constData());
+    while (PGresult* result = PQgetResult(conn)) {
+        const ExecStatusType status = PQresultStatus(result);
+        if (status == PGRES_TUPLES_OK) {
+            db::PgRows read;
+            db::ReadPgResult(result, &read);
+            const int width = int(read.names.size());
+            for (int r = 0; r < read.rowCount; ++r)
+                rows << QVariantList(read.cells.begin() + ptrdiff_t(r) * width,
+                                     read.cells.begin() + ptrdiff_t(r + 1) * width);
+        } else if (status != PGRES_COMMAND_OK) {
+            qWarning("SQL failed: %s (%s)", PQresultErrorMessage(result), qPrintable(sql));
+            *ok = false;
+        }
+        PQclear(result);
+    }
+    PQfinish(conn);
+    return rows;
+}
+
 }  // namespace
 
 bool ProgramFolder::Exec(const QString& sql) const
 {
     bool ok = false;
-    runSql(DatabasePath(), sql, &ok);
+    if (!serverUri_.isEmpty())
+        runServerSql(serverUri_, sql, &ok);
+    else
+        runSql(DatabasePath(), sql, &ok);
     return ok;
 }
 
 QList<QVariantList> ProgramFolder::Rows(const QString& sql) const
 {
     bool ok = false;
-    return runSql(DatabasePath(), sql, &ok);
+    return serverUri_.isEmpty() ? runSql(DatabasePath(), sql, &ok) : runServerSql(serverUri_, sql, &ok);
 }
 
 QVariant ProgramFolder::Value(const QString& sql) const

@@ -22,7 +22,9 @@
 namespace testsupport {
 
 // A program folder for one test: House.db (fresh, from the schema), Images/ and Music/. The
-// program is pointed at it for the life of the object.
+// program is pointed at it for the life of the object. With TAVRELO_TEST_STORE=server the
+// catalogue is instead a fresh database on the test server (see PgCluster.h), named in the
+// folder's Tavrelo.conf, and the direct reads below go to it.
 class ProgramFolder {
 public:
     explicit ProgramFolder(bool withDatabase = true);
@@ -32,13 +34,26 @@ public:
     QString DatabasePath() const;
     QString File(const QString& relative) const { return Path() + QLatin1Char('/') + relative; }
 
-    // Direct access to House.db through SQLite's C API.
+    // Direct access to the catalogue through SQLite's C API (or libpq for a server).
     bool Exec(const QString& sql) const;
     QList<QVariantList> Rows(const QString& sql) const;
     QVariant Value(const QString& sql) const;  // first column of the first row
 
+    // The server URI of this folder's catalogue; empty for House.db.
+    QString ServerUri() const { return serverUri_; }
+    // Takes the catalogue out of reach (the file moved away, or the folder pointed at a database
+    // that does not exist) and brings it back.
+    bool HideDatabase() const;
+    bool RestoreDatabase() const;
+    // The last key a table's key counter handed out, and setting it (the next key is one more).
+    QVariant LastKey(const QString& table) const;
+    bool SetLastKey(const QString& table, qint64 key) const;
+
 private:
+    bool writeServerSetting(const QString& uri) const;
+
     QTemporaryDir dir_;
+    QString serverUri_;
 };
 
 // Records every message box and answers it: from the queue of answers if one is left, else with

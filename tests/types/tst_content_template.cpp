@@ -97,15 +97,15 @@ private slots:
     {
         addTemplateRow(t1, "x", "9");
         const auto before = folder->Rows("Select * From t_Content_Auto Order By ContentID");
-        const QString lastKey = "Select seq From sqlite_sequence Where name = 't_Content_Auto'";
-        const QVariant sequence = folder->Value(lastKey);
+        const QVariant sequence = folder->LastKey("t_Content_Auto");
+        QVERIFY(sequence.isValid());
         frmContent* c = openTemplate(1);
         QVERIFY(c);
         QCOMPARE(c->lsvContent->Model()->Count(), 0);
         QVERIFY(Click(c, "cmdOK"));
         QVERIFY(!contentOpen());
         QCOMPARE(folder->Rows("Select * From t_Content_Auto Order By ContentID"), before);
-        QCOMPARE(folder->Value(lastKey), sequence);
+        QCOMPARE(folder->LastKey("t_Content_Auto"), sequence);
     }
 
     void clear_then_ok_leaves_no_rows()

@@ -16,8 +16,15 @@ inline QString FirstRowOnly(const QString& jetSql)
     return QStringLiteral("\x01") + jetSql;
 }
 
+// A catalogue named by a libpq URI or connection string rather than a House.db path.
+inline bool IsServerUri(const QString& store)
+{
+    return store.startsWith(QLatin1String("postgres")) || store.contains(QLatin1Char('='));
+}
+
 // Runs the statements (in the program's own dialect, translated exactly as the program translates
-// them) on the catalogue at databasePath. Returns false when one fails; *rows (when given) receives
+// them) on the catalogue at databasePath, or on the server that databasePath names (through libpq
+// alone, reading every row). Returns false when one fails; *rows (when given) receives
 // the number of rows read of each statement.
 bool RunStatements(const QString& databasePath, const QStringList& jetStatements,
                    std::vector<qint64>* rows = nullptr);

@@ -92,7 +92,7 @@ void PrintTable(const Report& report)
     std::printf("Each figure is the median of %d runs after one uncounted first run.\n\n", kCountedRuns);
     const bool growth = report.baselineHouses > 0;
     std::printf(
-        "| operation | program ms | SQLite-only ms | ratio | program CPU ms |%s\n",
+        "| operation | program ms | %s-only ms | ratio | program CPU ms |%s\n", qPrintable(report.floorStore),
         growth ? qPrintable(QStringLiteral(" growth from %1 houses |").arg(report.baselineHouses)) : "");
     std::printf("|---|---:|---:|---:|---:|%s\n", growth ? "---:|" : "");
     for (const Operation& op : report.operations) {

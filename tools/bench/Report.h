@@ -33,6 +33,7 @@ struct Operation {
 struct Report {
     int houses = 0;
     double fillMs = 0;
+    QString floorStore = QStringLiteral("SQLite");  // what the floor column ran on: SQLite or libpq
     long peakRssKb = 0;       // this process (the windows)
     long childPeakRssKb = 0;  // the started program, largest over its runs
     std::vector<Operation> operations;

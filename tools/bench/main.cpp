@@ -10,11 +10,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMainWindow>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <cstdio>
 
 #include "Catalogue.h"
+#include "DelayProxy.h"
 #include "PriceLists.h"
 #include "ProcessStart.h"
 #include "Report.h"
@@ -22,6 +24,9 @@
 #include "core/BrowserSandbox.h"
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
+#include "ServerTool.h"
+
+#include <QSettings>
 
 namespace {
 
@@ -123,7 +128,12 @@ int main(int argc, char* argv[])
         QStringLiteral("baseline"),
         QStringLiteral("A JSON report of a smaller run: adds the growth of each program time since it."),
         QStringLiteral("PATH"));
-    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption});
+    const QCommandLineOption serverOption(
+        QStringLiteral("server"),
+        QStringLiteral("Measure on this PostgreSQL server (a libpq URI; its catalogue is replaced), once "
+                       "directly and once through a proxy that adds 2 ms of round-trip time."),
+        QStringLiteral("URI"));
+    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption});
     parser.process(app);
 
     bool ok = false;
@@ -148,6 +158,7 @@ int main(int argc, char* argv[])
     }
     bench::Report report;
     report.houses = shape.houses;
+    if (parser.isSet(serverOption)) report.floorStore = QStringLiteral("libpq");
     QString error;
     if (parser.isSet(baselineOption) && !bench::ReadBaseline(parser.value(baselineOption), &report, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
@@ -158,6 +169,16 @@ int main(int argc, char* argv[])
     if (!bench::BuildCatalogue(folder, shape, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
         return 1;
+    }
+    const QString server = parser.value(serverOption);
+    if (!server.isEmpty()) {
+        const servertool::Result upload = servertool::Upload(server, folder, true);
+        if (!upload.ok) {
+            std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(upload.error));
+            return 1;
+        }
+        QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
+            .setValue(QStringLiteral("catalogue/server"), server);
     }
     report.fillMs = fill.elapsed();
     mdlHouse::SetProgramFolder(folder);
@@ -171,13 +192,57 @@ int main(int argc, char* argv[])
     });
 
     bench::WindowContext context;
-    context.databasePath = folder + QStringLiteral("/House.db");
+    context.databasePath = server.isEmpty() ? folder + QStringLiteral("/House.db") : server;
     context.shape = shape;
     context.report = &report;
     bench::MeasureWindows(context);
     bench::MeasurePriceLists(folder, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
+
+    if (!server.isEmpty()) {
+        // The same windows again over a slower network: every round trip now costs 2 ms more.
+        std::printf("On the server, directly:\n");
+        bench::PrintTable(report);
+        QString host;
+        int port = 0;
+        bench::Report delayed;
+        delayed.houses = report.houses;
+        delayed.floorStore = report.floorStore;
+        delayed.fillMs = report.fillMs;
+        const QString probe = bench::ThroughProxy(server, 0, &host, &port);
+        if (probe.isEmpty() || host.startsWith(QLatin1Char('/'))) {
+            std::fprintf(stderr, "tavrelo-bench: the 2 ms proxy needs a server reached over TCP (host and port)\n");
+            return 1;
+        }
+        bench::DelayProxy proxy(host, port, 1);
+        if (!proxy.Listening()) {
+            std::fprintf(stderr, "tavrelo-bench: cannot start the delaying proxy\n");
+            return 1;
+        }
+        const QString slow = bench::ThroughProxy(server, proxy.Port(), &host, &port);
+        QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
+            .setValue(QStringLiteral("catalogue/server"), slow);
+        messages.clear();
+        context.databasePath = slow;
+        context.report = &delayed;
+        bench::MeasureWindows(context);
+        for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
+        delayed.peakRssKb = peakRssKb();
+        std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");
+        bench::PrintTable(delayed);
+        if (parser.isSet(jsonOption)) {
+            QString path = parser.value(jsonOption);
+            path.replace(QRegularExpression(QStringLiteral("\\.json$")), QString());
+            if (!bench::WriteJson(report, path + QStringLiteral(".json"), &error) ||
+                !bench::WriteJson(delayed, path + QStringLiteral("-delay2ms.json"), &error)) {
+                std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+                return 1;
+            }
+        }
+        report.problems << delayed.problems;
+        return report.problems.isEmpty() ? 0 : 1;
+    }
 
     measureProgramStart(parser.value(programOption), folder, report);
 

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include "core/db/Dialect.h"
+#include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
 #include "core/db/TextCollation.h"
 #include "core/db/schema_sql.h"
@@ -31,6 +32,8 @@ QString errorText(sqlite3* handle)
 }
 
 }  // namespace
+
+Connection::Connection() = default;
 
 Connection::~Connection()
 {
@@ -96,6 +99,7 @@ void Connection::setError(const QString& message)
 
 bool Connection::BeginTrans()
 {
+    if (server_) return serverResult(server_->Begin());
     if (!handle_ || inTransaction_) return false;
     // Immediate: the write lock is taken now (waiting up to the busy timeout), so a second copy
     // saving at the same moment cannot deadlock the two halfway.
@@ -111,6 +115,7 @@ bool Connection::BeginTrans()
 
 bool Connection::CommitTrans()
 {
+    if (server_) return serverResult(server_->Commit());
     if (!handle_ || !inTransaction_) return false;
     inTransaction_ = false;
     if (sqlite3_get_autocommit(handle_)) return false;  // rolled back by SQLite meanwhile
@@ -126,6 +131,10 @@ bool Connection::CommitTrans()
 
 void Connection::RollbackTrans()
 {
+    if (server_) {
+        server_->Rollback();
+        return;
+    }
     if (!handle_ || !inTransaction_) return;
     inTransaction_ = false;
     if (!sqlite3_get_autocommit(handle_)) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -135,6 +144,7 @@ void Connection::RollbackTrans()
 void Connection::Close()
 {
     inTransaction_ = false;
+    releaseServer();
     if (handle_) {
         // Rolled back now, not when the last recordset lets go of the connection: until then the
         // closed connection would still hold the catalogue's write lock.
@@ -148,6 +158,11 @@ void Connection::Close()
 bool Connection::Execute(const QString& jetSql)
 {
     rowsAffected_ = 0;
+    if (server_) {
+        const bool ok = serverResult(server_->Execute(jetSql));
+        rowsAffected_ = server_ ? server_->RowsAffected() : 0;
+        return ok;
+    }
     if (!handle_) {
         lastError_ = QStringLiteral("connection is not open");
         return false;

@@ -1,26 +1,31 @@
 #pragma once
 
 #include <QString>
+#include <memory>
 
 struct sqlite3;
 
 namespace db {
 
 class Recordset;
+class PgSession;
 
 // One connection to the catalogue file. It never creates the file: opening fails when the file is
 // missing, is not an SQLite database, lacks one of the five tables, or stays locked by another
 // process. No call throws; every call reports success and the caller decides whether to care.
 class Connection {
 public:
-    Connection() = default;
+    Connection();
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     bool Open(const QString& databasePath);
+    // Opens a shared catalogue on a PostgreSQL server (a libpq connection URI) instead of a file;
+    // every other call then works the same on the server (ConnectionServer.cpp).
+    bool OpenServer(const QString& uri);
     void Close();
-    bool IsOpen() const { return handle_ != nullptr; }
+    bool IsOpen() const { return handle_ != nullptr || server_ != nullptr; }
 
     // Runs a statement that returns no rows (Delete, Update, Insert).
     bool Execute(const QString& jetSql);
@@ -39,20 +44,24 @@ public:
     void RollbackTrans();
     // False again after SQLite rolled the transaction back by itself (a full disk, an I/O error):
     // the statements after that run without one, each on its own.
-    bool InTransaction() const { return inTransaction_; }
+    bool InTransaction() const;
 
     QString LastError() const { return lastError_; }
     sqlite3* Handle() const { return handle_; }
+    PgSession* Server() const { return server_.get(); }
 
 private:
     friend class Recordset;
     friend class Statement;
     void setError(const QString& message);
+    bool serverResult(bool ok);
+    void releaseServer();
 
     sqlite3* handle_ = nullptr;
     QString lastError_;
     bool inTransaction_ = false;
     int rowsAffected_ = 0;
+    std::unique_ptr<PgSession> server_;
 };
 
 // Begins a transaction on an open connection and commits it when the save is done. Leaving the

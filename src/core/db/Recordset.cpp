@@ -50,6 +50,7 @@ void Recordset::Close()
     if (stmt_) sqlite3_finalize(stmt_);
     stmt_ = nullptr;
     open_ = false;
+    serverRows_ = false;
     eof_ = true;
     names_.clear();
     nameIndex_.clear();
@@ -122,6 +123,7 @@ bool Recordset::Open(const QString& jetSql, Connection& connection, CursorType c
     connection_ = &connection;
     keyset_ = cursor == CursorType::Keyset;
     updatable_ = keyset_ && lock == LockType::Optimistic;
+    if (connection.Server()) return openServer(jetSql, connection);
     if (!prepare(jetSql, connection)) {
         connection_ = nullptr;
         return false;
@@ -211,7 +213,7 @@ void Recordset::MoveNext()
     adding_ = false;
     buffer_.clear();
     dirty_.clear();
-    if (keyset_) {
+    if (keyset_ || serverRows_) {
         ++current_;
         eof_ = current_ >= rowCount_;
     } else {
@@ -235,7 +237,7 @@ QVariant Recordset::Field(int index) const
     if (!open_ || index < 0 || index >= names_.size()) return QVariant();
     if (!buffer_.empty() && index < int(buffer_.size())) return buffer_[index];
     if (eof_) return QVariant();
-    if (keyset_) {
+    if (keyset_ || serverRows_) {
         return index < width_ ? cells_[size_t(current_) * width_ + index] : QVariant();
     }
     return columnValue(index);
@@ -292,6 +294,7 @@ bool Recordset::Update()
             values.push_back(buffer_[i]);
         }
     }
+    if (connection_->Server()) return updateServer(columns, values);
     QString sql;
     if (adding_) {
         if (columns.isEmpty()) {

@@ -57,11 +57,15 @@ private:
     bool stepForward();
     int indexOf(const QString& name) const;
     bool loadTableColumns();
+    // The server side (RecordsetServer.cpp): every row is read at Open, whatever the cursor.
+    bool openServer(const QString& jetSql, Connection& connection);
+    bool updateServer(const QStringList& columns, const std::vector<QVariant>& values);
 
     Connection* connection_ = nullptr;
     sqlite3_stmt* stmt_ = nullptr;
     bool open_ = false;
     bool keyset_ = false;
+    bool serverRows_ = false;  // rows read from a server, held as a keyset's are
     bool eof_ = true;
     QStringList names_;
     QHash<QString, int> nameIndex_;  // lower-case name -> index

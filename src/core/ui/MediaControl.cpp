@@ -6,6 +6,9 @@
 #include <QTimer>
 #include <QUrl>
 
+#include "core/db/ServerFiles.h"
+#include "core/mdlHouse.h"
+
 namespace ui {
 
 namespace {
@@ -50,6 +53,8 @@ void MediaControl::ensurePlayer()
 void MediaControl::SetCommand(const QString& command)
 {
     if (command.compare(QLatin1String("Open"), Qt::CaseInsensitive) == 0) {
+        // A tune of a shared catalogue may not have reached this PC's Music folder yet.
+        db::FillMediaCache(mdlHouse::ProgramFolder(), fileName_);
         open();
     } else if (command.compare(QLatin1String("Play"), Qt::CaseInsensitive) == 0) {
         play();
