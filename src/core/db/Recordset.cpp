@@ -346,6 +346,14 @@ bool Recordset::Update()
             }
         }
         sqlite3_finalize(reread);
+    }
+    return keepWrittenRow();
+}
+
+bool Recordset::keepWrittenRow()
+{
+    // The recordset shows what was written: a new row becomes the last and current one.
+    if (adding_) {
         cells_.insert(cells_.end(), buffer_.begin(), buffer_.end());
         current_ = rowCount_++;
         eof_ = false;

@@ -57,6 +57,7 @@ private:
     bool stepForward();
     int indexOf(const QString& name) const;
     bool loadTableColumns();
+    bool keepWrittenRow();
     // The server side (RecordsetServer.cpp): every row is read at Open, whatever the cursor.
     bool openServer(const QString& jetSql, Connection& connection);
     bool updateServer(const QStringList& columns, const std::vector<QVariant>& values);

@@ -107,16 +107,8 @@ bool Recordset::updateServer(const QStringList& columns, const std::vector<QVari
             }
             server->NoteInsertedKey(table_, returned.cells[rowidColumn_].toLongLong());
         }
-        cells_.insert(cells_.end(), buffer_.begin(), buffer_.end());
-        current_ = rowCount_++;
-        eof_ = false;
-    } else {
-        std::copy(buffer_.begin(), buffer_.end(), cells_.begin() + ptrdiff_t(current_) * width_);
     }
-    adding_ = false;
-    buffer_.clear();
-    dirty_.clear();
-    return true;
+    return keepWrittenRow();
 }
 
 }  // namespace db
