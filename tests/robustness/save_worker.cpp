@@ -5,7 +5,8 @@
 //
 //   save_worker PROGRAM_FOLDER SEED
 //
-// It prints "ready" once the windows are up and one line per finished save.
+// It prints "ready" once the windows are up and one line per finished save. The program folder
+// may name a catalogue on a server (Tavrelo.conf), as any program folder may.
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
@@ -17,6 +18,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -57,7 +59,7 @@ QList<qint64> houseKeys()
     QList<qint64> keys;
     db::Connection cn;
     db::Recordset rs;
-    if (cn.Open(mdlHouse::ProgramPath(QStringLiteral("/House.db"))) &&
+    if (db::OpenCatalogue(cn, mdlHouse::ProgramFolder()) &&
         cn.Execute("Select HouseID From t_House", rs)) {
         while (!rs.Eof()) {
             keys << rs.Field(0).toLongLong();
@@ -196,8 +198,12 @@ int main(int argc, char* argv[])
     mdlHouse::SetProgramFolder(QString::fromLocal8Bit(argv[1]));
     rng.seed(quint32(QByteArray(argv[2]).toULongLong()));
     picture = QString::fromLocal8Bit(argv[1]) + QStringLiteral("/picture.png");
-    // Every question is answered Yes, every notice taken.
-    ui::SetMsgBoxInterceptor([](const QString&, ui::Buttons) { return ui::Answer::Yes; });
+    // Every question is answered Yes, every notice taken and written to stderr, where a test that
+    // takes the catalogue's server away can count the saves that met it gone.
+    ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
+        std::fprintf(stderr, "message: %s\n", qPrintable(QString(text).replace(QLatin1Char('\n'), QLatin1Char(' '))));
+        return ui::Answer::Yes;
+    });
 
     windows::RegisterWindows();
     QMdiArea area;
