@@ -3,8 +3,10 @@
 // Intro ("rows=N pictures=M") and every template row carries the number of rows of its template,
 // so that whoever looks at the catalogue afterwards can tell a whole save from half of one.
 //
-//   save_worker PROGRAM_FOLDER SEED
+//   save_worker PROGRAM_FOLDER SEED [adds]
 //
+// With "adds" it only saves new houses, as a second PC entering houses beside a first one that
+// does everything.
 // It prints "ready" once the windows are up and one line per finished save. The program folder
 // may name a catalogue on a server (Tavrelo.conf), as any program folder may.
 #include <QApplication>
@@ -192,7 +194,7 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     if (argc < 3) {
-        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED\n");
+        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED [adds]\n");
         return 2;
     }
     mdlHouse::SetProgramFolder(QString::fromLocal8Bit(argv[1]));
@@ -212,8 +214,9 @@ int main(int argc, char* argv[])
     area.show();
     typeWindow();
     say("ready");
+    const bool addsOnly = argc > 3 && QByteArray(argv[3]) == "adds";
     for (;;) {
-        const int pick = rng.bounded(10);
+        const int pick = addsOnly ? 0 : rng.bounded(10);
         if (pick < 3)
             addHouse();
         else if (pick < 5)
