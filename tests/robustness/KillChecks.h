@@ -62,8 +62,9 @@ inline QStringList Faults(const testsupport::ProgramFolder& folder)
         // the server does not hold would be a picture no other PC can show.
         const qint64 missing =
             folder
-                .Value(QStringLiteral("SELECT count(*) FROM t_Image i WHERE NOT EXISTS (SELECT 1 FROM t_File f "
-                                      "WHERE f.Folder = 'Images' AND f.Name = i.ImageFile)"))
+                .Value(
+                    QStringLiteral("SELECT count(*) FROM t_Image i WHERE NOT EXISTS (SELECT 1 FROM t_File f "
+                                   "WHERE f.Folder = 'Images' AND f.Name = i.ImageFile)"))
                 .toLongLong();
         if (missing) found << QStringLiteral("%1 picture rows whose file is not on the server").arg(missing);
     }

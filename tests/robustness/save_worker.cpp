@@ -61,8 +61,7 @@ QList<qint64> houseKeys()
     QList<qint64> keys;
     db::Connection cn;
     db::Recordset rs;
-    if (db::OpenCatalogue(cn, mdlHouse::ProgramFolder()) &&
-        cn.Execute("Select HouseID From t_House", rs)) {
+    if (db::OpenCatalogue(cn, mdlHouse::ProgramFolder()) && cn.Execute("Select HouseID From t_House", rs)) {
         while (!rs.Eof()) {
             keys << rs.Field(0).toLongLong();
             rs.MoveNext();
@@ -203,7 +202,8 @@ int main(int argc, char* argv[])
     // Every question is answered Yes, every notice taken and written to stderr, where a test that
     // takes the catalogue's server away can count the saves that met it gone.
     ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
-        std::fprintf(stderr, "message: %s\n", qPrintable(QString(text).replace(QLatin1Char('\n'), QLatin1Char(' '))));
+        std::fprintf(stderr, "message: %s\n",
+                     qPrintable(QString(text).replace(QLatin1Char('\n'), QLatin1Char(' '))));
         return ui::Answer::Yes;
     });
 

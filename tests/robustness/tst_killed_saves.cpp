@@ -27,13 +27,18 @@ using testsupport::ProgramFolder;
 
 namespace {
 
-// A house whose save stopped after its first row, a row left by a house that is gone, a template
-// cut short and a type list with a gap: what a save without its transaction leaves when killed.
+// What a save without its transaction leaves when killed: a house whose save stopped after its
+// first row (and, on a server, its picture row without the picture's file), a row left by a house
+// that is gone, a template cut short and a type list with a gap.
 const char* const kHalfSaved =
-    "INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES ('半', '1', 'rows=3 pictures=1', 1, 1);"
-    "INSERT INTO t_Content (HouseID, Caption, Content, List) SELECT max(HouseID), '属性1', '值', 1 FROM t_House;"
-    "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) SELECT max(HouseID), '照片', '', 'gone.png', 1 FROM t_House;"
-    "INSERT INTO t_Content (HouseID, Caption, Content, List) SELECT max(HouseID) + 1000, '属性1', '值', 1 FROM t_House;"
+    "INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+    "VALUES ('半', '1', 'rows=3 pictures=1', 1, 1);"
+    "INSERT INTO t_Content (HouseID, Caption, Content, List) "
+    "SELECT max(HouseID), '属性1', '值', 1 FROM t_House;"
+    "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) "
+    "SELECT max(HouseID), '照片', '', 'gone.png', 1 FROM t_House;"
+    "INSERT INTO t_Content (HouseID, Caption, Content, List) "
+    "SELECT max(HouseID) + 1000, '属性1', '值', 1 FROM t_House;"
     "INSERT INTO t_Content_Auto (TypeID, Caption, Content) VALUES (2, '模板属性1', 'of 3');"
     "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (5, '缺位', '', '')";
 
@@ -54,12 +59,15 @@ private slots:
         qInfo("%s", qPrintable(wrong.join(QLatin1Char('\n'))));
         QStringList expected{QStringLiteral("1 attribute rows without their house")};
         // On a server the picture row's file must be there as well, and 'gone.png' is not.
-        if (testsupport::ServerMode()) expected << QStringLiteral("1 picture rows whose file is not on the server");
+        if (testsupport::ServerMode())
+            expected << QStringLiteral("1 picture rows whose file is not on the server");
         QCOMPARE(wrong.mid(0, expected.size()), expected);
         QCOMPARE(wrong.size(), expected.size() + 3);
-        QVERIFY2(wrong[expected.size()].endsWith(QStringLiteral("says 'rows=3 pictures=1' but has 1 rows and 1 pictures")),
+        QVERIFY2(wrong[expected.size()].endsWith(
+                     QStringLiteral("says 'rows=3 pictures=1' but has 1 rows and 1 pictures")),
                  qPrintable(wrong[expected.size()]));
-        QCOMPARE(wrong[expected.size() + 1], QStringLiteral("template of type 2 has 1 rows that say 'of 3'..'of 3'"));
+        QCOMPARE(wrong[expected.size() + 1],
+                 QStringLiteral("template of type 2 has 1 rows that say 'of 3'..'of 3'"));
         QCOMPARE(wrong[expected.size() + 2], QStringLiteral("type positions are 1,2,3,5"));
     }
 

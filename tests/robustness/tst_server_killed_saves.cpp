@@ -100,7 +100,8 @@ private slots:
         QVERIFY(QDir(second.path()).mkpath(QStringLiteral("Images")));
         QVERIFY(QDir(second.path()).mkpath(QStringLiteral("Music")));
         for (const char* name : {"Tavrelo.conf", "picture.png"})
-            QVERIFY(QFile::copy(folder.File(QLatin1String(name)), second.path() + QLatin1Char('/') + QLatin1String(name)));
+            QVERIFY(QFile::copy(folder.File(QLatin1String(name)),
+                                second.path() + QLatin1Char('/') + QLatin1String(name)));
 
         std::vector<Worker> workers(2);
         const QStringList folders{folder.Path(), second.path()};
@@ -121,7 +122,8 @@ private slots:
             return true;
         };
         while (!allReady() && ready.elapsed() < 60000) runFor(workers, 100);
-        QVERIFY2(allReady(), qPrintable("a save worker did not get ready: " + QString::fromLocal8Bit(workers[0].err + workers[1].err)));
+        QVERIFY2(allReady(), qPrintable("a save worker did not get ready: " +
+                                        QString::fromLocal8Bit(workers[0].err + workers[1].err)));
 
         QElapsedTimer clock;
         clock.start();
@@ -133,8 +135,10 @@ private slots:
             QElapsedTimer resumed;
             resumed.start();
             while (housesSaved(folder) == keysBefore && resumed.elapsed() < 20000) runFor(workers, 100);
-            QVERIFY2(housesSaved(folder) > keysBefore,
-                     qPrintable(QStringLiteral("no house saved in 20 s before kill %1 (seed %2)").arg(kill).arg(seed)));
+            QVERIFY2(
+                housesSaved(folder) > keysBefore,
+                qPrintable(
+                    QStringLiteral("no house saved in 20 s before kill %1 (seed %2)").arg(kill).arg(seed)));
             int messagesBefore = 0;
             for (Worker& w : workers) messagesBefore += w.Messages();
 
@@ -146,21 +150,26 @@ private slots:
                 started = PgCluster::Instance().Start();
                 if (!started) QThread::msleep(500);
             }
-            QVERIFY2(started, qPrintable(QStringLiteral("the server did not start again after kill %1").arg(kill)));
+            QVERIFY2(started,
+                     qPrintable(QStringLiteral("the server did not start again after kill %1").arg(kill)));
 
             int messagesAfter = 0;
             for (Worker& w : workers) {
                 w.Read();
                 messagesAfter += w.Messages();
                 if (w.process->state() != QProcess::Running)
-                    QFAIL(qPrintable(QStringLiteral("a save worker ended after kill %1 (seed %2): ").arg(kill).arg(seed) +
-                                     QString::fromLocal8Bit(w.err).right(2000)));
+                    QFAIL(qPrintable(
+                        QStringLiteral("a save worker ended after kill %1 (seed %2): ").arg(kill).arg(seed) +
+                        QString::fromLocal8Bit(w.err).right(2000)));
             }
             metDeadServer += messagesAfter > messagesBefore ? 1 : 0;
 
             const QStringList wrong = killtest::Faults(folder);
             if (!wrong.isEmpty())
-                QFAIL(qPrintable(QStringLiteral("after server kill %1 of %2 (seed %3):\n  ").arg(kill).arg(kills).arg(seed) +
+                QFAIL(qPrintable(QStringLiteral("after server kill %1 of %2 (seed %3):\n  ")
+                                     .arg(kill)
+                                     .arg(kills)
+                                     .arg(seed) +
                                  wrong.join(QStringLiteral("\n  "))));
         }
         // The server is back for good: the workers save again, and what they save is whole.
@@ -176,7 +185,8 @@ private slots:
         }
         const QStringList wrong = killtest::Faults(folder);
         if (!wrong.isEmpty())
-            QFAIL(qPrintable(QStringLiteral("at the end (seed %1):\n  ").arg(seed) + wrong.join(QStringLiteral("\n  "))));
+            QFAIL(qPrintable(QStringLiteral("at the end (seed %1):\n  ").arg(seed) +
+                             wrong.join(QStringLiteral("\n  "))));
 
         int saves = 0;
         int messages = 0;
@@ -184,10 +194,11 @@ private slots:
             saves += w.Saves();
             messages += w.Messages();
         }
-        qInfo("%d server kills in %.1f s; %d window actions ran, %d messages shown (after %d of the kills a "
-              "worker met the server gone); %lld house keys handed out, %s houses now",
-              kills, clock.elapsed() / 1000.0, saves, messages, metDeadServer, housesSaved(folder),
-              qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toString()));
+        qInfo(
+            "%d server kills in %.1f s; %d window actions ran, %d messages shown (after %d of the kills a "
+            "worker met the server gone); %lld house keys handed out, %s houses now",
+            kills, clock.elapsed() / 1000.0, saves, messages, metDeadServer, housesSaved(folder),
+            qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toString()));
         // Every outage must have been met by a save in progress or starting, or it proves little.
         QVERIFY(metDeadServer > 0);
     }
