@@ -3,9 +3,12 @@
 // Intro ("rows=N pictures=M") and every template row carries the number of rows of its template,
 // so that whoever looks at the catalogue afterwards can tell a whole save from half of one.
 //
-//   save_worker PROGRAM_FOLDER SEED
+//   save_worker PROGRAM_FOLDER SEED [adds]
 //
-// It prints "ready" once the windows are up and one line per finished save.
+// With "adds" it only saves new houses, as a second PC entering houses beside a first one that
+// does everything.
+// It prints "ready" once the windows are up and one line per finished save. The program folder
+// may name a catalogue on a server (Tavrelo.conf), as any program folder may.
 #include <QApplication>
 #include <QComboBox>
 #include <QLineEdit>
@@ -17,6 +20,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -57,8 +61,7 @@ QList<qint64> houseKeys()
     QList<qint64> keys;
     db::Connection cn;
     db::Recordset rs;
-    if (cn.Open(mdlHouse::ProgramPath(QStringLiteral("/House.db"))) &&
-        cn.Execute("Select HouseID From t_House", rs)) {
+    if (db::OpenCatalogue(cn, mdlHouse::ProgramFolder()) && cn.Execute("Select HouseID From t_House", rs)) {
         while (!rs.Eof()) {
             keys << rs.Field(0).toLongLong();
             rs.MoveNext();
@@ -190,14 +193,19 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     if (argc < 3) {
-        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED\n");
+        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED [adds]\n");
         return 2;
     }
     mdlHouse::SetProgramFolder(QString::fromLocal8Bit(argv[1]));
     rng.seed(quint32(QByteArray(argv[2]).toULongLong()));
     picture = QString::fromLocal8Bit(argv[1]) + QStringLiteral("/picture.png");
-    // Every question is answered Yes, every notice taken.
-    ui::SetMsgBoxInterceptor([](const QString&, ui::Buttons) { return ui::Answer::Yes; });
+    // Every question is answered Yes, every notice taken and written to stderr, where a test that
+    // takes the catalogue's server away can count the saves that met it gone.
+    ui::SetMsgBoxInterceptor([](const QString& text, ui::Buttons) {
+        std::fprintf(stderr, "message: %s\n",
+                     qPrintable(QString(text).replace(QLatin1Char('\n'), QLatin1Char(' '))));
+        return ui::Answer::Yes;
+    });
 
     windows::RegisterWindows();
     QMdiArea area;
@@ -206,8 +214,9 @@ int main(int argc, char* argv[])
     area.show();
     typeWindow();
     say("ready");
+    const bool addsOnly = argc > 3 && QByteArray(argv[3]) == "adds";
     for (;;) {
-        const int pick = rng.bounded(10);
+        const int pick = addsOnly ? 0 : rng.bounded(10);
         if (pick < 3)
             addHouse();
         else if (pick < 5)
