@@ -19,7 +19,7 @@ void ExportWithDialog(QWidget* parent, const QSet<qint32>* only)
     if (suffix != QLatin1String("csv") && suffix != QLatin1String("xlsx")) path += QStringLiteral(".csv");
     QString error;
     const int houses =
-        ExportCatalogue(mdlHouse::ProgramFolder() + QStringLiteral("/House.db"), path, only, &error);
+        ExportProgramFolder(mdlHouse::ProgramFolder(), path, only, &error);
     if (houses < 0) {
         ui::MsgBox(QStringLiteral("导出失败：") + error);
         return;
