@@ -13,9 +13,9 @@
 #include "core/db/Recordset.h"
 #include "core/db/ServerFiles.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/FileDialog.h"
 #include "sales/SalesSql.h"
 
 namespace sales {

@@ -91,9 +91,10 @@ private slots:
 
         // A "?" inside a quoted text is part of the text, not a value.
         db::Statement insert;
-        QVERIFY2(insert.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, "
-                                                  "TypeID) VALUES (?, '?', ?, ?, ?)")),
-                 qPrintable(c.LastError()));
+        QVERIFY2(
+            insert.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, "
+                                             "TypeID) VALUES (?, '?', ?, ?, ?)")),
+            qPrintable(c.LastError()));
         const QStringList names = {QStringLiteral("O'Neil 楼"),
                                    QStringLiteral("\"双引号\"; DROP TABLE t_House; --")};
         for (const QString& name : names) {
@@ -107,7 +108,8 @@ private slots:
 
         // A row given its own key moves the counter past it: the next key is one more.
         db::Statement own;
-        QVERIFY(own.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseID, HouseName, TypeID) VALUES (?, ?, 1)")));
+        QVERIFY(own.Prepare(
+            c, QStringLiteral("INSERT INTO t_House (HouseID, HouseName, TypeID) VALUES (?, ?, 1)")));
         QVERIFY(own.Bind(1, 50));
         QVERIFY(own.Bind(2, QStringLiteral("五十")));
         QVERIFY(own.Exec());

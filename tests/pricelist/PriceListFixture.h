@@ -11,10 +11,10 @@
 #include <QStringEncoder>
 #include <QTemporaryDir>
 
+#include "PgCluster.h"
 #include "core/db/Connection.h"
 #include "core/db/Statement.h"
 #include "core/db/Store.h"
-#include "PgCluster.h"
 #include "pricelist/sheet/PriceList.h"
 
 namespace pricelistfixture {
@@ -69,7 +69,8 @@ inline bool MakeDemoFolder(const QString& folder, QString* why)
     Run r = RunProgram(BinaryDir() + QStringLiteral("/tools/demo/tavrelo-demo"), {folder});
     if (r.exitCode == 0 && testsupport::ServerMode()) {
         const QString uri = UseServer(folder);
-        r = RunProgram(BinaryDir() + QStringLiteral("/tavrelo-server"), {QStringLiteral("upload"), uri, folder});
+        r = RunProgram(BinaryDir() + QStringLiteral("/tavrelo-server"),
+                       {QStringLiteral("upload"), uri, folder});
         if (r.exitCode == 0 && !QFile::remove(folder + QStringLiteral("/House.db"))) r.exitCode = 1;
     }
     if (r.exitCode != 0) *why = r.err + r.out;
@@ -80,7 +81,8 @@ inline bool MakeDemoFolder(const QString& folder, QString* why)
 // Images/ and Music/.
 inline bool MakeEmptyFolder(const QString& folder)
 {
-    if (!QDir().mkpath(folder + QStringLiteral("/Images")) || !QDir().mkpath(folder + QStringLiteral("/Music")))
+    if (!QDir().mkpath(folder + QStringLiteral("/Images")) ||
+        !QDir().mkpath(folder + QStringLiteral("/Music")))
         return false;
     if (testsupport::ServerMode()) return !UseServer(folder).isEmpty();
     return db::CreateEmptyDatabase(folder + QStringLiteral("/House.db"));
@@ -135,8 +137,7 @@ inline QStringList Rows(const QString& folder, const QString& sql)
     QStringList out;
     db::Connection c;
     db::Statement s;
-    if (!db::OpenCatalogue(c, folder) || !s.Prepare(c, sql))
-        return {QStringLiteral("cannot read")};
+    if (!db::OpenCatalogue(c, folder) || !s.Prepare(c, sql)) return {QStringLiteral("cannot read")};
     while (s.Next()) {
         QStringList cells;
         for (int i = 0; i < s.ColumnCount(); ++i) cells << s.Column(i).toString();

@@ -32,8 +32,9 @@ int onServer(const char* uri, const char* sql, bool hold)
         return 1;
     }
     PGresult* result = PQexec(
-        conn, hold ? "BEGIN; LOCK TABLE t_HouseType, t_House, t_Content, t_Image, t_Content_Auto IN EXCLUSIVE MODE"
-                   : sql);
+        conn,
+        hold ? "BEGIN; LOCK TABLE t_HouseType, t_House, t_Content, t_Image, t_Content_Auto IN EXCLUSIVE MODE"
+             : sql);
     const ExecStatusType status = PQresultStatus(result);
     PQclear(result);
     if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {

@@ -16,8 +16,8 @@
 #include "core/db/ServerFiles.h"
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
-#include "core/ui/PrintDialog.h"
 #include "core/ui/FileDialog.h"
+#include "core/ui/PrintDialog.h"
 #include "sales/HouseSheet.h"
 #include "windows/RegisterWindows.h"
 
@@ -231,7 +231,8 @@ private slots:
             // Stored on the server by the PC that added it; this PC has never shown it.
             db::Connection c;
             QVERIFY(c.OpenServer(folder_->ServerUri()));
-            QVERIFY(db::PutServerFile(c, QStringLiteral("Images"), QStringLiteral("000005_0001.png"), original));
+            QVERIFY(
+                db::PutServerFile(c, QStringLiteral("Images"), QStringLiteral("000005_0001.png"), original));
         }
         QVERIFY(QFile::remove(folder_->File(name)));
         sales::HouseSheet sheet;

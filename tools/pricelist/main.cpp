@@ -52,8 +52,7 @@ int exportCatalogue(const QString& file, const QString& folder)
     QElapsedTimer timer;
     timer.start();
     QString error;
-    const int houses =
-        pricelist::ExportProgramFolder(folder, file, nullptr, &error);
+    const int houses = pricelist::ExportProgramFolder(folder, file, nullptr, &error);
     if (houses < 0) return fail(error);
     print(stdout, QStringLiteral("Wrote %1 houses to %2 in %3 s.\n")
                       .arg(houses)
