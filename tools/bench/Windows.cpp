@@ -307,9 +307,15 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
     // house of the building onto itself (the same conditional statement on its key) and reads
     // the row back, as the board does.
     const qint32 house = shape.boardFirstHouse() + 1;
-    const qint32 other = shape.boardFirstHouse() + 11;
-    const int otherIndex = board->Board().IndexOf(other);
-    const sales::Unit otherUnit = otherIndex >= 0 ? board->Board().units[size_t(otherIndex)] : sales::Unit();
+    // The other house: ten houses on when the building has them, else the last one with a status.
+    qint32 other = 0;
+    sales::Unit otherUnit;
+    for (const sales::Unit& unit : board->Board().units) {
+        if (unit.houseId == house || unit.statusRowId == 0) continue;
+        if (other == shape.boardFirstHouse() + 11) break;
+        other = unit.houseId;
+        otherUnit = unit;
+    }
     if (board->Board().IndexOf(house) < 0 || otherUnit.statusRowId == 0) {
         m.problem(QStringLiteral("the sales board's houses for the status change are missing"));
         return;

@@ -4,18 +4,19 @@
 
 namespace db {
 
-QString toSqlite(const QString& jetSql)
+QString topToLimit(const QString& jetSql)
 {
-    QString sql = jetSql;
-
     static const QRegularExpression top(QStringLiteral(R"(^(\s*Select\s+(?:Distinct\s+)?)Top\s+(\d+)\s+)"),
                                         QRegularExpression::CaseInsensitiveOption);
-    const QRegularExpressionMatch m = top.match(sql);
-    if (m.hasMatch()) {
-        const QString limit = m.captured(2);
-        sql = m.captured(1) + sql.mid(m.capturedEnd(0));
-        sql = sql.trimmed() + QStringLiteral(" LIMIT ") + limit;
-    }
+    const QRegularExpressionMatch m = top.match(jetSql);
+    if (!m.hasMatch()) return jetSql;
+    const QString sql = m.captured(1) + jetSql.mid(m.capturedEnd(0));
+    return sql.trimmed() + QStringLiteral(" LIMIT ") + m.captured(2);
+}
+
+QString toSqlite(const QString& jetSql)
+{
+    QString sql = topToLimit(jetSql);
 
     // Between's bounds are single operands in every statement the program builds (numbers or
     // column names), so a plain token match is enough; min/max make the bound order irrelevant.

@@ -12,4 +12,7 @@ namespace db {
 // everything else (comma joins, Is Null, Count(*) as a, Distinct) is common to both.
 QString toSqlite(const QString& jetSql);
 
+// "Select [Distinct] Top N ..." as "Select [Distinct] ... LIMIT N"; both stores write it so.
+QString topToLimit(const QString& jetSql);
+
 }  // namespace db

@@ -2,6 +2,7 @@
 
 #include <QRegularExpression>
 
+#include "core/db/Dialect.h"
 #include "core/db/schema_sql.h"
 
 namespace db {
@@ -63,16 +64,7 @@ QString toPostgres(const QString& jetSql)
 {
     const QString walk = distinctColumn(jetSql);
     if (!walk.isEmpty()) return walk;
-    QString sql = jetSql;
-
-    static const QRegularExpression top(QStringLiteral(R"(^(\s*Select\s+(?:Distinct\s+)?)Top\s+(\d+)\s+)"),
-                                        QRegularExpression::CaseInsensitiveOption);
-    const QRegularExpressionMatch m = top.match(sql);
-    if (m.hasMatch()) {
-        const QString limit = m.captured(2);
-        sql = m.captured(1) + sql.mid(m.capturedEnd(0));
-        sql = sql.trimmed() + QStringLiteral(" LIMIT ") + limit;
-    }
+    QString sql = topToLimit(jetSql);
 
     static const QRegularExpression between(QStringLiteral(R"(\bBetween\s+(?!Symmetric\b))"),
                                             QRegularExpression::CaseInsensitiveOption);

@@ -1,6 +1,7 @@
 #include <xlsxwriter.h>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 
 #include "core/db/Connection.h"
@@ -176,7 +177,11 @@ bool WriteXlsx(const Table& table, const QString& path, QString* error)
     // the user expects the file.
     const QString part = path + QStringLiteral(".part");
     QFile::remove(part);
-    lxw_workbook* workbook = workbook_new(QFile::encodeName(part).constData());
+    // Rows go straight to disk and strings are written in place rather than gathered into a
+    // shared table first: a whole catalogue is written row by row anyway, and this halves the work.
+    lxw_workbook_options options = {};
+    options.constant_memory = LXW_TRUE;
+    lxw_workbook* workbook = workbook_new_opt(QFile::encodeName(part).constData(), &options);
     if (!workbook) {
         if (error) *error = QStringLiteral("无法写入文件 %1").arg(path);
         return false;
