@@ -18,8 +18,7 @@ void ExportWithDialog(QWidget* parent, const QSet<qint32>* only)
     const QString suffix = QFileInfo(path).suffix().toLower();
     if (suffix != QLatin1String("csv") && suffix != QLatin1String("xlsx")) path += QStringLiteral(".csv");
     QString error;
-    const int houses =
-        ExportCatalogue(mdlHouse::ProgramFolder() + QStringLiteral("/House.db"), path, only, &error);
+    const int houses = ExportProgramFolder(mdlHouse::ProgramFolder(), path, only, &error);
     if (houses < 0) {
         ui::MsgBox(QStringLiteral("导出失败：") + error);
         return;

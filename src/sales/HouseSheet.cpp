@@ -11,10 +11,11 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/db/ServerFiles.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/FileDialog.h"
 #include "sales/SalesSql.h"
 
 namespace sales {
@@ -102,9 +103,10 @@ bool HouseSheet::Load(qint32 houseId)
     }
     if (connection.Execute(SheetPicturesSql(houseId), rs)) {
         for (; !rs.Eof() && int(data_.pictures.size()) < kMaxPictures; rs.MoveNext()) {
-            data_.pictures.push_back(
-                {rs.Field(0).toString(),
-                 mdlHouse::ProgramPath(QStringLiteral("/Images/")) + rs.Field(2).toString()});
+            const QString file = mdlHouse::ProgramPath(QStringLiteral("/Images/")) + rs.Field(2).toString();
+            // A shared catalogue's picture that this PC has not shown yet comes from the server.
+            db::FillMediaCache(mdlHouse::ProgramFolder(), file);
+            data_.pictures.push_back({rs.Field(0).toString(), file});
         }
         rs.Close();
     }

@@ -12,6 +12,7 @@
 
 #include "PriceListFixture.h"
 #include "core/db/Connection.h"
+#include "core/db/ServerFiles.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
 
@@ -24,7 +25,7 @@ const QString kHeader = QStringLiteral("序号,楼宇名称,类型,楼层,房间
 pricelist::Plan plan(const QString& sheet, const QString& folder, bool createTypes = false)
 {
     db::Connection c;
-    c.Open(folder + QStringLiteral("/House.db"));
+    db::OpenCatalogue(c, folder);
     pricelist::ImportOptions options;
     options.createTypes = createTypes;
     return pricelist::MakePlan(sheet, c, options);
@@ -33,7 +34,7 @@ pricelist::Plan plan(const QString& sheet, const QString& folder, bool createTyp
 pricelist::WriteResult write(const pricelist::Plan& p, const QString& folder)
 {
     db::Connection c;
-    c.Open(folder + QStringLiteral("/House.db"));
+    db::OpenCatalogue(c, folder);
     return pricelist::WritePlan(p, c, folder);
 }
 
@@ -71,7 +72,7 @@ void tst_pricelist_io::demoRoundTripIsByteIdentical()
     // Written into the demo folder, the sheet finds its pictures in Images beside it.
     const QString first = demo + QStringLiteral("/pricelist.csv");
     QString error;
-    QCOMPARE(pricelist::ExportCatalogue(demo + QStringLiteral("/House.db"), first, nullptr, &error), 12);
+    QCOMPARE(pricelist::ExportProgramFolder(demo, first, nullptr, &error), 12);
     const QByteArray firstBytes = ReadBytes(first);
     QVERIFY(firstBytes.startsWith(
         "\xEF\xBB\xBF序号,楼宇名称,类型,楼层,房间号,说明,朝向,面积,装修,单价,状态,学区,车位,图片\r\n"));
@@ -96,7 +97,7 @@ void tst_pricelist_io::demoRoundTripIsByteIdentical()
     QCOMPARE(w.picturesCopied, 24);
 
     const QString second = tmp.filePath(QStringLiteral("second.csv"));
-    QCOMPARE(pricelist::ExportCatalogue(empty + QStringLiteral("/House.db"), second, nullptr, &error), 12);
+    QCOMPARE(pricelist::ExportProgramFolder(empty, second, nullptr, &error), 12);
     QCOMPARE(ReadBytes(second), firstBytes);
 
     // The pictures were copied under the wizard's names, byte for byte.
@@ -109,6 +110,15 @@ void tst_pricelist_io::demoRoundTripIsByteIdentical()
     QCOMPARE(Count(empty, QStringLiteral("t_HouseType WHERE List BETWEEN 1 AND 3")), qint64(3));
     QCOMPARE(Count(empty, QStringLiteral("t_Content WHERE HouseID = 3 AND List BETWEEN 1 AND 6")), qint64(6));
     QCOMPARE(QDir(empty + QStringLiteral("/Images")).entryList(QDir::Files | QDir::Hidden).size(), 24);
+    // A shared catalogue keeps them on its server as well, where the other PCs fetch them.
+    if (testsupport::ServerMode()) {
+        db::Connection c;
+        QVERIFY(db::OpenCatalogue(c, empty));
+        QCOMPARE(db::ServerFileNames(c, QStringLiteral("Images")).size(), 24);
+        QByteArray stored;
+        QVERIFY(db::GetServerFile(c, QStringLiteral("Images"), QStringLiteral("000012_0002.png"), &stored));
+        QCOMPARE(stored, ReadBytes(demo + QStringLiteral("/Images/000012_0002.png")));
+    }
 }
 
 void tst_pricelist_io::commandLineRoundTripAndReport()
@@ -471,13 +481,13 @@ void tst_pricelist_io::exportOfSomeHousesOnly()
     // A house whose type row is gone is not in the catalogue, and not in its price list.
     {
         db::Connection c;
-        QVERIFY(c.Open(demo + QStringLiteral("/House.db")));
+        QVERIFY(db::OpenCatalogue(c, demo));
         QVERIFY(c.Execute(QStringLiteral("Update t_House Set TypeID = 99 Where HouseID = 2")));
     }
     const QSet<qint32> only = {9, 1, 2, 5};
     const QString file = tmp.filePath(QStringLiteral("some.csv"));
     QString error;
-    QCOMPARE(pricelist::ExportCatalogue(demo + QStringLiteral("/House.db"), file, &only, &error), 3);
+    QCOMPARE(pricelist::ExportProgramFolder(demo, file, &only, &error), 3);
     const QStringList lines =
         QString::fromUtf8(ReadBytes(file).mid(3)).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), 4);
@@ -487,7 +497,7 @@ void tst_pricelist_io::exportOfSomeHousesOnly()
     // Only the captions these houses use; house 2's 学区 is not among them.
     QCOMPARE(lines[0],
              QStringLiteral("序号,楼宇名称,类型,楼层,房间号,说明,朝向,面积,装修,单价,状态,车位,图片"));
-    QCOMPARE(pricelist::ExportCatalogue(demo + QStringLiteral("/House.db"), file, nullptr, &error), 11);
+    QCOMPARE(pricelist::ExportProgramFolder(demo, file, nullptr, &error), 11);
 }
 
 void tst_pricelist_io::theSampleSheetLoads()

@@ -114,17 +114,23 @@ inline bool PickFromCellMenu(frmSalesBoard* board, qint32 houseId, const QString
     return picked;
 }
 
-// Runs a statement in another process (the sqlite3 program), as a second PC would.
+// Runs a statement in another process, as a second PC would.
 // The small program that plays the other PC (tests/sales/sql_elsewhere.cpp).
 inline QString SqlElsewhereProgram()
 {
     return qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tests/sql_elsewhere");
 }
 
+// What sql_elsewhere is given for the folder's catalogue: House.db, or the server database's URI.
+inline QString ElsewhereTarget(const testsupport::ProgramFolder& folder)
+{
+    return folder.ServerUri().isEmpty() ? folder.DatabasePath() : folder.ServerUri();
+}
+
 inline bool ExecElsewhere(const testsupport::ProgramFolder& folder, const QString& sql)
 {
     QProcess p;
-    p.start(SqlElsewhereProgram(), {folder.DatabasePath(), sql});
+    p.start(SqlElsewhereProgram(), {ElsewhereTarget(folder), sql});
     if (!p.waitForFinished(10000)) return false;
     if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
         qWarning("sql_elsewhere: %s %s", p.readAllStandardError().constData(), qPrintable(p.errorString()));

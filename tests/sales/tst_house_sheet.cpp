@@ -12,10 +12,12 @@
 #include <QStandardPaths>
 
 #include "SalesFixture.h"
+#include "core/db/Connection.h"
+#include "core/db/ServerFiles.h"
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
-#include "core/ui/PrintDialog.h"
 #include "core/ui/FileDialog.h"
+#include "core/ui/PrintDialog.h"
 #include "sales/HouseSheet.h"
 #include "windows/RegisterWindows.h"
 
@@ -215,6 +217,38 @@ private slots:
                  qPrintable(QStringLiteral("%1 %2").arg(tall.height()).arg(plain.height())));
         QVERIFY(wide.width() > plain.width());
         QVERIFY(wide.height() < plain.height() / 2);
+    }
+
+    void aPictureMissingHereIsFetchedFromTheSharedCatalogue()
+    {
+        const QString name = QStringLiteral("Images/000005_0001.png");
+        const QByteArray original = [&] {
+            QFile file(folder_->File(name));
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        }();
+        QVERIFY(!original.isEmpty());
+        if (!folder_->ServerUri().isEmpty()) {
+            // Stored on the server by the PC that added it; this PC has never shown it.
+            db::Connection c;
+            QVERIFY(c.OpenServer(folder_->ServerUri()));
+            QVERIFY(
+                db::PutServerFile(c, QStringLiteral("Images"), QStringLiteral("000005_0001.png"), original));
+        }
+        QVERIFY(QFile::remove(folder_->File(name)));
+        sales::HouseSheet sheet;
+        QVERIFY(sheet.Load(5));
+        QCOMPARE(sheet.Data().pictures.front().file, mdlHouse::ProgramPath(QLatin1Char('/') + name));
+        const QString pdf = folder_->File(QStringLiteral("fetched.pdf"));
+        QVERIFY(sheet.SavePdf(pdf));
+        QVERIFY(QFileInfo(pdf).size() > 0);
+        if (folder_->ServerUri().isEmpty()) {
+            // House.db has no other copy: the picture is simply not there, and the sheet still prints.
+            QVERIFY(!QFileInfo::exists(folder_->File(name)));
+        } else {
+            QFile fetched(folder_->File(name));
+            QVERIFY(fetched.open(QIODevice::ReadOnly));
+            QCOMPARE(fetched.readAll(), original);
+        }
     }
 
     void aHouseWithManyRowsGoesOnToASecondPage()

@@ -384,7 +384,7 @@ private slots:
         // Another process holds the write lock (as a PC in the middle of a save does) for longer
         // than the program waits.
         QProcess other;
-        other.start(SqlElsewhereProgram(), {folder_->DatabasePath(), QStringLiteral("--hold")});
+        other.start(SqlElsewhereProgram(), {ElsewhereTarget(*folder_), QStringLiteral("--hold")});
         QVERIFY(other.waitForStarted());
         QByteArray said;
         QTRY_VERIFY2_WITH_TIMEOUT((said += other.readAllStandardOutput()).contains("locked"),
@@ -449,13 +449,15 @@ private slots:
 
     void aLargeBuildingScrollsAndGoesOnAcrossPages()
     {
-        // 600 units, 50 to a floor: far wider and taller than the window and than one page.
+        // 600 units, 50 to a floor: far wider and taller than the window and than one page. (The
+        // room numbers are built with what SQLite and PostgreSQL both know.)
         QVERIFY(Exec(*folder_,
                      QStringLiteral(
                          "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 600) "
                          "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                         "SELECT 1000 + i, 'A座', printf('%d%02d', (i - 1) / 50 + 1, (i - 1) % 50 + 1), '', "
-                         "(i - 1) / 50 + 1, 1 FROM n")));
+                         "SELECT 1000 + i, 'A座', CAST((i - 1) / 50 + 1 AS TEXT) || "
+                         "CASE WHEN (i - 1) % 50 < 9 THEN '0' ELSE '' END || CAST((i - 1) % 50 + 1 AS TEXT), "
+                         "'', (i - 1) / 50 + 1, 1 FROM n")));
         frmSalesBoard* w = frame_->OpenBoard();
         w->cmbBuilding->setCurrentText(QStringLiteral("A座"));
         QCOMPARE(w->Board().units.size(), size_t(600));

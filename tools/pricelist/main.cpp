@@ -11,6 +11,7 @@
 
 #include "core/Folders.h"
 #include "core/db/Connection.h"
+#include "core/db/Store.h"
 #include "pricelist/sheet/PriceList.h"
 
 namespace {
@@ -51,8 +52,7 @@ int exportCatalogue(const QString& file, const QString& folder)
     QElapsedTimer timer;
     timer.start();
     QString error;
-    const int houses =
-        pricelist::ExportCatalogue(folder + QStringLiteral("/House.db"), file, nullptr, &error);
+    const int houses = pricelist::ExportProgramFolder(folder, file, nullptr, &error);
     if (houses < 0) return fail(error);
     print(stdout, QStringLiteral("Wrote %1 houses to %2 in %3 s.\n")
                       .arg(houses)
@@ -66,8 +66,10 @@ int importPriceList(const QString& file, const QString& folder, bool createTypes
     QElapsedTimer timer;
     timer.start();
     db::Connection connection;
-    const QString database = folder + QStringLiteral("/House.db");
-    if (!connection.Open(database))
+    // The folder's own House.db, or the shared catalogue its settings name.
+    const QString server = db::ServerUri(folder);
+    const QString database = server.isEmpty() ? folder + QStringLiteral("/House.db") : server;
+    if (!db::OpenCatalogue(connection, folder))
         return fail(QStringLiteral("cannot open the catalogue %1: %2").arg(database, connection.LastError()));
     pricelist::ImportOptions options;
     options.createTypes = createTypes;

@@ -166,11 +166,13 @@ void PgSession::Release(std::unique_ptr<PgSession> session)
 bool PgSession::loadTables()
 {
     PgRows rows;
+    // A row another PC holds locked is waited for as long as SQLite waits for a locked file, and
+    // then the statement fails as it would there.
     // Hashing text under the case-insensitive collation is far slower than the planner reckons;
     // Distinct then walks the column's index instead (same rows, same order), in the same round
     // trip as the table check.
     if (!run(QStringLiteral(
-                 "SET enable_hashagg = off; "
+                 "SET enable_hashagg = off; SET lock_timeout = 1500; "
                  "SELECT c.relname, a.attname, a.atttypid IN (20, 21, 23), a.attidentity <> '' "
                  "FROM pg_attribute a JOIN pg_class c ON c.oid = a.attrelid "
                  "WHERE c.relkind = 'r' AND c.relnamespace = to_regnamespace(current_schema()) "
@@ -252,7 +254,12 @@ bool PgSession::ExecuteNative(const QString& sql, PgRows* rows)
     return run(sql, rows);
 }
 
-bool PgSession::run(const QString& sql, PgRows* rows)
+bool PgSession::ExecuteParams(const QString& sql, const std::vector<QVariant>& values, PgRows* rows)
+{
+    return run(sql, rows, &values);
+}
+
+bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values)
 {
     if (!conn_) {
         lastError_ = QStringLiteral("connection is not open");
@@ -263,6 +270,24 @@ bool PgSession::run(const QString& sql, PgRows* rows)
     // three go in one pipeline, one round trip, and each is parsed on its own, so a statement that
     // does not even parse (an apostrophe in a value) still leaves the savepoint to return to.
     const QByteArray text = sql.toUtf8();
+    // Bound values as text; a bool goes as the whole number SQLite would store for it.
+    std::vector<QByteArray> valueText;
+    std::vector<const char*> valuePointers;
+    if (values) {
+        valueText.reserve(values->size());
+        for (const QVariant& v : *values) {
+            if (v.typeId() == QMetaType::Bool)
+                valueText.push_back(QByteArray::number(v.toBool() ? 1 : 0));
+            else if (v.typeId() == QMetaType::Double)
+                valueText.push_back(QByteArray::number(v.toDouble(), 'g', 17));
+            else
+                valueText.push_back(v.toString().toUtf8());
+        }
+        for (size_t i = 0; i < values->size(); ++i)
+            valuePointers.push_back((*values)[i].isNull() ? nullptr : valueText[i].constData());
+    }
+    const int valueCount = int(valuePointers.size());
+    const char* const* valueArray = valuePointers.empty() ? nullptr : valuePointers.data();
     bool ok = true;
     bool haveRows = false;
     rowsAffected_ = 0;
@@ -288,7 +313,7 @@ bool PgSession::run(const QString& sql, PgRows* rows)
             return false;
         }
         PQsendQueryParams(conn_, "SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
-        PQsendQueryParams(conn_, text.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
+        PQsendQueryParams(conn_, text.constData(), valueCount, nullptr, valueArray, nullptr, nullptr, 0);
         PQsendQueryParams(conn_, "RELEASE SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
         if (!PQpipelineSync(conn_)) ok = false;
         // Each query's results end with a null; the sync's own result ends the pipeline.
@@ -304,7 +329,10 @@ bool PgSession::run(const QString& sql, PgRows* rows)
         }
         PQexitPipelineMode(conn_);
     } else {
-        if (!PQsendQuery(conn_, text.constData())) {
+        const int sent = values ? PQsendQueryParams(conn_, text.constData(), valueCount, nullptr, valueArray,
+                                                    nullptr, nullptr, 0)
+                                : PQsendQuery(conn_, text.constData());
+        if (!sent) {
             lastError_ = errorText(conn_);
             return false;
         }

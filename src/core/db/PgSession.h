@@ -44,6 +44,10 @@ public:
     bool Execute(const QString& jetSql, PgRows* rows = nullptr);
     // Runs SQL that is already PostgreSQL, without the dialect adapter.
     bool ExecuteNative(const QString& sql, PgRows* rows = nullptr);
+    // Runs one PostgreSQL statement with $1, $2 ... standing for values (a null QVariant is NULL,
+    // anything else goes as text and takes the type the statement gives its place); the values are
+    // never pasted into the text.
+    bool ExecuteParams(const QString& sql, const std::vector<QVariant>& values, PgRows* rows = nullptr);
 
     // Rows the last statement changed (0 after a failure or for a query).
     int RowsAffected() const { return rowsAffected_; }
@@ -72,7 +76,7 @@ public:
     PGconn* Handle() const { return conn_; }
 
 private:
-    bool run(const QString& sql, PgRows* rows);
+    bool run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values = nullptr);
     QString ownKeyReadBack(const QString& jetSql) const;
     bool loadTables();
 

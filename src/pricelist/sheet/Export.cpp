@@ -7,6 +7,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/Statement.h"
+#include "core/db/Store.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
 
@@ -225,6 +226,20 @@ bool WriteXlsx(const Table& table, const QString& path, QString* error)
     return true;
 }
 
+namespace {
+
+int exportFrom(db::Connection& connection, const QString& path, const QSet<qint32>* only, QString* error)
+{
+    Table table;
+    if (!ReadCatalogue(connection, only, &table, error)) return -1;
+    connection.Close();
+    const bool xlsx = path.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive);
+    if (!(xlsx ? WriteXlsx(table, path, error) : WriteCsv(table, path, error))) return -1;
+    return int(table.rows.size());
+}
+
+}  // namespace
+
 int ExportCatalogue(const QString& databasePath, const QString& path, const QSet<qint32>* only,
                     QString* error)
 {
@@ -233,12 +248,22 @@ int ExportCatalogue(const QString& databasePath, const QString& path, const QSet
         if (error) *error = QStringLiteral("无法打开数据库 %1：%2").arg(databasePath, connection.LastError());
         return -1;
     }
-    Table table;
-    if (!ReadCatalogue(connection, only, &table, error)) return -1;
-    connection.Close();
-    const bool xlsx = path.endsWith(QStringLiteral(".xlsx"), Qt::CaseInsensitive);
-    if (!(xlsx ? WriteXlsx(table, path, error) : WriteCsv(table, path, error))) return -1;
-    return int(table.rows.size());
+    return exportFrom(connection, path, only, error);
+}
+
+int ExportProgramFolder(const QString& programFolder, const QString& path, const QSet<qint32>* only,
+                        QString* error)
+{
+    db::Connection connection;
+    if (!db::OpenCatalogue(connection, programFolder)) {
+        const QString server = db::ServerUri(programFolder);
+        if (error)
+            *error = QStringLiteral("无法打开数据库 %1：%2")
+                         .arg(server.isEmpty() ? programFolder + QStringLiteral("/House.db") : server,
+                              connection.LastError());
+        return -1;
+    }
+    return exportFrom(connection, path, only, error);
 }
 
 }  // namespace pricelist

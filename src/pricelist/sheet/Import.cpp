@@ -6,6 +6,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
 #include "entry/EntrySql.h"
 #include "pricelist/sheet/Csv.h"
@@ -450,6 +451,14 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
                     return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
                 }
                 copies.push_back(copy);
+                // A shared catalogue keeps its pictures on the server, in the same transaction as
+                // the rows that name them; this PC's Images folder is only its cache.
+                if (connection.Server()) {
+                    QFile picture(copy.temporary);
+                    if (!picture.open(QIODevice::ReadOnly) ||
+                        !db::PutServerFile(connection, QStringLiteral("Images"), stored, picture.readAll()))
+                        return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
+                }
             }
         }
         ++done;

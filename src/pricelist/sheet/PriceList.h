@@ -45,6 +45,10 @@ bool WriteXlsx(const Table& table, const QString& path, QString* error);
 // else as CSV. Returns the number of houses written, or -1 with *error set.
 int ExportCatalogue(const QString& databasePath, const QString& path, const QSet<qint32>* only,
                     QString* error);
+// The same for the catalogue a program folder uses: its House.db, or the shared one on the server
+// that the folder's settings name.
+int ExportProgramFolder(const QString& programFolder, const QString& path, const QSet<qint32>* only,
+                        QString* error);
 
 // ---- import ----
 
