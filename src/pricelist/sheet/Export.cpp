@@ -13,39 +13,6 @@
 
 namespace pricelist {
 
-QString ColumnNumber()
-{
-    return QStringLiteral("序号");
-}
-QString ColumnBuilding()
-{
-    return QStringLiteral("楼宇名称");
-}
-QString ColumnType()
-{
-    return QStringLiteral("类型");
-}
-QString ColumnFloor()
-{
-    return QStringLiteral("楼层");
-}
-QString ColumnRoom()
-{
-    return QStringLiteral("房间号");
-}
-QString ColumnIntro()
-{
-    return QStringLiteral("说明");
-}
-QString ColumnPictures()
-{
-    return QStringLiteral("图片");
-}
-QString ListSeparator()
-{
-    return QStringLiteral("；");
-}
-
 namespace {
 
 constexpr int kFixedColumns = 6;  // 序号 .. 说明
@@ -119,9 +86,9 @@ bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* 
             house->pictures << images.Column(1).toString();
     }
 
-    table->header = QStringList{ColumnNumber(), ColumnBuilding(), ColumnType(),
-                                ColumnFloor(),  ColumnRoom(),     ColumnIntro()};
-    table->header << captions << ColumnPictures();
+    table->header = QStringList{kColumnNumber, kColumnBuilding, kColumnType,
+                                kColumnFloor,  kColumnRoom,     kColumnIntro};
+    table->header << captions << kColumnPictures;
     table->rows.clear();
     table->rows.reserve(rows.size());
     const int width = int(table->header.size());
@@ -133,11 +100,11 @@ bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* 
         for (const auto& attribute : row.attributes) {
             QString& cell = cells[kFixedColumns + attribute.first];
             // A caption the house carries more than once: its values share the one cell.
-            if (filled[size_t(attribute.first)]) cell += ListSeparator();
+            if (filled[size_t(attribute.first)]) cell += kListSeparator;
             cell += attribute.second;
             filled[size_t(attribute.first)] = true;
         }
-        cells << row.pictures.join(ListSeparator());
+        cells << row.pictures.join(kListSeparator);
         table->rows.push_back(std::move(cells));
     }
     return true;

@@ -128,9 +128,9 @@ Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptio
     Columns cols;
     const CsvRecord& header = csv.records.front();
     const std::vector<std::pair<QString, int*>> known = {
-        {ColumnNumber(), &cols.number},    {ColumnBuilding(), &cols.building}, {ColumnType(), &cols.type},
-        {ColumnFloor(), &cols.floor},      {ColumnRoom(), &cols.room},         {ColumnIntro(), &cols.intro},
-        {ColumnPictures(), &cols.pictures}};
+        {kColumnNumber, &cols.number},    {kColumnBuilding, &cols.building}, {kColumnType, &cols.type},
+        {kColumnFloor, &cols.floor},      {kColumnRoom, &cols.room},         {kColumnIntro, &cols.intro},
+        {kColumnPictures, &cols.pictures}};
     auto headerError = [&plan, &header](const QString& message) {
         plan.error = QStringLiteral("第 %1 行：%2").arg(header.line).arg(message);
         plan.errorLine = header.line;
@@ -149,8 +149,8 @@ Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptio
         if (!isKnown) cols.attributes.append({c, title});
     }
     for (const auto& required :
-         {std::make_pair(ColumnBuilding(), cols.building), std::make_pair(ColumnType(), cols.type),
-          std::make_pair(ColumnRoom(), cols.room), std::make_pair(ColumnFloor(), cols.floor)}) {
+         {std::make_pair(kColumnBuilding, cols.building), std::make_pair(kColumnType, cols.type),
+          std::make_pair(kColumnRoom, cols.room), std::make_pair(kColumnFloor, cols.floor)}) {
         if (required.second < 0) return headerError(QStringLiteral("缺少列\"%1\"。").arg(required.first));
     }
 

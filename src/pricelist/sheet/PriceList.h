@@ -19,15 +19,15 @@ class Connection;
 namespace pricelist {
 
 // The column titles. The attribute columns stand between 说明 and 图片.
-QString ColumnNumber();    // 序号
-QString ColumnBuilding();  // 楼宇名称
-QString ColumnType();      // 类型
-QString ColumnFloor();     // 楼层
-QString ColumnRoom();      // 房间号
-QString ColumnIntro();     // 说明
-QString ColumnPictures();  // 图片
+inline const QString kColumnNumber = QStringLiteral("序号");
+inline const QString kColumnBuilding = QStringLiteral("楼宇名称");
+inline const QString kColumnType = QStringLiteral("类型");
+inline const QString kColumnFloor = QStringLiteral("楼层");
+inline const QString kColumnRoom = QStringLiteral("房间号");
+inline const QString kColumnIntro = QStringLiteral("说明");
+inline const QString kColumnPictures = QStringLiteral("图片");
 // Several values in one cell (pictures, or a caption a house carries twice) are joined with it.
-QString ListSeparator();  // "；"
+inline const QString kListSeparator = QStringLiteral("；");
 
 // ---- export ----
 
