@@ -9,14 +9,11 @@
 
 #include "Backup.h"
 #include "core/Folders.h"
+#include "../Print.h"
 
 namespace {
 
-void print(FILE* stream, const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
+using tools::print;
 
 void usage()
 {

@@ -13,6 +13,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Store.h"
 #include "pricelist/sheet/PriceList.h"
+#include "../Print.h"
 
 namespace {
 
@@ -20,11 +21,7 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
-void print(FILE* stream, const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
+using tools::print;
 
 int usage(int code)
 {

@@ -5,14 +5,11 @@
 
 #include "ServerTool.h"
 #include "core/Folders.h"
+#include "../Print.h"
 
 namespace {
 
-void print(FILE* stream, const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
+using tools::print;
 
 void usage()
 {
