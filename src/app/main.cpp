@@ -10,6 +10,7 @@
 #include "core/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
+#include "core/ui/LoginDialog.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/ProgramIcon.h"
 #include "version.h"
@@ -152,6 +153,8 @@ int main(int argc, char* argv[])
     mdlHouse::SetProgramFolder(folder);
 
     windows::RegisterWindows();
+    // A shared catalogue whose server wants a password that libpq finds nowhere asks for it here.
+    ui::LoginDialog::Install();
 
     frmMain main;
     if (!main.Load()) return 0;

@@ -10,6 +10,7 @@
 #include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/ServerLogin.h"
 #include "core/db/Store.h"
 #include "core/ui/MsgBox.h"
 
@@ -65,7 +66,13 @@ QString DatabaseFailureMessage()
 
 void OpenDatabase(db::Connection& connection)
 {
-    if (!db::OpenCatalogue(connection, ProgramFolder())) ui::MsgBox(DatabaseFailureMessage());
+    if (db::OpenCatalogue(connection, ProgramFolder())) return;
+    // A password in the settings is refused before anything is sent; the person is told where
+    // passwords belong rather than that the catalogue is gone.
+    if (db::UriHasPassword(db::ServerUri(ProgramFolder())))
+        ui::MsgBox(db::PasswordInUriMessage());
+    else
+        ui::MsgBox(DatabaseFailureMessage());
 }
 
 void CreateMediaFolders()

@@ -27,7 +27,8 @@ QString ProgramPath(const QString& suffix);
 QString DatabasePath();  // ProgramPath("/House.db")
 
 // Opens the catalogue on the caller's connection. On failure shows the three-line connection
-// message and returns with the connection unopened; the caller's statements then fail quietly.
+// message (or, for a server URI that carries a password, where passwords belong) and returns with
+// the connection unopened; the caller's statements then fail quietly.
 void OpenDatabase(db::Connection& connection);
 // The message shown when the catalogue cannot be opened.
 QString DatabaseFailureMessage();

@@ -39,7 +39,23 @@ int freePort()
     return port;
 }
 
+PgClusterOptions& clusterOptions()
+{
+    static PgClusterOptions options;
+    return options;
+}
+
+bool sslWanted()
+{
+    return !clusterOptions().sslCertificate.isEmpty() && !clusterOptions().sslKey.isEmpty();
+}
+
 }  // namespace
+
+void PgCluster::Configure(const PgClusterOptions& options)
+{
+    clusterOptions() = options;
+}
 
 bool ServerMode()
 {
@@ -69,6 +85,9 @@ PgCluster::PgCluster() : dir_(QStringLiteral("/tmp/tvpg-XXXXXX"))
                            QStringLiteral("--no-sync"), QStringLiteral("--no-instructions")}),
              &output))
         qFatal("initdb failed: %s", qPrintable(output));
+    if (!writeAccessRules()) qFatal("cannot write the test server's pg_hba.conf");
+    if (sslWanted() && !placeSslFiles(clusterOptions().sslCertificate, clusterOptions().sslKey))
+        qFatal("cannot give the test server its certificate");
     port_ = freePort();
     if (!Start())
         qFatal("the test server did not start; its log:\n%s", qPrintable(QString::fromUtf8([this] {
@@ -136,13 +155,20 @@ bool PgCluster::Start()
     if (!root_) server_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     // Without fsync the write-ahead log still reaches the operating system at every commit, so a
     // killed server (SIGKILL) recovers every committed save; only a crash of the machine would not.
+    QStringList settings;
+    if (sslWanted())
+        settings << QStringLiteral("-c") << QStringLiteral("ssl=on") << QStringLiteral("-c")
+                 << QStringLiteral("ssl_cert_file=") + dir_.path() + QStringLiteral("/ssl/server.crt")
+                 << QStringLiteral("-c")
+                 << QStringLiteral("ssl_key_file=") + dir_.path() + QStringLiteral("/ssl/server.key");
     const QStringList command = asServerUser(
-        {bin_ + QStringLiteral("/postgres"), QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"),
+        QStringList{bin_ + QStringLiteral("/postgres"), QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"),
          QStringLiteral("-k"), dir_.path(), QStringLiteral("-p"), QString::number(port_),
          QStringLiteral("-c"), QStringLiteral("listen_addresses=127.0.0.1"), QStringLiteral("-c"),
          QStringLiteral("fsync=off"), QStringLiteral("-c"), QStringLiteral("full_page_writes=off"),
          QStringLiteral("-c"), QStringLiteral("max_connections=60"), QStringLiteral("-c"),
-         QStringLiteral("shared_buffers=32MB")});
+         QStringLiteral("shared_buffers=32MB")} +
+        settings);
     server_->start(command.first(), command.mid(1));
     if (!server_->waitForStarted(10000)) return false;
     const QByteArray uri = Uri(QStringLiteral("postgres")).toUtf8();
@@ -175,6 +201,59 @@ bool PgCluster::Kill()
     // The sessions the postmaster started notice it is gone and end; wait until the socket is free.
     QThread::msleep(300);
     return stopped;
+}
+
+// The test's administrator always comes in over the socket without a password; everyone else as
+// the executable's options say.
+bool PgCluster::writeAccessRules() const
+{
+    const PgClusterOptions& o = clusterOptions();
+    const QString method = o.passwords ? QStringLiteral("scram-sha-256") : QStringLiteral("trust");
+    QString rules = QStringLiteral("local all %1 trust\nlocal all all %2\n").arg(QLatin1String(kRole), method);
+    rules += QStringLiteral("%1 all all 127.0.0.1/32 %2\n")
+                 .arg(sslWanted() ? QStringLiteral("hostssl") : QStringLiteral("host"), method);
+    QFile hba(dir_.path() + QStringLiteral("/data/pg_hba.conf"));
+    return hba.open(QIODevice::WriteOnly | QIODevice::Truncate) && hba.write(rules.toUtf8()) == rules.toUtf8().size();
+}
+
+bool PgCluster::placeSslFiles(const QString& certificate, const QString& key) const
+{
+    const QString folder = dir_.path() + QStringLiteral("/ssl");
+    QDir().mkpath(folder);
+    const QString crt = folder + QStringLiteral("/server.crt"), pem = folder + QStringLiteral("/server.key");
+    QFile::remove(crt);
+    QFile::remove(pem);
+    if (!QFile::copy(certificate, crt) || !QFile::copy(key, pem)) return false;
+    // The server reads a key only when no one else may.
+    QFile::setPermissions(pem, QFile::ReadOwner | QFile::WriteOwner);
+    if (root_ && !run({QStringLiteral("chown"), QStringLiteral("nobody:nogroup"), crt, pem})) return false;
+    return true;
+}
+
+bool PgCluster::ReplaceSslCertificate(const QString& certificate, const QString& key)
+{
+    if (!placeSslFiles(certificate, key) || !Running()) return false;
+    // SIGHUP: the server reads its configuration and certificate again; new sessions use them.
+    ::kill(pid_t(server_->processId()), SIGHUP);
+    QThread::msleep(500);
+    return true;
+}
+
+bool PgCluster::AdminExec(const QString& database, const QString& sql, QString* error) const
+{
+    const QByteArray uri = Uri(database).toUtf8();
+    PGconn* conn = PQconnectdb(uri.constData());
+    bool ok = PQstatus(conn) == CONNECTION_OK;
+    if (ok) {
+        PGresult* result = PQexec(conn, sql.toUtf8().constData());
+        ok = PQresultStatus(result) == PGRES_COMMAND_OK || PQresultStatus(result) == PGRES_TUPLES_OK;
+        if (!ok && error) *error = QString::fromUtf8(PQresultErrorMessage(result));
+        PQclear(result);
+    } else if (error) {
+        *error = QString::fromUtf8(PQerrorMessage(conn));
+    }
+    PQfinish(conn);
+    return ok;
 }
 
 bool PgCluster::adminExec(const QString& sql, QString* error) const

@@ -15,8 +15,26 @@ class QProcess;
 
 namespace testsupport {
 
+// How the cluster of a test executable asks for logins. The default is the trusting server most
+// tests use; a test of logins or encryption configures its executable's cluster before first use.
+struct PgClusterOptions {
+    // Roles other than the test's administrator must give a SCRAM-SHA-256 password, on the socket
+    // and over TCP.
+    bool passwords = false;
+    // With both set: TCP connections only over SSL, with this certificate and key.
+    QString sslCertificate;
+    QString sslKey;
+};
+
 class PgCluster {
 public:
+    // Must come before the first Instance() of the executable.
+    static void Configure(const PgClusterOptions& options);
+    // Puts another certificate and key in place of the server's and has it read them again.
+    bool ReplaceSslCertificate(const QString& certificate, const QString& key);
+    // Runs one statement as the administrator (a superuser) on that database; false with *error.
+    bool AdminExec(const QString& database, const QString& sql, QString* error = nullptr) const;
+
     // The one cluster of this test executable, started on first use. A cluster that cannot be made
     // or started ends the test run with the reason: a test never skips for want of a server.
     static PgCluster& Instance();
@@ -41,6 +59,8 @@ private:
     bool run(const QStringList& command, QString* output = nullptr) const;
     QStringList asServerUser(const QStringList& command) const;
     bool adminExec(const QString& sql, QString* error = nullptr) const;
+    bool writeAccessRules() const;
+    bool placeSslFiles(const QString& certificate, const QString& key) const;
 
     QTemporaryDir dir_;
     QString bin_;

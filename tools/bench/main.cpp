@@ -25,6 +25,7 @@
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
 #include "ServerTool.h"
+#include "../TerminalLogin.h"
 
 #include <QSettings>
 
@@ -107,6 +108,7 @@ int main(int argc, char* argv[])
 
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
+    tools::installTerminalLogin(QStringLiteral("tavrelo-bench"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));

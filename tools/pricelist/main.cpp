@@ -14,6 +14,7 @@
 #include "core/db/Store.h"
 #include "pricelist/sheet/PriceList.h"
 #include "../Print.h"
+#include "../TerminalLogin.h"
 
 namespace {
 
@@ -107,6 +108,7 @@ int importPriceList(const QString& file, const QString& folder, bool createTypes
 int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
+    tools::installTerminalLogin(QStringLiteral("tavrelo-pricelist"));
     QStringList positional;
     bool createTypes = false;
     bool dryRun = false;

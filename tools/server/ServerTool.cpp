@@ -1,5 +1,7 @@
 #include "ServerTool.h"
 
+#include "ServerRoles.h"
+
 #include <sqlite3.h>
 
 #include <QDir>
@@ -32,6 +34,12 @@ bool openServer(db::Connection& server, const QString& uri, bool makeTables, QSt
     if (server.OpenServer(uri)) return true;
     if (makeTables && server.LastError() == QLatin1String("catalogue tables missing")) {
         if (!db::InitServerCatalogue(uri, error)) return false;
+        // A catalogue made here gets its roles as one made by init does.
+        const Result roles = SetUpRoles(uri);
+        if (!roles.ok) {
+            *error = roles.error;
+            return false;
+        }
         if (server.OpenServer(uri)) return true;
     }
     *error = QStringLiteral("cannot open the catalogue on the server: ") + server.LastError();
@@ -66,10 +74,18 @@ QStringList mediaFiles(const QString& programFolder, const char* folder)
 Result Init(const QString& uri)
 {
     QString error;
-    if (!db::InitServerCatalogue(uri, &error)) return failure(error);
+    const bool made = db::InitServerCatalogue(uri, &error);
+    if (!made && error != QLatin1String("the database already has Tavrelo's tables")) return failure(error);
+    // A catalogue an earlier version made has its tables but not its roles: init adds them.
+    if (!made && RolesInPlace(uri, &error)) return failure(QStringLiteral("the database already has Tavrelo's tables and roles"));
+    if (!made && !error.isEmpty()) return failure(error);
+    const Result roles = SetUpRoles(uri);
+    if (!roles.ok) return roles;
     Result r;
     r.ok = true;
-    r.report << QStringLiteral("Made Tavrelo's tables on the server.");
+    r.report << (made ? QStringLiteral("Made Tavrelo's tables on the server.")
+                      : QStringLiteral("Tavrelo's tables were already there; they now have the catalogue's roles."))
+             << roles.report;
     return r;
 }
 

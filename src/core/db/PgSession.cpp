@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "core/db/DialectPostgres.h"
+#include "core/db/ServerLogin.h"
 
 namespace db {
 
@@ -29,9 +30,6 @@ QString errorText(PGconn* conn)
 {
     return conn ? QString::fromUtf8(PQerrorMessage(conn)).trimmed() : QStringLiteral("no connection");
 }
-
-// Reaching the server is bounded unless the URI itself says how long to wait.
-const char* const kConnectTimeout = "5";
 
 }  // namespace
 
@@ -93,17 +91,11 @@ bool PgSession::Open(const QString& uri)
 {
     Close();
     lastError_.clear();
-    const QByteArray dbname = uri.toUtf8();
-    // Later entries win: the URI's own settings override the defaults before it.
-    const char* keywords[] = {"connect_timeout", "client_encoding", "dbname", nullptr};
-    const char* values[] = {kConnectTimeout, "UTF8", dbname.constData(), nullptr};
     uri_ = uri;
-    conn_ = PQconnectdbParams(keywords, values, 1);
-    if (!conn_ || PQstatus(conn_) != CONNECTION_OK) {
-        lastError_ = errorText(conn_);
-        Close();
-        return false;
-    }
+    // Asks for a password when the server wants one that libpq found nowhere; refuses a URI that
+    // carries one.
+    conn_ = ConnectServer(uri, &lastError_);
+    if (!conn_) return false;
     if (!loadTables()) {
         Close();
         return false;

@@ -3,21 +3,38 @@
 #include <libpq-fe.h>
 
 #include "core/db/DialectPostgres.h"
+#include "core/db/ServerLogin.h"
 
 namespace db {
 
+const char* const kKeysGrowFunction = R"(
+-- The trigger moves a key sequence, which only the role that owns the tables may do: it runs with
+-- that role's rights, so a PC's login that may insert rows never gets to move a counter itself,
+-- and with a fixed search path, so nobody can slip a function of the same name in front of it.
+CREATE OR REPLACE FUNCTION tavrelo_keys_grow() RETURNS trigger LANGUAGE plpgsql
+SECURITY DEFINER SET search_path = pg_catalog, pg_temp AS $$
+DECLARE
+    k bigint := (to_jsonb(NEW) ->> TG_ARGV[0])::bigint;
+    s regclass := pg_get_serial_sequence(format('%I.%I', TG_TABLE_SCHEMA, TG_TABLE_NAME), TG_ARGV[0])::regclass;
+BEGIN
+    IF k IS NOT NULL AND k > coalesce(pg_sequence_last_value(s), 0) THEN
+        PERFORM setval(s, k);
+    END IF;
+    RETURN NEW;
+END $$;
+REVOKE ALL ON FUNCTION tavrelo_keys_grow() FROM PUBLIC;
+)";
+
 bool InitServerCatalogue(const QString& uri, QString* error)
 {
-    const QByteArray dbname = uri.toUtf8();
-    const char* keywords[] = {"connect_timeout", "client_encoding", "dbname", nullptr};
-    const char* values[] = {"5", "UTF8", dbname.constData(), nullptr};
-    PGconn* conn = PQconnectdbParams(keywords, values, 1);
+    QString connectError;
+    PGconn* conn = ConnectServer(uri, &connectError);
     auto fail = [&](const QString& message) {
         if (error) *error = message;
-        PQfinish(conn);
+        if (conn) PQfinish(conn);
         return false;
     };
-    if (PQstatus(conn) != CONNECTION_OK) return fail(QString::fromUtf8(PQerrorMessage(conn)).trimmed());
+    if (!conn) return fail(connectError);
     PQclear(PQexec(conn, "SET client_min_messages = warning"));
 
     PGresult* existing = PQexec(conn,
@@ -32,7 +49,9 @@ bool InitServerCatalogue(const QString& uri, QString* error)
     if (tables > 0) return fail(QStringLiteral("the database already has Tavrelo's tables"));
 
     const QByteArray schema =
-        (QStringLiteral("BEGIN;\n") + PostgresSchema() + QStringLiteral("\nCOMMIT;")).toUtf8();
+        (QStringLiteral("BEGIN;\n") + PostgresSchema() + QLatin1String(kKeysGrowFunction) +
+         QStringLiteral("\nCOMMIT;"))
+            .toUtf8();
     PGresult* result = PQexec(conn, schema.constData());
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK;
     const QString message = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();

@@ -8,4 +8,9 @@ namespace db {
 // database on a server, in one transaction. Refuses a database that already has any of them.
 bool InitServerCatalogue(const QString& uri, QString* error = nullptr);
 
+// The key counters' trigger function (CREATE OR REPLACE): it runs with the rights of the role that
+// owns it, on a fixed search path. Part of every new catalogue; `tavrelo-server init` puts it in
+// place of an older one.
+extern const char* const kKeysGrowFunction;
+
 }  // namespace db
