@@ -91,7 +91,7 @@ QString PasswordInUriMessage()
 {
     return QStringLiteral("共享房源库的连接地址中含有密码。Tavrelo 不保存密码，也不接受写在 Tavrelo.conf "
                           "或 TAVRELO_SERVER 中的密码。") +
-           QStringLiteral("\r\n") +
+           QStringLiteral("\n") +
            QStringLiteral("请把密码放在 ~/.pgpass、libpq 的服务文件（pg_service.conf）或 PGPASSFILE "
                           "指定的密码文件中，或者在登录时输入，并从连接地址中删去密码。");
 }
