@@ -233,9 +233,21 @@ bool PgCluster::placeSslFiles(const QString& certificate, const QString& key) co
 bool PgCluster::ReplaceSslCertificate(const QString& certificate, const QString& key)
 {
     if (!placeSslFiles(certificate, key) || !Running()) return false;
-    // SIGHUP: the server reads its configuration and certificate again; new sessions use them.
+    const auto reloads = [this] {
+        QFile log(dir_.path() + QStringLiteral("/server.log"));
+        return log.open(QIODevice::ReadOnly) ? log.readAll().count("reloading configuration files") : -1;
+    };
+    const qsizetype before = reloads();
+    // SIGHUP: the server reads its configuration and certificate again, in one go before it takes
+    // the next connection; its log says when it has begun.
     ::kill(pid_t(server_->processId()), SIGHUP);
-    QThread::msleep(500);
+    QElapsedTimer timer;
+    timer.start();
+    while (reloads() <= before) {
+        if (timer.elapsed() > 30000) return false;
+        QThread::msleep(50);
+    }
+    QThread::msleep(200);
     return true;
 }
 
