@@ -115,7 +115,8 @@ class tst_server_login : public QObject {
     static QStringList filesHolding(const QString& folder, const QByteArray& text)
     {
         QStringList found;
-        for (QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();) {
+        for (QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+             it.hasNext();) {
             QFile f(it.next());
             if (f.open(QIODevice::ReadOnly) && f.readAll().contains(text)) found << f.fileName();
         }
@@ -135,11 +136,12 @@ private slots:
         QString error;
         QVERIFY2(PgCluster::Instance().AdminExec(
                      database_,
-                     QStringLiteral("CREATE ROLE carol LOGIN PASSWORD '%1'; "
-                                    "GRANT SELECT, INSERT, UPDATE, DELETE ON ALL TABLES IN SCHEMA public TO carol; "
-                                    "INSERT INTO t_HouseType (TypeID, List, HouseType) VALUES (1, 1, '公寓'); "
-                                    "INSERT INTO t_House (HouseID, HouseName, HouseNo, HouseFloor, TypeID) "
-                                    "VALUES (1, 'A座', '101', 1, 1), (2, 'A座', '102', 1, 1)")
+                     QStringLiteral(
+                         "CREATE ROLE carol LOGIN PASSWORD '%1'; "
+                         "GRANT SELECT, INSERT, UPDATE, DELETE ON ALL TABLES IN SCHEMA public TO carol; "
+                         "INSERT INTO t_HouseType (TypeID, List, HouseType) VALUES (1, 1, '公寓'); "
+                         "INSERT INTO t_House (HouseID, HouseName, HouseNo, HouseFloor, TypeID) "
+                         "VALUES (1, 'A座', '101', 1, 1), (2, 'A座', '102', 1, 1)")
                          .arg(QString::fromUtf8(kRight).replace("'", "''")),
                      &error),
                  qPrintable(error));
@@ -216,7 +218,8 @@ private slots:
 
     void the_remembered_name_is_offered_when_the_setting_names_none()
     {
-        QSettings(QSettings::IniFormat, QSettings::UserScope, "Tavrelo", "Tavrelo").setValue("catalogue/user", "carol");
+        QSettings(QSettings::IniFormat, QSettings::UserScope, "Tavrelo", "Tavrelo")
+            .setValue("catalogue/user", "carol");
         ProgramFolder folder;
         useServer(folder, uri("nouser", QString()));
         MsgBoxRecorder boxes;
@@ -286,8 +289,8 @@ private slots:
         ProgramFolder folder;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("TAVRELO_SERVER", withPassword[1]);
-        r = runTool("tavrelo-pricelist", {"export", folder.File("out.csv"), folder.Path()}, QByteArray(kRight) + "\n",
-                    env);
+        r = runTool("tavrelo-pricelist", {"export", folder.File("out.csv"), folder.Path()},
+                    QByteArray(kRight) + "\n", env);
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains("~/.pgpass"), qPrintable(r.err));
         QVERIFY(!QFile::exists(folder.File("out.csv")));
@@ -307,8 +310,8 @@ private slots:
         ProgramFolder folder;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("TAVRELO_SERVER", uri("pricelist"));
-        r = runTool("tavrelo-pricelist", {"export", folder.File("out.csv"), folder.Path()}, QByteArray(kRight) + "\n",
-                    env);
+        r = runTool("tavrelo-pricelist", {"export", folder.File("out.csv"), folder.Path()},
+                    QByteArray(kRight) + "\n", env);
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QFile csv(folder.File("out.csv"));
         QVERIFY(csv.open(QIODevice::ReadOnly));

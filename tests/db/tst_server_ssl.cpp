@@ -60,9 +60,10 @@ bool makeServerCertificate(const QString& folder, const QString& authority, cons
     return openssl(QStringList{"req"} + kEcKey +
                        QStringList{"-keyout", host + ".key", "-out", host + ".csr", "-subj", "/CN=" + host},
                    folder) &&
-           openssl({"x509", "-req", "-in", host + ".csr", "-CA", authority + ".crt", "-CAkey", authority + ".key",
-                    "-CAcreateserial", "-out", host + ".crt", "-days", "2", "-extfile", host + ".ext"},
-                   folder);
+           openssl(
+               {"x509", "-req", "-in", host + ".csr", "-CA", authority + ".crt", "-CAkey", authority + ".key",
+                "-CAcreateserial", "-out", host + ".crt", "-days", "2", "-extfile", host + ".ext"},
+               folder);
 }
 
 }  // namespace
@@ -75,10 +76,11 @@ class tst_server_ssl : public QObject {
 
     QString pcSetting(const QString& tag, const QString& mode, const QString& authority) const
     {
-        return QStringLiteral("host=localhost hostaddr=127.0.0.1 port=%1 dbname=%2 user=dora sslmode=%3 "
-                              "sslrootcert=%4 application_name=%5")
-            .arg(QString::number(PgCluster::Instance().Port()), database_, mode, certs_.filePath(authority + ".crt"),
-                 tag);
+        return QStringLiteral(
+                   "host=localhost hostaddr=127.0.0.1 port=%1 dbname=%2 user=dora sslmode=%3 "
+                   "sslrootcert=%4 application_name=%5")
+            .arg(QString::number(PgCluster::Instance().Port()), database_, mode,
+                 certs_.filePath(authority + ".crt"), tag);
     }
     // Opens the catalogue as every window does; the messages it showed.
     static QStringList open(const QString& setting, bool* encrypted)
@@ -128,8 +130,9 @@ private slots:
         QCOMPARE(open(pcSetting("full", "verify-full", "authority"), &encrypted), QStringList());
         QVERIFY(encrypted);
         // The URI form says the same.
-        const QString uri = QStringLiteral("postgresql://dora@localhost:%1/%2?hostaddr=127.0.0.1&sslmode=verify-full"
-                                           "&sslrootcert=%3&application_name=uri")
+        const QString uri = QStringLiteral(
+                                "postgresql://dora@localhost:%1/%2?hostaddr=127.0.0.1&sslmode=verify-full"
+                                "&sslrootcert=%3&application_name=uri")
                                 .arg(QString::number(PgCluster::Instance().Port()), database_,
                                      certs_.filePath("authority.crt"));
         QCOMPARE(open(uri, &encrypted), QStringList());

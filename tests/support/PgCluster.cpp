@@ -162,7 +162,8 @@ bool PgCluster::Start()
                  << QStringLiteral("-c")
                  << QStringLiteral("ssl_key_file=") + dir_.path() + QStringLiteral("/ssl/server.key");
     const QStringList command = asServerUser(
-        QStringList{bin_ + QStringLiteral("/postgres"), QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"),
+        QStringList{bin_ + QStringLiteral("/postgres"), QStringLiteral("-D"),
+                    dir_.path() + QStringLiteral("/data"),
          QStringLiteral("-k"), dir_.path(), QStringLiteral("-p"), QString::number(port_),
          QStringLiteral("-c"), QStringLiteral("listen_addresses=127.0.0.1"), QStringLiteral("-c"),
          QStringLiteral("fsync=off"), QStringLiteral("-c"), QStringLiteral("full_page_writes=off"),
@@ -209,11 +210,13 @@ bool PgCluster::writeAccessRules() const
 {
     const PgClusterOptions& o = clusterOptions();
     const QString method = o.passwords ? QStringLiteral("scram-sha-256") : QStringLiteral("trust");
-    QString rules = QStringLiteral("local all %1 trust\nlocal all all %2\n").arg(QLatin1String(kRole), method);
+    QString rules =
+        QStringLiteral("local all %1 trust\nlocal all all %2\n").arg(QLatin1String(kRole), method);
     rules += QStringLiteral("%1 all all 127.0.0.1/32 %2\n")
                  .arg(sslWanted() ? QStringLiteral("hostssl") : QStringLiteral("host"), method);
     QFile hba(dir_.path() + QStringLiteral("/data/pg_hba.conf"));
-    return hba.open(QIODevice::WriteOnly | QIODevice::Truncate) && hba.write(rules.toUtf8()) == rules.toUtf8().size();
+    const QByteArray text = rules.toUtf8();
+    return hba.open(QIODevice::WriteOnly | QIODevice::Truncate) && hba.write(text) == text.size();
 }
 
 bool PgCluster::placeSslFiles(const QString& certificate, const QString& key) const

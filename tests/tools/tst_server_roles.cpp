@@ -56,8 +56,8 @@ struct Login {
         const QByteArray port = QByteArray::number(PgCluster::Instance().Port());
         const QByteArray db = database.toUtf8(), u = user.toUtf8(), pw = password.toUtf8();
         const char* keys[] = {"host", "port", "dbname", "user", "password", nullptr};
-        const char* values[] = {"127.0.0.1", port.constData(), db.constData(), u.constData(), pw.constData(),
-                                nullptr};
+        const char* values[] = {"127.0.0.1",   port.constData(), db.constData(),
+                                u.constData(), pw.constData(),   nullptr};
         conn = PQconnectdbParams(keys, values, 0);
     }
     // The test's administrator, over the socket.
@@ -100,17 +100,15 @@ class tst_server_roles : public QObject {
     QTemporaryDir home_;
 
     // The administrator's (superuser's) view of the catalogue.
-    QString admin(const QString& sql)
-    {
-        return Login(uri_).Value(sql);
-    }
+    QString admin(const QString& sql) { return Login(uri_).Value(sql); }
     QString counts()
     {
-        return admin(QStringLiteral("SELECT (SELECT count(*) FROM t_HouseType) || '/' || (SELECT count(*) FROM "
-                                    "t_House) || '/' || (SELECT count(*) FROM t_Content) || '/' || (SELECT "
-                                    "count(*) FROM t_Image) || '/' || (SELECT count(*) FROM t_Content_Auto) || "
-                                    "'/' || (SELECT count(*) FROM t_File) || '/' || (SELECT last_value FROM "
-                                    "t_house_houseid_seq)"));
+        return admin(
+            QStringLiteral("SELECT (SELECT count(*) FROM t_HouseType) || '/' || (SELECT count(*) FROM "
+                           "t_House) || '/' || (SELECT count(*) FROM t_Content) || '/' || (SELECT "
+                           "count(*) FROM t_Image) || '/' || (SELECT count(*) FROM t_Content_Auto) || "
+                           "'/' || (SELECT count(*) FROM t_File) || '/' || (SELECT last_value FROM "
+                           "t_house_houseid_seq)"));
     }
 
 private slots:
@@ -130,9 +128,12 @@ private slots:
         const Run viewer = runTool({"user", "add", "victor", "--role=viewer", uri_}, "victor's secret\n");
         QVERIFY2(viewer.exitCode == 0, qPrintable(viewer.err));
         // A few rows to read, written by the owner's side.
-        QCOMPARE(admin("INSERT INTO t_HouseType (List, HouseType) VALUES (1, 'one') RETURNING TypeID"), QString("1"));
-        QCOMPARE(admin("INSERT INTO t_House (HouseName, HouseNo, TypeID) VALUES ('A', '101', 1) RETURNING HouseID"),
+        QCOMPARE(admin("INSERT INTO t_HouseType (List, HouseType) VALUES (1, 'one') RETURNING TypeID"),
                  QString("1"));
+        QCOMPARE(
+            admin(
+                "INSERT INTO t_House (HouseName, HouseNo, TypeID) VALUES ('A', '101', 1) RETURNING HouseID"),
+            QString("1"));
         QCOMPARE(admin("INSERT INTO t_File (Folder, Name, Content) VALUES ('Images', 'a.png', 'xyz') "
                        "RETURNING Name"),
                  QString("a.png"));
@@ -141,12 +142,15 @@ private slots:
     void init_makes_three_groups_and_logins_are_scram_and_never_superusers()
     {
         for (const QString& group : {roles_.owner, roles_.staff, roles_.viewer})
-            QCOMPARE(admin(QStringLiteral("SELECT rolcanlogin::text FROM pg_roles WHERE rolname = '%1'").arg(group)),
-                     QString("false"));
+            QCOMPARE(
+                admin(
+                    QStringLiteral("SELECT rolcanlogin::text FROM pg_roles WHERE rolname = '%1'").arg(group)),
+                QString("false"));
         for (const char* table : kTables)
-            QCOMPARE(admin(QStringLiteral("SELECT pg_get_userbyid(relowner) FROM pg_class WHERE relname = '%1'")
-                               .arg(QString::fromLatin1(table).toLower())),
-                     roles_.owner);
+            QCOMPARE(
+                admin(QStringLiteral("SELECT pg_get_userbyid(relowner) FROM pg_class WHERE relname = '%1'")
+                          .arg(QString::fromLatin1(table).toLower())),
+                roles_.owner);
         QCOMPARE(admin("SELECT string_agg(rolname || ':' || rolsuper || rolcreaterole || rolcreatedb || "
                        "rolreplication || rolbypassrls, ',' ORDER BY rolname) FROM pg_roles "
                        "WHERE rolname IN ('alice', 'victor')"),
@@ -173,12 +177,14 @@ private slots:
         const Login staff(database_, "alice", "alice's secret");
         QVERIFY2(staff.Ok(), qPrintable(staff.Error()));
         QCOMPARE(staff.Value("SELECT count(*) FROM t_House"), QString("1"));
-        QCOMPARE(staff.State("INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES (1, 'c', 'v', 1)"),
-                 QString());
+        QCOMPARE(
+            staff.State("INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES (1, 'c', 'v', 1)"),
+            QString());
         QCOMPARE(staff.State("UPDATE t_House SET Intro = 'x' WHERE HouseID = 1"), QString());
         // A key of its own moves the counter through the owner's trigger; the next key follows it.
         QCOMPARE(staff.State("INSERT INTO t_House (HouseID, HouseName) VALUES (500, 'B')"), QString());
-        QCOMPARE(staff.Value("INSERT INTO t_House (HouseName) VALUES ('C') RETURNING HouseID"), QString("501"));
+        QCOMPARE(staff.Value("INSERT INTO t_House (HouseName) VALUES ('C') RETURNING HouseID"),
+                 QString("501"));
         QCOMPARE(staff.State("DELETE FROM t_House WHERE HouseID = 501"), QString());
         QCOMPARE(staff.State("INSERT INTO t_File (Folder, Name, Content) VALUES ('Images', 'b.png', 'b') ON "
                              "CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
@@ -186,7 +192,8 @@ private slots:
         QCOMPARE(staff.State("INSERT INTO t_File (Folder, Name, Content) VALUES ('Images', 'b.png', 'c') ON "
                              "CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
                  QString());
-        QCOMPARE(staff.Value("SELECT convert_from(Content, 'UTF8') FROM t_File WHERE Name = 'b.png'"), QString("c"));
+        QCOMPARE(staff.Value("SELECT convert_from(Content, 'UTF8') FROM t_File WHERE Name = 'b.png'"),
+                 QString("c"));
         QCOMPARE(staff.State("DELETE FROM t_File WHERE Name = 'b.png'"), QString());
         QCOMPARE(staff.State("DELETE FROM t_House WHERE HouseID = 500"), QString());
     }
@@ -223,7 +230,8 @@ private slots:
             QStringLiteral("GRANT %1 TO victor").arg(roles_.staff),
             "ALTER TABLE t_House OWNER TO alice",
         };
-        for (const QString& sql : refused) QVERIFY2(staff.State(sql) == "42501", qPrintable(sql + " -> " + staff.State(sql)));
+        for (const QString& sql : refused)
+            QVERIFY2(staff.State(sql) == "42501", qPrintable(sql + " -> " + staff.State(sql)));
         // Without grant option a GRANT only warns; it must still give nobody anything.
         staff.State("GRANT INSERT, DELETE ON t_House TO victor");
         QCOMPARE(admin("SELECT has_table_privilege('victor', 't_house', 'INSERT')::text || "
@@ -291,9 +299,10 @@ private slots:
         db::Connection connection;
         QVERIFY2(connection.OpenServer(uri), qPrintable(connection.LastError()));
         db::Recordset rs;
-        QVERIFY(rs.Open("Select a.HouseID, a.HouseName, b.HouseType From t_House as a, t_HouseType as b"
-                        " Where a.TypeID = b.TypeID Order By a.HouseName,a.TypeID",
-                        connection));
+        QVERIFY(
+            rs.Open("Select a.HouseID, a.HouseName, b.HouseType From t_House as a, t_HouseType as b"
+                    " Where a.TypeID = b.TypeID Order By a.HouseName,a.TypeID",
+                    connection));
         QVERIFY(!rs.Eof());
         QCOMPARE(rs.Field("HouseName").toString(), QString("A"));
         rs.Close();
@@ -320,16 +329,23 @@ private slots:
         const Login older(uri);
         QCOMPARE(older.Value("SELECT pg_get_userbyid(relowner) FROM pg_class WHERE relname = 't_house'"),
                  QString("tavrelo"));
-        QCOMPARE(older.Value("INSERT INTO t_House (HouseName) VALUES ('kept') RETURNING HouseName"), QString("kept"));
+        QCOMPARE(older.Value("INSERT INTO t_House (HouseName) VALUES ('kept') RETURNING HouseName"),
+                 QString("kept"));
         const Run init = runTool({"init", uri});
         QVERIFY2(init.exitCode == 0, qPrintable(init.err));
         QVERIFY(init.out.contains("already there"));
         QCOMPARE(older.Value("SELECT pg_get_userbyid(relowner) FROM pg_class WHERE relname = 't_house'"),
                  roles.owner);
-        QCOMPARE(older.Value("SELECT has_table_privilege('" + roles.viewer + "', 't_house', 'SELECT')::text || "
-                             "has_table_privilege('" + roles.viewer + "', 't_house', 'INSERT')::text || "
-                             "has_table_privilege('" + roles.staff + "', 't_house', 'DELETE')::text || "
-                             "has_table_privilege('" + roles.staff + "', 't_house', 'TRUNCATE')::text"),
+        QCOMPARE(older.Value("SELECT has_table_privilege('" + roles.viewer +
+                             "', 't_house', 'SELECT')::text || "
+                             "has_table_privilege('" +
+                             roles.viewer +
+                             "', 't_house', 'INSERT')::text || "
+                             "has_table_privilege('" +
+                             roles.staff +
+                             "', 't_house', 'DELETE')::text || "
+                             "has_table_privilege('" +
+                             roles.staff + "', 't_house', 'TRUNCATE')::text"),
                  QString("truefalsetruefalse"));
         QCOMPARE(older.Value("SELECT HouseName FROM t_House"), QString("kept"));
         const Run again = runTool({"init", uri});
@@ -368,8 +384,9 @@ private slots:
         QVERIFY(Login(database_, "bob", "bob's secret").Ok());
         r = runTool({"user", "remove", "bob", uri_});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QCOMPARE(admin("SELECT count(*) FROM pg_roles WHERE rolname IN ('bob', 'pg_evil') OR rolname LIKE 'x\"%'"),
-                 QString("0"));
+        QCOMPARE(
+            admin("SELECT count(*) FROM pg_roles WHERE rolname IN ('bob', 'pg_evil') OR rolname LIKE 'x\"%'"),
+            QString("0"));
         QVERIFY(!Login(database_, "bob", "bob's secret").Ok());
     }
 };

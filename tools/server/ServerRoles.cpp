@@ -45,9 +45,10 @@ public:
         for (const QByteArray& t : text) pointers.push_back(t.constData());
         // Values go bound, apart from the text; a statement without any may be a short script of
         // this tool's own (the trigger function and its grant).
-        PGresult* result = pointers.empty() ? PQexec(conn_, sql.toUtf8().constData())
-                                            : PQexecParams(conn_, sql.toUtf8().constData(), int(pointers.size()),
-                                                           nullptr, pointers.data(), nullptr, nullptr, 0);
+        PGresult* result = pointers.empty()
+                               ? PQexec(conn_, sql.toUtf8().constData())
+                               : PQexecParams(conn_, sql.toUtf8().constData(), int(pointers.size()), nullptr,
+                                              pointers.data(), nullptr, nullptr, 0);
         const ExecStatusType status = PQresultStatus(result);
         const bool ok = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
         if (!ok) error_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
@@ -55,7 +56,8 @@ public:
             rows->clear();
             for (int r = 0; r < PQntuples(result); ++r) {
                 QStringList row;
-                for (int c = 0; c < PQnfields(result); ++c) row << QString::fromUtf8(PQgetvalue(result, r, c));
+                for (int c = 0; c < PQnfields(result); ++c)
+                    row << QString::fromUtf8(PQgetvalue(result, r, c));
                 rows->push_back(row);
             }
         }
@@ -122,8 +124,9 @@ bool ensureGroup(Admin& admin, const QString& role, QString* error)
         return false;
     }
     if (rows.front().value(0) == QLatin1String("t")) {
-        *error = QStringLiteral("the role %1 already exists and can log in; it cannot be one of the "
-                                "catalogue's groups")
+        *error = QStringLiteral(
+                     "the role %1 already exists and can log in; it cannot be one of the "
+                     "catalogue's groups")
                      .arg(role);
         return false;
     }
@@ -144,7 +147,8 @@ QStringList ownershipStatements(Admin& admin, const RoleNames& roles)
     return sql;
 }
 
-QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString& database, const QString& schema)
+QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString& database,
+                            const QString& schema)
 {
     const QString owner = admin.Ident(roles.owner);
     const QString staff = admin.Ident(roles.staff);
@@ -170,7 +174,8 @@ QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString&
             << QStringLiteral("GRANT SELECT ON SEQUENCE %1 TO %2").arg(seq, viewer);
     }
     // Tables and counters a later upgrade makes get the same rights.
-    const QString defaults = QStringLiteral("ALTER DEFAULT PRIVILEGES FOR ROLE %1 IN SCHEMA %2 ").arg(owner, s);
+    const QString defaults =
+        QStringLiteral("ALTER DEFAULT PRIVILEGES FOR ROLE %1 IN SCHEMA %2 ").arg(owner, s);
     sql << defaults + QStringLiteral("GRANT SELECT, INSERT, UPDATE, DELETE ON TABLES TO %1").arg(staff)
         << defaults + QStringLiteral("GRANT SELECT ON TABLES TO %1").arg(viewer)
         << defaults + QStringLiteral("GRANT USAGE, SELECT ON SEQUENCES TO %1").arg(staff)
@@ -216,9 +221,10 @@ bool RolesInPlace(const QString& uri, QString* error)
     QString database;
     if (!rolesOf(admin, &roles, &database, error)) return false;
     std::vector<QStringList> rows;
-    if (!admin.Run(QStringLiteral("SELECT count(*) FROM pg_class c JOIN pg_roles r ON r.oid = c.relowner "
-                                  "WHERE c.relname = 't_house' AND c.relnamespace = to_regnamespace(current_schema()) "
-                                  "AND r.rolname = $1"),
+    if (!admin.Run(QStringLiteral(
+                       "SELECT count(*) FROM pg_class c JOIN pg_roles r ON r.oid = c.relowner "
+                       "WHERE c.relname = 't_house' AND c.relnamespace = to_regnamespace(current_schema()) "
+                       "AND r.rolname = $1"),
                    {roles.owner}, &rows)) {
         *error = admin.Error();
         return false;
@@ -240,9 +246,11 @@ Result SetUpRoles(const QString& uri)
     const auto fail = [&](const QString& what) {
         const QString reason = what.isEmpty() ? admin.Error() : what;
         admin.Run(QStringLiteral("ROLLBACK"));
-        return failure(QStringLiteral("cannot set up the catalogue's roles: %1 (nothing was changed)").arg(reason));
+        return failure(
+            QStringLiteral("cannot set up the catalogue's roles: %1 (nothing was changed)").arg(reason));
     };
-    if (!admin.Run(QStringLiteral("BEGIN")) || !admin.Run(QStringLiteral("SET LOCAL client_min_messages = warning")))
+    if (!admin.Run(QStringLiteral("BEGIN")) ||
+        !admin.Run(QStringLiteral("SET LOCAL client_min_messages = warning")))
         return fail(QString());
     for (const QString& role : {roles.owner, roles.staff, roles.viewer}) {
         if (!ensureGroup(admin, role, &error)) return fail(error);
@@ -259,10 +267,12 @@ Result SetUpRoles(const QString& uri)
     if (!admin.Run(QStringLiteral("COMMIT"))) return fail(QString());
     Result r;
     r.ok = true;
-    r.report << QStringLiteral("%1 owns the tables (used by init and upload; nobody logs in as it).").arg(roles.owner)
+    r.report << QStringLiteral("%1 owns the tables (used by init and upload; nobody logs in as it).")
+                    .arg(roles.owner)
              << QStringLiteral("%1 reads and writes catalogue rows (office PCs).").arg(roles.staff)
              << QStringLiteral("%1 only reads (showroom PCs).").arg(roles.viewer)
-             << QStringLiteral("Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer URI");
+             << QStringLiteral(
+                    "Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer URI");
     return r;
 }
 
@@ -279,9 +289,12 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
     QString database, error;
     if (!rolesOf(admin, &roles, &database, &error)) return failure(error);
     const QString group = kind == LoginKind::Staff ? roles.staff : roles.viewer;
-    if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {group}) != QLatin1String("1"))
-        return failure(QStringLiteral("the catalogue has no role %1 yet; run tavrelo-server init first").arg(group));
-    if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {name}) != QLatin1String("0"))
+    if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {group}) !=
+        QLatin1String("1"))
+        return failure(
+            QStringLiteral("the catalogue has no role %1 yet; run tavrelo-server init first").arg(group));
+    if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {name}) !=
+        QLatin1String("0"))
         return failure(QStringLiteral("a role named %1 already exists on this server").arg(name));
     const QByteArray pw = password.toUtf8(), user = name.toUtf8();
     char* verifier = PQencryptPasswordConn(admin.Handle(), pw.constData(), user.constData(), "scram-sha-256");
@@ -295,7 +308,8 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
     Result r;
     r.ok = true;
     r.report << QStringLiteral("Made the login %1 (%2) for the catalogue %3.")
-                    .arg(name, kind == LoginKind::Staff ? QStringLiteral("staff") : QStringLiteral("viewer"), database);
+                    .arg(name, kind == LoginKind::Staff ? QStringLiteral("staff") : QStringLiteral("viewer"),
+                         database);
     return r;
 }
 
@@ -307,16 +321,19 @@ Result RemoveUser(const QString& uri, const QString& name)
     QString database, error;
     if (!rolesOf(admin, &roles, &database, &error)) return failure(error);
     std::vector<QStringList> groups;
-    if (!admin.Run(QStringLiteral("SELECT g.rolname FROM pg_auth_members m JOIN pg_roles g ON g.oid = m.roleid "
-                                  "JOIN pg_roles r ON r.oid = m.member WHERE r.rolname = $1"),
-                   {name}, &groups))
+    if (!admin.Run(
+            QStringLiteral("SELECT g.rolname FROM pg_auth_members m JOIN pg_roles g ON g.oid = m.roleid "
+                           "JOIN pg_roles r ON r.oid = m.member WHERE r.rolname = $1"),
+            {name}, &groups))
         return failure(admin.Error());
     QStringList ours, others;
     for (const QStringList& g : groups)
         (g.value(0) == roles.staff || g.value(0) == roles.viewer ? ours : others) << g.value(0);
-    if (ours.isEmpty()) return failure(QStringLiteral("%1 is not a login of the catalogue %2").arg(name, database));
+    if (ours.isEmpty())
+        return failure(QStringLiteral("%1 is not a login of the catalogue %2").arg(name, database));
     QStringList sql{QStringLiteral("BEGIN")};
-    for (const QString& g : ours) sql << QStringLiteral("REVOKE %1 FROM %2").arg(admin.Ident(g), admin.Ident(name));
+    for (const QString& g : ours)
+        sql << QStringLiteral("REVOKE %1 FROM %2").arg(admin.Ident(g), admin.Ident(name));
     // A login that other catalogues on this server still use stays for them.
     if (others.isEmpty()) sql << QStringLiteral("DROP ROLE %1").arg(admin.Ident(name));
     sql << QStringLiteral("COMMIT");
@@ -349,7 +366,8 @@ Result ListUsers(const QString& uri)
         return failure(admin.Error());
     Result r;
     r.ok = true;
-    for (const QStringList& row : rows) r.report << QStringLiteral("%1 %2").arg(row.value(0), -20).arg(row.value(1));
+    for (const QStringList& row : rows)
+        r.report << QStringLiteral("%1 %2").arg(row.value(0), -20).arg(row.value(1));
     return r;
 }
 

@@ -77,14 +77,16 @@ Result Init(const QString& uri)
     const bool made = db::InitServerCatalogue(uri, &error);
     if (!made && error != QLatin1String("the database already has Tavrelo's tables")) return failure(error);
     // A catalogue an earlier version made has its tables but not its roles: init adds them.
-    if (!made && RolesInPlace(uri, &error)) return failure(QStringLiteral("the database already has Tavrelo's tables and roles"));
+    if (!made && RolesInPlace(uri, &error))
+        return failure(QStringLiteral("the database already has Tavrelo's tables and roles"));
     if (!made && !error.isEmpty()) return failure(error);
     const Result roles = SetUpRoles(uri);
     if (!roles.ok) return roles;
     Result r;
     r.ok = true;
     r.report << (made ? QStringLiteral("Made Tavrelo's tables on the server.")
-                      : QStringLiteral("Tavrelo's tables were already there; they now have the catalogue's roles."))
+                      : QStringLiteral("Tavrelo's tables were already there; they now have the catalogue's "
+                                       "roles."))
              << roles.report;
     return r;
 }

@@ -6,11 +6,11 @@
 #include <QStringList>
 #include <cstdio>
 
+#include "../Print.h"
+#include "../TerminalLogin.h"
 #include "ServerRoles.h"
 #include "ServerTool.h"
 #include "core/Folders.h"
-#include "../Print.h"
-#include "../TerminalLogin.h"
 
 namespace {
 
@@ -43,7 +43,8 @@ void usage()
 // The new login's password: typed twice on a terminal, or one line of standard input.
 bool newPassword(const QString& name, QString* password)
 {
-    if (!tools::readSecret(QStringLiteral("Password for the new login %1: ").arg(name), password)) return false;
+    if (!tools::readSecret(QStringLiteral("Password for the new login %1: ").arg(name), password))
+        return false;
     if (::isatty(STDIN_FILENO) != 1) return true;
     QString again;
     if (!tools::readSecret(QStringLiteral("The same password again: "), &again)) return false;
@@ -74,10 +75,10 @@ servertool::Result userCommand(const QStringList& positional, const QString& rol
         none.error = QStringLiteral("no password for the new login; nothing was made");
         return none;
     }
-    return servertool::AddUser(positional[3], positional[2],
-                               role == QLatin1String("staff") ? servertool::LoginKind::Staff
-                                                              : servertool::LoginKind::Viewer,
-                               password);
+    return servertool::AddUser(
+        positional[3], positional[2],
+        role == QLatin1String("staff") ? servertool::LoginKind::Staff : servertool::LoginKind::Viewer,
+        password);
 }
 
 }  // namespace

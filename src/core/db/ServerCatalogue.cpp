@@ -15,7 +15,8 @@ CREATE OR REPLACE FUNCTION tavrelo_keys_grow() RETURNS trigger LANGUAGE plpgsql
 SECURITY DEFINER SET search_path = pg_catalog, pg_temp AS $$
 DECLARE
     k bigint := (to_jsonb(NEW) ->> TG_ARGV[0])::bigint;
-    s regclass := pg_get_serial_sequence(format('%I.%I', TG_TABLE_SCHEMA, TG_TABLE_NAME), TG_ARGV[0])::regclass;
+    s regclass := pg_get_serial_sequence(format('%I.%I', TG_TABLE_SCHEMA, TG_TABLE_NAME),
+                                         TG_ARGV[0])::regclass;
 BEGIN
     IF k IS NOT NULL AND k > coalesce(pg_sequence_last_value(s), 0) THEN
         PERFORM setval(s, k);

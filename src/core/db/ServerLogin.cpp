@@ -58,8 +58,8 @@ PGconn* connect(const QString& uri, const Login* login)
     // Later entries win: the URI's own settings override the defaults before it, and a login typed
     // at this PC overrides the URI's user name.
     const char* keywords[] = {"connect_timeout", "client_encoding", "dbname", "user", "password", nullptr};
-    const char* values[] = {kConnectTimeout, "UTF8", dbname.constData(), user.constData(), password.constData(),
-                            nullptr};
+    const char* values[] = {kConnectTimeout,      "UTF8", dbname.constData(), user.constData(),
+                            password.constData(), nullptr};
     if (!login) keywords[3] = nullptr;
     return PQconnectdbParams(keywords, values, 1);
 }
@@ -89,11 +89,13 @@ bool UriHasPassword(const QString& uri)
 
 QString PasswordInUriMessage()
 {
-    return QStringLiteral("共享房源库的连接地址中含有密码。Tavrelo 不保存密码，也不接受写在 Tavrelo.conf "
-                          "或 TAVRELO_SERVER 中的密码。") +
+    return QStringLiteral(
+               "共享房源库的连接地址中含有密码。Tavrelo 不保存密码，也不接受写在 Tavrelo.conf "
+               "或 TAVRELO_SERVER 中的密码。") +
            QStringLiteral("\n") +
-           QStringLiteral("请把密码放在 ~/.pgpass、libpq 的服务文件（pg_service.conf）或 PGPASSFILE "
-                          "指定的密码文件中，或者在登录时输入，并从连接地址中删去密码。");
+           QStringLiteral(
+               "请把密码放在 ~/.pgpass、libpq 的服务文件（pg_service.conf）或 PGPASSFILE "
+               "指定的密码文件中，或者在登录时输入，并从连接地址中删去密码。");
 }
 
 PGconn* ConnectServer(const QString& uri, QString* error)
@@ -123,7 +125,9 @@ PGconn* ConnectServer(const QString& uri, QString* error)
         const bool refused = conn && haveLogin && passwordRefused(conn);
         const bool wanted = conn && PQconnectionNeedsPassword(conn);
         if (!ask || !(refused || wanted)) {
-            if (error) *error = conn ? QString::fromUtf8(PQerrorMessage(conn)).trimmed() : QStringLiteral("out of memory");
+            if (error)
+                *error = conn ? QString::fromUtf8(PQerrorMessage(conn)).trimmed()
+                              : QStringLiteral("out of memory");
             if (refused) {
                 std::lock_guard<std::mutex> hold(loginLock);
                 logins().remove(uri);

@@ -10,10 +10,10 @@ namespace db {
 // What the person at the PC is asked when the server wants a password that libpq found nowhere
 // (no ~/.pgpass entry, no service file, no PGPASSFILE).
 struct LoginRequest {
-    QString host;             // the server, as the URI names it
-    QString database;         // the catalogue's database
-    QString user;             // the user name the URI names, or empty
-    QString defaultUser;      // the user name libpq would use (the URI's, else the system's)
+    QString host;                // the server, as the URI names it
+    QString database;            // the catalogue's database
+    QString user;                // the user name the URI names, or empty
+    QString defaultUser;         // the user name libpq would use (the URI's, else the system's)
     bool wrongPassword = false;  // the password given last time was refused: say so
 };
 

@@ -47,9 +47,8 @@ LoginDialog::LoginDialog(const db::LoginRequest& request, QWidget* parent) : QDi
 
 void LoginDialog::setupControls(const db::LoginRequest& request)
 {
-    lblServer = new QLabel(QStringLiteral("登录共享房源库 %1（服务器 %2）")
-                               .arg(request.database, request.host),
-                           this);
+    lblServer = new QLabel(
+        QStringLiteral("登录共享房源库 %1（服务器 %2）").arg(request.database, request.host), this);
     lblServer->setObjectName(QStringLiteral("lblServer"));
     lblServer->setTextFormat(Qt::PlainText);
     lblServer->setWordWrap(true);
@@ -62,7 +61,7 @@ void LoginDialog::setupControls(const db::LoginRequest& request)
     txtUser->setObjectName(QStringLiteral("txtUser"));
     txtUser->setMaxLength(63);
     const QString remembered = RememberedUser();
-    txtUser->setText(!request.user.isEmpty()  ? request.user
+    txtUser->setText(!request.user.isEmpty() ? request.user
                      : !remembered.isEmpty() ? remembered
                                              : request.defaultUser);
     txtPassword = new QLineEdit(this);
