@@ -3,10 +3,16 @@
 // failed connection, the user name remembered and the password kept nowhere; a password written
 // into the server setting refused everywhere; the command-line tools asking on the terminal or
 // reading standard input.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QDialog>
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QProcess>
 #include <QSettings>
@@ -294,6 +300,37 @@ private slots:
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains("~/.pgpass"), qPrintable(r.err));
         QVERIFY(!QFile::exists(folder.File("out.csv")));
+    }
+
+    void a_server_that_never_answers_is_given_up_in_time()
+    {
+        // A port that takes the connection and then says nothing: the login waits only as long as
+        // the setting's connect_timeout, and no dialog appears.
+        const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        QVERIFY(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
+        QVERIFY(::listen(listener, 8) == 0);
+        QVERIFY(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) == 0);
+        ProgramFolder folder;
+        useServer(folder,
+                  QStringLiteral("postgresql://carol@127.0.0.1:%1/%2?connect_timeout=2&sslmode=disable")
+                      .arg(ntohs(address.sin_port))
+                      .arg(database_));
+        MsgBoxRecorder boxes;
+        DialogDriver driver({kRight});
+        QElapsedTimer clock;
+        clock.start();
+        db::Connection connection;
+        mdlHouse::OpenDatabase(connection);
+        const qint64 waited = clock.elapsed();
+        ::close(listener);
+        QVERIFY(!connection.IsOpen());
+        QCOMPARE(driver.Shown(), 0);
+        QCOMPARE(boxes.Texts(), QStringList{mdlHouse::DatabaseFailureMessage()});
+        QVERIFY2(waited >= 1500 && waited < 8000, qPrintable(QString::number(waited)));
     }
 
     void the_tools_read_the_password_from_standard_input()

@@ -327,8 +327,21 @@ private slots:
         const QString uri = PgCluster::Instance().CreateDatabase(true);
         const servertool::RoleNames roles = servertool::RolesFor(databaseOf(uri));
         const Login older(uri);
+        // ... here the login every PC used, which also owned the database.
+        QString error;
+        QVERIFY2(
+            PgCluster::Instance().AdminExec(
+                databaseOf(uri),
+                QStringLiteral("CREATE ROLE oldpc LOGIN PASSWORD 'old''s secret'; "
+                               "ALTER DATABASE %1 OWNER TO oldpc; "
+                               "ALTER TABLE t_HouseType OWNER TO oldpc; ALTER TABLE t_House OWNER TO oldpc; "
+                               "ALTER TABLE t_Content OWNER TO oldpc; ALTER TABLE t_Image OWNER TO oldpc; "
+                               "ALTER TABLE t_Content_Auto OWNER TO oldpc; ALTER TABLE t_File OWNER TO oldpc")
+                    .arg(databaseOf(uri)),
+                &error),
+            qPrintable(error));
         QCOMPARE(older.Value("SELECT pg_get_userbyid(relowner) FROM pg_class WHERE relname = 't_house'"),
-                 QString("tavrelo"));
+                 QString("oldpc"));
         QCOMPARE(older.Value("INSERT INTO t_House (HouseName) VALUES ('kept') RETURNING HouseName"),
                  QString("kept"));
         const Run init = runTool({"init", uri});
@@ -348,10 +361,26 @@ private slots:
                              roles.staff + "', 't_house', 'TRUNCATE')::text"),
                  QString("truefalsetruefalse"));
         QCOMPARE(older.Value("SELECT HouseName FROM t_House"), QString("kept"));
+        // The old login keeps working on rows until the PCs have their own, but can no longer drop,
+        // truncate or alter anything, though it still owns the database.
+        QVERIFY(init.out.contains("oldpc"));
+        const Login oldpc(databaseOf(uri), "oldpc", "old's secret");
+        QVERIFY2(oldpc.Ok(), qPrintable(oldpc.Error()));
+        QCOMPARE(oldpc.State("UPDATE t_House SET Intro = 'still works'"), QString());
+        for (const QString& sql :
+             {"DROP TABLE t_Content", "TRUNCATE t_House", "ALTER TABLE t_House ADD x int",
+              "CREATE TABLE t_Extra (x int)", "DROP SCHEMA public CASCADE"})
+            QVERIFY2(oldpc.State(sql) == "42501", qPrintable(sql + " -> " + oldpc.State(sql)));
+        // A login of the first catalogue cannot even connect to this one.
+        QVERIFY(Login(database_, "alice", "alice's secret").Ok());
+        const Login stranger(databaseOf(uri), "alice", "alice's secret");
+        QVERIFY(!stranger.Ok());
+        QVERIFY2(stranger.Error().contains("permission denied"), qPrintable(stranger.Error()));
         const Run again = runTool({"init", uri});
         QCOMPARE(again.exitCode, 1);
         QVERIFY(again.err.contains("already"));
         PgCluster::Instance().DropDatabase(uri);
+        PgCluster::Instance().AdminExec("postgres", "DROP ROLE oldpc");
     }
 
     void user_commands_refuse_what_they_cannot_do()

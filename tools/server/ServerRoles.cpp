@@ -157,6 +157,8 @@ QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString&
     const QString s = admin.Ident(schema);
     QStringList sql;
     sql << QStringLiteral("REVOKE ALL ON %1 FROM PUBLIC").arg(tables)
+        // Logins of other catalogues on the same server do not even connect to this one.
+        << QStringLiteral("REVOKE CONNECT ON DATABASE %1 FROM PUBLIC").arg(admin.Ident(database))
         << QStringLiteral("GRANT CONNECT ON DATABASE %1 TO %2, %3").arg(admin.Ident(database), staff, viewer)
         << QStringLiteral("GRANT USAGE ON SCHEMA %1 TO %2, %3").arg(s, staff, viewer)
         << QStringLiteral("GRANT SELECT, INSERT, UPDATE, DELETE ON %1 TO %2").arg(tables, staff)
@@ -258,11 +260,26 @@ Result SetUpRoles(const QString& uri)
     // The administrator who runs init keeps the owner's rights, for upload and upgrades.
     if (!superuser && !admin.Run(QStringLiteral("GRANT %1 TO CURRENT_USER").arg(admin.Ident(roles.owner))))
         return fail(QString());
+    // On a catalogue an earlier version made, the PCs logged in as the role that owned the tables;
+    // it keeps reading and writing rows as staff until each PC has a login of its own.
+    const QString previous = admin.Value(
+        QStringLiteral(
+            "SELECT r.rolname FROM pg_class c JOIN pg_roles r ON r.oid = c.relowner WHERE c.relname = "
+            "'t_house' AND c.relnamespace = to_regnamespace(current_schema()) AND NOT r.rolsuper AND "
+            "r.rolname NOT IN (current_user, $1)"),
+        {roles.owner});
+    if (!previous.isEmpty() &&
+        !admin.Run(QStringLiteral("GRANT %1 TO %2").arg(admin.Ident(roles.staff), admin.Ident(previous))))
+        return fail(QString());
     if (!runAll(admin, ownershipStatements(admin, roles))) return fail(QString());
     if (!runAll(admin, grantStatements(admin, roles, database, schema))) return fail(QString());
-    // Servers before version 15 let every role create tables in the public schema.
+    // Whoever owns the schema may drop any table in it: by default that is the database's owner,
+    // often the login the PCs used before there were roles. Servers before version 15 also let
+    // every role create tables in the public schema.
     admin.Run(QStringLiteral("SAVEPOINT schema_rights"));
-    if (!admin.Run(QStringLiteral("REVOKE CREATE ON SCHEMA %1 FROM PUBLIC").arg(admin.Ident(schema))))
+    if (!admin.Run(QStringLiteral("ALTER SCHEMA %1 OWNER TO %2")
+                       .arg(admin.Ident(schema), admin.Ident(roles.owner))) ||
+        !admin.Run(QStringLiteral("REVOKE CREATE ON SCHEMA %1 FROM PUBLIC").arg(admin.Ident(schema))))
         admin.Run(QStringLiteral("ROLLBACK TO SAVEPOINT schema_rights"));
     if (!admin.Run(QStringLiteral("COMMIT"))) return fail(QString());
     Result r;
@@ -270,9 +287,14 @@ Result SetUpRoles(const QString& uri)
     r.report << QStringLiteral("%1 owns the tables (used by init and upload; nobody logs in as it).")
                     .arg(roles.owner)
              << QStringLiteral("%1 reads and writes catalogue rows (office PCs).").arg(roles.staff)
-             << QStringLiteral("%1 only reads (showroom PCs).").arg(roles.viewer)
-             << QStringLiteral(
-                    "Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer URI");
+             << QStringLiteral("%1 only reads (showroom PCs).").arg(roles.viewer);
+    if (!previous.isEmpty())
+        r.report << QStringLiteral(
+                        "%1, which owned the tables, keeps only the rights of %2; give every PC a "
+                        "login of its own and stop using %1 on the PCs.")
+                        .arg(previous, roles.staff);
+    r.report << QStringLiteral(
+        "Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer URI");
     return r;
 }
 

@@ -1,8 +1,11 @@
 #include "core/db/ServerLogin.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 
+#include <QElapsedTimer>
 #include <QHash>
+#include <QRegularExpression>
 #include <mutex>
 
 namespace db {
@@ -50,7 +53,19 @@ QString uriValue(const QString& uri, const char* keyword, bool* named = nullptr)
     return value;
 }
 
-PGconn* connect(const QString& uri, const Login* login)
+// How long reaching one server may take: the URI's connect_timeout, else ours; libpq counts it per
+// host the URI names.
+int connectMilliseconds(const QString& uri)
+{
+    bool named = false;
+    const int seconds = uriValue(uri, "connect_timeout", &named).toInt();
+    if (named && seconds <= 0) return -1;  // libpq's "wait for ever"
+    // libpq rounds a timeout below 2 seconds up to 2.
+    const int perHost = (named ? qMax(seconds, 2) : QByteArray(kConnectTimeout).toInt()) * 1000;
+    return perHost * qMax<int>(1, int(uriValue(uri, "host").count(QLatin1Char(',')) + 1));
+}
+
+PGconn* connect(const QString& uri, const Login* login, QString* timeout)
 {
     const QByteArray dbname = uri.toUtf8();
     const QByteArray user = login ? login->user.toUtf8() : QByteArray();
@@ -61,15 +76,43 @@ PGconn* connect(const QString& uri, const Login* login)
     const char* values[] = {kConnectTimeout,      "UTF8", dbname.constData(), user.constData(),
                             password.constData(), nullptr};
     if (!login) keywords[3] = nullptr;
-    return PQconnectdbParams(keywords, values, 1);
+    PGconn* conn = PQconnectStartParams(keywords, values, 1);
+    if (!conn || PQstatus(conn) == CONNECTION_BAD) return conn;
+    // Verbose errors carry the server's error code, which tells a refused password from anything
+    // else whatever language the server speaks.
+    PQsetErrorVerbosity(conn, PQERRORS_VERBOSE);
+    QElapsedTimer clock;
+    clock.start();
+    const int limit = connectMilliseconds(uri);
+    PostgresPollingStatusType state = PGRES_POLLING_WRITING;
+    while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
+        const int left = limit < 0 ? -1 : int(limit - clock.elapsed());
+        pollfd wait{PQsocket(conn), short(state == PGRES_POLLING_READING ? POLLIN : POLLOUT), 0};
+        if (limit >= 0 && (left <= 0 || (wait.fd >= 0 && ::poll(&wait, 1, left) == 0))) {
+            *timeout = QStringLiteral("timeout expired");
+            return conn;
+        }
+        if (limit < 0 && wait.fd >= 0) ::poll(&wait, 1, -1);
+        state = PQconnectPoll(conn);
+    }
+    // Statements' errors read as they always did.
+    if (state == PGRES_POLLING_OK) PQsetErrorVerbosity(conn, PQERRORS_DEFAULT);
+    return conn;
 }
 
-// libpq tells no error code for a refused login; the server's text for a wrong password is fixed
-// as long as its messages are not translated.
 bool passwordRefused(PGconn* conn)
 {
-    return PQconnectionUsedPassword(conn) &&
-           QByteArray(PQerrorMessage(conn)).contains("password authentication failed");
+    return PQconnectionUsedPassword(conn) && QByteArray(PQerrorMessage(conn)).contains("28P01");
+}
+
+// The server's reason without the code and source location that verbose errors add.
+QString reason(PGconn* conn)
+{
+    QString text = QString::fromUtf8(PQerrorMessage(conn));
+    static const QRegularExpression location(QStringLiteral("^LOCATION:[^\n]*\n?"),
+                                             QRegularExpression::MultilineOption);
+    static const QRegularExpression code(QStringLiteral("(FATAL|ERROR|[A-Z]+):  [0-9A-Z]{5}: "));
+    return text.remove(location).replace(code, QStringLiteral("\\1:  ")).trimmed();
 }
 
 }  // namespace
@@ -114,8 +157,9 @@ PGconn* ConnectServer(const QString& uri, QString* error)
         ask = prompt();
     }
     for (;;) {
-        PGconn* conn = connect(uri, haveLogin ? &login : nullptr);
-        if (conn && PQstatus(conn) == CONNECTION_OK) {
+        QString timeout;
+        PGconn* conn = connect(uri, haveLogin ? &login : nullptr, &timeout);
+        if (conn && timeout.isEmpty() && PQstatus(conn) == CONNECTION_OK) {
             if (haveLogin) {
                 std::lock_guard<std::mutex> hold(loginLock);
                 logins().insert(uri, login);
