@@ -159,7 +159,8 @@ QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString&
     sql << QStringLiteral("REVOKE ALL ON %1 FROM PUBLIC").arg(tables)
         // Logins of other catalogues on the same server do not even connect to this one.
         << QStringLiteral("REVOKE CONNECT ON DATABASE %1 FROM PUBLIC").arg(admin.Ident(database))
-        << QStringLiteral("GRANT CONNECT ON DATABASE %1 TO %2, %3").arg(admin.Ident(database), staff, viewer)
+        << QStringLiteral("GRANT CONNECT ON DATABASE %1 TO %2, %3, %4")
+               .arg(admin.Ident(database), owner, staff, viewer)
         << QStringLiteral("GRANT USAGE ON SCHEMA %1 TO %2, %3").arg(s, staff, viewer)
         << QStringLiteral("GRANT SELECT, INSERT, UPDATE, DELETE ON %1 TO %2").arg(tables, staff)
         << QStringLiteral("GRANT SELECT ON %1 TO %2").arg(tables, viewer);
