@@ -20,12 +20,13 @@ inline bool readSecret(const QString& prompt, QString* secret)
     const bool terminal = ::isatty(STDIN_FILENO) == 1;
     termios old{};
     const bool quiet = terminal && ::tcgetattr(STDIN_FILENO, &old) == 0;
-    if (terminal) print(stderr, prompt);
+    // Echo goes off before the question is shown: what is typed after it is never flushed away.
     if (quiet) {
         termios noEcho = old;
         noEcho.c_lflag &= ~tcflag_t(ECHO);
         ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &noEcho);
     }
+    if (terminal) print(stderr, prompt);
     std::string line;
     const bool got = bool(std::getline(std::cin, line));
     if (quiet) {

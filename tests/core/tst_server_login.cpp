@@ -302,6 +302,29 @@ private slots:
         QVERIFY(!QFile::exists(folder.File("out.csv")));
     }
 
+    void the_tools_ask_on_a_terminal_without_echo()
+    {
+        // script(1) gives the tool a terminal of its own and passes on what it shows; the password
+        // is typed only once the question is there, as a person would.
+        QProcess p;
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.start("script", {"-qefc",
+                           QStringLiteral("'%1/tavrelo-server' user list '%2'")
+                               .arg(qEnvironmentVariable("TAVRELO_BINARY_DIR"), uri("tty")),
+                           "/dev/null"});
+        QByteArray shown;
+        QElapsedTimer clock;
+        clock.start();
+        while (!shown.contains("Password for carol") && clock.elapsed() < 60000 && p.waitForReadyRead(1000))
+            shown += p.readAll();
+        QVERIFY2(shown.contains("Password for carol"), shown.constData());
+        p.write(QByteArray(kRight) + "\n");
+        QVERIFY(p.waitForFinished(60000));
+        shown += p.readAll();
+        QCOMPARE(p.exitCode(), 0);
+        QVERIFY2(!shown.contains("right password"), shown.constData());
+    }
+
     void a_server_that_never_answers_is_given_up_in_time()
     {
         // A port that takes the connection and then says nothing: the login waits only as long as
