@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
-#include "core/PriceListExport.h"
+#include "pricelist/PriceListExport.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"

@@ -4,7 +4,7 @@
 #include <QPushButton>
 
 #include "CatalogueFixture.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/ui/Twips.h"
 
 using namespace cataloguetest;

@@ -23,7 +23,7 @@
 #include "core/BrowserSandbox.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
