@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
-#include "pricelist/PriceListExport.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -299,10 +298,10 @@ void frmHouseList::cmdShow_Click() {
 }
 
 void frmHouseList::cmdEdit_Click() {
-    if (GetSelectedHouse() != 0) OpenEntry(1);
+    if (GetSelectedHouse() != 0) OpenEntry(ui::InputMode::Edit);
 }
 
-void frmHouseList::cmdAddNew_Click() { OpenEntry(0); }
+void frmHouseList::cmdAddNew_Click() { OpenEntry(ui::InputMode::Add); }
 
 void frmHouseList::cmdDelete_Click() {
     if (GetSelectedHouse() == 0) return;
@@ -330,10 +329,9 @@ void frmHouseList::OpenPresentation() {
     Forms::Show(QStringLiteral("frmHouseShow"));
 }
 
-void frmHouseList::OpenEntry(int mode) {
-    // The wizard is reached by name only; it takes the mode through its StartInput.
-    QWidget* w = Forms::Show(QStringLiteral("frmHouseInput"));
-    if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
+void frmHouseList::OpenEntry(ui::InputMode mode) {
+    // The wizard takes the mode through its StartInput.
+    if (ui::HouseInputCalls* wizard = ui::ShowHouseInput()) wizard->StartInput(mode);
 }
 
 void frmHouseList::DeleteHouse() {
@@ -360,7 +358,7 @@ void frmHouseList::ExportList() {
         qint32 key = 0;
         if (db::ToLong(row.value(0), &key)) houses.insert(key);
     }
-    pricelist::ExportWithDialog(this, &houses);
+    ui::ExportPriceList(this, &houses);
 }
 
 void frmHouseList::Resized() {

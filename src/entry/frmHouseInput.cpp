@@ -228,7 +228,7 @@ void frmHouseInput::Load()
     sized_ = true;
     Resized();
     showPage(1);
-    StartInput(0);
+    StartInput(ui::InputMode::Add);
 }
 
 void frmHouseInput::Unload()
@@ -251,7 +251,7 @@ void frmHouseInput::showPage(int page)
     Frame2->setVisible(page != 1);
 }
 
-void frmHouseInput::StartInput(int mode)
+void frmHouseInput::StartInput(ui::InputMode mode)
 {
     inputMode_ = mode;
     currentPicture_ = 0;
@@ -268,7 +268,7 @@ void frmHouseInput::StartInput(int mode)
 
     fillDropDowns();
     holdRowLists_ = true;
-    if (mode == 1) loadHouse();
+    if (mode == ui::InputMode::Edit) loadHouse();
     while (cmbCaption.UBound() < 3) addContentRow();
     holdRowLists_ = false;
     rowListsHeld_ = false;
@@ -324,7 +324,7 @@ void frmHouseInput::cmdFinish_Click()
     cmdPrevious->setEnabled(false);
     cmdFinish->setEnabled(false);
     cmdCancel2->setEnabled(false);
-    if (inputMode_ == 0) {
+    if (inputMode_ == ui::InputMode::Add) {
         saveNewHouse();
     } else {
         saveEditedHouse();
@@ -333,11 +333,10 @@ void frmHouseInput::cmdFinish_Click()
     cmdFinish->setEnabled(true);
     cmdCancel2->setEnabled(true);
 
-    if (QWidget* list = Forms::Find(QStringLiteral("frmHouseList")))
-        QMetaObject::invokeMethod(list, "StartList");
+    if (ui::HouseListCalls* list = ui::OpenHouseList()) list->StartList();
 
-    if (inputMode_ == 0) {
-        StartInput(0);
+    if (inputMode_ == ui::InputMode::Add) {
+        StartInput(ui::InputMode::Add);
     } else {
         UnloadForm();
     }

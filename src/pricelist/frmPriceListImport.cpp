@@ -16,6 +16,7 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WindowCalls.h"
 
 using ui::Px;
 
@@ -254,8 +255,7 @@ void frmPriceListImport::cmdImport_Click()
                              .arg(result.picturesCopied);
     lblSummary->setText(done);
     // The catalogue, when open, shows what was stored.
-    if (QWidget* list = Forms::Find(QStringLiteral("frmHouseList")))
-        QMetaObject::invokeMethod(list, "StartList");
+    if (ui::HouseListCalls* list = ui::OpenHouseList()) list->StartList();
     ui::MsgBox(done);
 }
 

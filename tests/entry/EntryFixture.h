@@ -107,7 +107,7 @@ inline frmHouseInput* OpenFromMenu()
 inline frmHouseInput* OpenFromCatalogue(int mode)
 {
     frmHouseInput* w = OpenFromMenu();
-    if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
+    if (w) w->StartInput(mode);
     return w;
 }
 
