@@ -50,14 +50,11 @@ frmHouseList::frmHouseList() {
 }
 
 void frmHouseList::setupControls() {
-    auto label = [this](QWidget* parent, const char* name, const QString& caption) {
-        auto* l = new QLabel(caption, parent);
-        l->setObjectName(QLatin1String(name));
-        return l;
+    auto label = [](QWidget* parent, const char* name, const QString& caption) {
+        return ui::MakeNamed<QLabel>(parent, name, caption);
     };
     auto combo = [](QWidget* parent, const char* name) {
-        auto* c = new QComboBox(parent);
-        c->setObjectName(QLatin1String(name));
+        auto* c = ui::MakeNamed<QComboBox>(parent, name);
         c->setEditable(true);
         // Typed text is the criterion as it stands: never completed, never added to the list.
         c->setInsertPolicy(QComboBox::NoInsert);
@@ -65,9 +62,8 @@ void frmHouseList::setupControls() {
         c->setMaxVisibleItems(20);
         return c;
     };
-    auto button = [this](const char* name, const QString& caption, QWidget* parent) {
-        auto* b = new QPushButton(caption, parent);
-        b->setObjectName(QLatin1String(name));
+    auto button = [](const char* name, const QString& caption, QWidget* parent) {
+        auto* b = ui::MakeNamed<QPushButton>(parent, name, caption);
         b->setAutoDefault(false);
         return b;
     };

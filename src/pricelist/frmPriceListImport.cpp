@@ -43,15 +43,12 @@ frmPriceListImport::frmPriceListImport()
 void frmPriceListImport::setupControls()
 {
     auto button = [this](const char* name, const QString& caption) {
-        auto* b = new QPushButton(caption, this);
-        b->setObjectName(QLatin1String(name));
+        auto* b = ui::MakeNamed<QPushButton>(this, name, caption);
         b->setAutoDefault(false);
         return b;
     };
-    lblFile = new QLabel(QStringLiteral("价目表文件："), this);
-    lblFile->setObjectName(QStringLiteral("lblFile"));
-    txtFile = new QLineEdit(this);
-    txtFile->setObjectName(QStringLiteral("txtFile"));
+    lblFile = ui::MakeNamed<QLabel>(this, "lblFile", QStringLiteral("价目表文件："));
+    txtFile = ui::MakeNamed<QLineEdit>(this, "txtFile");
     txtFile->setReadOnly(true);
     cmdBrowse = button("cmdBrowse", QStringLiteral("浏览..."));
     chkCreateTypes = new QCheckBox(QStringLiteral("创建缺少的类型"), this);
