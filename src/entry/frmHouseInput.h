@@ -93,6 +93,9 @@ protected:
 
 private:
     void setupControls();
+    void setupPage1();
+    void setupPage2();
+    void connectControls();
     void showPage(int page);
     void fillDropDowns();
     void loadHouse();
