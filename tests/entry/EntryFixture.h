@@ -12,6 +12,9 @@
 #include <QTest>
 #include <memory>
 
+#include "Lists.h"
+#include "Processes.h"
+#include "Seed.h"
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -114,17 +117,7 @@ inline frmHouseInput* OpenFromCatalogue(int mode)
 // Adds the types 1..n in position order.
 inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names)
 {
-    int list = 0;
-    for (const QString& name : names) {
-        ++list;
-        QString quoted = name;
-        quoted.replace(QStringLiteral("'"), QStringLiteral("''"));
-        folder.Exec(
-            QStringLiteral(
-                "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (%1, '%2', '', '')")
-                .arg(list)
-                .arg(quoted));
-    }
+    testsupport::AddTypes(folder, names);
 }
 
 inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type, const QString& no,
@@ -163,38 +156,20 @@ inline bool AddPicture(testsupport::FileDialogStub& files, const QString& title,
 // Clicks a row of the picture list with the mouse.
 inline void ClickRow(ui::ListView* list, int row, bool twice = false)
 {
-    const QRect r = list->visualRect(list->Model()->index(row, 1));
-    if (twice) {
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
-        QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, r.center());
-    } else {
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
-    }
+    if (twice)
+        testsupport::DoubleClickListRow(list, row, 1);
+    else
+        testsupport::ClickListRow(list, row, 1);
 }
 
-inline QStringList Column(const ui::ListView* list, int column)
-{
-    QStringList values;
-    for (int row = 0; row < list->Model()->Count(); ++row) values << list->Model()->Text(row, column);
-    return values;
-}
+inline QStringList Column(const ui::ListView* list, int column) { return testsupport::ListColumn(list, column); }
 
-inline QByteArray Bytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+inline QByteArray Bytes(const QString& path) { return testsupport::ReadFile(path); }
 
 // Every row of a query as "a|b|c" texts: short to compare whole tables.
 inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql)
 {
-    QStringList out;
-    for (const QVariantList& row : folder.Rows(sql)) {
-        QStringList cells;
-        for (const QVariant& v : row) cells << (v.isNull() ? QStringLiteral("NULL") : v.toString());
-        out << cells.join(QLatin1Char('|'));
-    }
-    return out;
+    return testsupport::TableRows(folder, sql);
 }
 
 }  // namespace entrytest

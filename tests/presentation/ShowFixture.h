@@ -11,6 +11,7 @@
 #include <QPushButton>
 #include <QTest>
 
+#include "Seed.h"
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -50,21 +51,13 @@ public:
 inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name,
                     const QString& music)
 {
-    f.Exec(QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
-                          "Values (%1, %1, '%2', 't', '%3')")
-               .arg(typeId)
-               .arg(name, music));
+    testsupport::AddType(f, typeId, typeId, name, QStringLiteral("t"), music);
 }
 
 inline void AddHouse(const testsupport::ProgramFolder& f, qint64 id, const QString& name, const QString& no,
                      int floor, int typeId, const QString& intro = QStringLiteral("intro"))
 {
-    f.Exec(QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                          "Values (%1, '%2', '%3', '%4', %5, %6)")
-               .arg(id)
-               .arg(name, no, intro)
-               .arg(floor)
-               .arg(typeId));
+    testsupport::AddHouse(f, id, name, no, floor, typeId, intro);
 }
 
 inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int count)
@@ -81,11 +74,7 @@ inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int cou
 inline void AddPicture(const testsupport::ProgramFolder& f, qint64 houseId, int list, const QString& caption,
                        const QString& intro, const QString& file)
 {
-    f.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
-                          "Values (%1, '%2', '%3', '%4', %5)")
-               .arg(houseId)
-               .arg(caption, intro, file)
-               .arg(list));
+    testsupport::AddPictureRow(f, houseId, list, caption, intro, file);
 }
 
 // MPEG-1 Layer III, 128 kbit/s, 44.1 kHz, mono: frames of silence (empty side information), each
