@@ -1,6 +1,5 @@
 #include "Importer.h"
 
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -12,7 +11,7 @@
 
 #include "LegacyReader.h"
 #include "core/db/Connection.h"
-#include "core/db/TextCollation.h"
+#include "core/db/Statement.h"
 
 namespace legacy {
 
@@ -42,27 +41,47 @@ bool isPlainFileName(const QString& name)
 // (then it is treated as holding rows: better to ask for --replace than to lose something).
 bool catalogueHasRows(const QString& path)
 {
-    sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) !=
-        SQLITE_OK) {
-        sqlite3_close(handle);
-        return true;
-    }
-    bool rows = false;
+    db::Connection connection;
+    if (!connection.Open(path)) return true;
     for (const char* table : db::kTableNames) {
-        const QByteArray sql = QByteArray("SELECT EXISTS (SELECT 1 FROM ") + table + ")";
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK ||
-            sqlite3_step(stmt) != SQLITE_ROW || sqlite3_column_int(stmt, 0) != 0) {
-            rows = true;
-        }
-        sqlite3_finalize(stmt);
-        if (rows) break;
+        db::Statement exists;
+        if (!exists.Prepare(connection, QStringLiteral("SELECT EXISTS (SELECT 1 FROM %1)").arg(QLatin1String(table))) ||
+            !exists.Next() || exists.Column(0).toLongLong() != 0)
+            return true;
     }
-    sqlite3_close(handle);
-    return rows;
+    return false;
 }
 
+// Writes the rows of one table with their keys through one prepared statement.
+bool writeTable(db::Connection& connection, const Table& table, QString* error)
+{
+    QStringList names;
+    QStringList marks;
+    for (const ColumnLayout& c : table.layout.columns) {
+        names << c.name;
+        marks << QStringLiteral("?");
+    }
+    db::Statement insert;
+    if (!insert.Prepare(connection, QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                                        .arg(table.layout.name, names.join(QStringLiteral(", ")),
+                                             marks.join(QStringLiteral(", "))))) {
+        *error = QStringLiteral("cannot write %1: %2").arg(table.layout.name, connection.LastError());
+        return false;
+    }
+    for (const QVariantList& row : table.rows) {
+        for (int i = 0; i < row.size(); ++i) insert.Bind(i + 1, row[i]);
+        if (!insert.Exec()) {
+            *error = QStringLiteral("cannot write the row of %1 with %2 %3: %4")
+                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString(),
+                              connection.LastError());
+            return false;
+        }
+    }
+    return true;
+}
+
+// A new catalogue at path holding the rows read, in one transaction. The data layer opens it with
+// the program's collation, so its indexes are ordered as the program orders them.
 bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error)
 {
     QString createError;
@@ -70,68 +89,27 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
         *error = QStringLiteral("cannot make a new catalogue at %1: %2").arg(path, createError);
         return false;
     }
-    sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
-        SQLITE_OK) {
-        *error = QStringLiteral("cannot open the new catalogue %1: %2")
-                     .arg(path, QString::fromUtf8(sqlite3_errmsg(handle)));
-        sqlite3_close(handle);
+    db::Connection connection;
+    if (!connection.Open(path)) {
+        *error = QStringLiteral("cannot open the new catalogue %1: %2").arg(path, connection.LastError());
         return false;
     }
-    // The new catalogue's indexes are ordered by the program's collation.
-    db::RegisterTextCollation(handle);
-    auto fail = [&](const QString& what) {
-        *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
-        sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
-        sqlite3_close(handle);
+    if (!connection.BeginTrans()) {
+        *error = QStringLiteral("cannot write: %1").arg(connection.LastError());
         return false;
-    };
-    if (sqlite3_exec(handle, "BEGIN", nullptr, nullptr, nullptr) != SQLITE_OK) return fail("cannot write");
+    }
     for (const Table& table : catalogue.tables) {
-        QStringList names;
-        QStringList marks;
-        for (const ColumnLayout& c : table.layout.columns) {
-            names << c.name;
-            marks << QStringLiteral("?");
+        if (!writeTable(connection, table, error)) {
+            connection.RollbackTrans();
+            return false;
         }
-        const QByteArray sql =
-            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                .arg(table.layout.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
-                .toUtf8();
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK)
-            return fail(QStringLiteral("cannot write %1").arg(table.layout.name));
-        for (const QVariantList& row : table.rows) {
-            sqlite3_reset(stmt);
-            for (int i = 0; i < row.size(); ++i) {
-                const QVariant& v = row[i];
-                if (v.isNull()) {
-                    sqlite3_bind_null(stmt, i + 1);
-                } else if (v.typeId() == QMetaType::LongLong) {
-                    sqlite3_bind_int64(stmt, i + 1, v.toLongLong());
-                } else {
-                    const QByteArray text = v.toString().toUtf8();
-                    sqlite3_bind_text(stmt, i + 1, text.constData(), text.size(), SQLITE_TRANSIENT);
-                }
-            }
-            if (sqlite3_step(stmt) != SQLITE_DONE) {
-                const QString what = QStringLiteral("cannot write the row of %1 with %2 %3")
-                                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString());
-                *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
-                sqlite3_finalize(stmt);
-                sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
-                sqlite3_close(handle);
-                return false;
-            }
-        }
-        sqlite3_finalize(stmt);
     }
-    if (sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
-        return fail("cannot finish writing");
-    if (sqlite3_close(handle) != SQLITE_OK) {
-        *error = QStringLiteral("cannot close the new catalogue");
+    if (!connection.CommitTrans()) {
+        *error = QStringLiteral("cannot finish writing: %1").arg(connection.LastError());
+        connection.RollbackTrans();
         return false;
     }
+    connection.Close();
     return true;
 }
 
