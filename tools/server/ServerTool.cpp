@@ -1,17 +1,17 @@
 #include "ServerTool.h"
 
-#include <sqlite3.h>
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 
 #include "core/db/Connection.h"
+#include "core/db/KeyCounter.h"
 #include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
 #include "core/db/ServerCatalogue.h"
 #include "core/db/ServerFiles.h"
+#include "core/db/Statement.h"
 
 namespace servertool {
 
@@ -43,17 +43,6 @@ qint64 serverNumber(db::PgSession* server, const QString& sql, bool* ok)
     db::PgRows rows;
     *ok = server->ExecuteNative(sql, &rows) && rows.rowCount == 1;
     return *ok ? rows.cells.front().toLongLong() : 0;
-}
-
-qint64 localNumber(sqlite3* handle, const QString& sql)
-{
-    sqlite3_stmt* stmt = nullptr;
-    qint64 value = 0;
-    if (sqlite3_prepare_v2(handle, sql.toUtf8().constData(), -1, &stmt, nullptr) == SQLITE_OK &&
-        sqlite3_step(stmt) == SQLITE_ROW)
-        value = sqlite3_column_int64(stmt, 0);
-    sqlite3_finalize(stmt);
-    return value;
 }
 
 QStringList mediaFiles(const QString& programFolder, const char* folder)
@@ -93,11 +82,7 @@ bool uploadTable(db::Connection& local, db::PgSession* server, const QString& ta
     }
     if (!flush()) return false;
     // The server's key counter continues where House.db's stood, so a deleted key stays unused.
-    const qint64 last =
-        qMax(localNumber(local.Handle(), QStringLiteral("Select seq From sqlite_sequence "
-                                                        "Where name = '%1'")
-                                             .arg(table)),
-             localNumber(local.Handle(), QStringLiteral("Select max(%1) From %2").arg(key, table)));
+    const qint64 last = qMax<qint64>(db::LastKey(local, table), 0);
     *what = QStringLiteral("cannot set the key counter of %1").arg(table);
     return server->ExecuteNative(QStringLiteral("SELECT setval(pg_get_serial_sequence('%1', '%2'), %3, %4)")
                                      .arg(table, key)
@@ -145,8 +130,10 @@ bool checkDownloadTarget(const QString& programFolder, const QString& databasePa
 
 // Writes one server table into House.db with its keys, then moves House.db's key counter to
 // where the server's stood.
-bool downloadTable(sqlite3* handle, db::PgSession* server, const QString& table, qint64* count, QString* what)
+bool downloadTable(db::Connection& local, db::Connection& remote, const QString& table, qint64* count,
+                   QString* what)
 {
+    db::PgSession* server = remote.Server();
     const QString key = server->KeyColumn(table);
     db::PgRows rows;
     if (!server->ExecuteNative(QStringLiteral("SELECT * FROM %1 ORDER BY %2").arg(table, key), &rows)) {
@@ -155,54 +142,25 @@ bool downloadTable(sqlite3* handle, db::PgSession* server, const QString& table,
     }
     QStringList marks;
     for (int i = 0; i < rows.names.size(); ++i) marks << QStringLiteral("?");
-    const QByteArray sql = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                               .arg(table, rows.names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
-                               .toUtf8();
-    sqlite3_stmt* insert = nullptr;
-    if (sqlite3_prepare_v2(handle, sql.constData(), -1, &insert, nullptr) != SQLITE_OK) {
-        *what = QStringLiteral("cannot write %1: %2").arg(table, QString::fromUtf8(sqlite3_errmsg(handle)));
+    db::Statement insert;
+    if (!insert.Prepare(local, QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                                   .arg(table, rows.names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", "))))) {
+        *what = QStringLiteral("cannot write %1: %2").arg(table, local.LastError());
         return false;
     }
     const int width = int(rows.names.size());
-    bool inserted = true;
-    for (int r = 0; r < rows.rowCount && inserted; ++r) {
-        sqlite3_reset(insert);
-        for (int c = 0; c < width; ++c) {
-            const QVariant& v = rows.cells[size_t(r) * width + c];
-            if (v.isNull()) {
-                sqlite3_bind_null(insert, c + 1);
-            } else if (v.typeId() == QMetaType::LongLong) {
-                sqlite3_bind_int64(insert, c + 1, v.toLongLong());
-            } else {
-                const QByteArray text = v.toString().toUtf8();
-                sqlite3_bind_text(insert, c + 1, text.constData(), int(text.size()), SQLITE_TRANSIENT);
-            }
-        }
-        inserted = sqlite3_step(insert) == SQLITE_DONE;
-    }
-    sqlite3_finalize(insert);
-    if (!inserted) {
-        *what = QStringLiteral("cannot write %1: %2").arg(table, QString::fromUtf8(sqlite3_errmsg(handle)));
-        return false;
-    }
-    // House.db's key counter continues where the server's stood.
-    bool ok = false;
-    const qint64 last = serverNumber(server,
-                                     QStringLiteral("SELECT coalesce(pg_sequence_last_value(pg_get_serial_sequence('%1', "
-                                                    "'%2')::regclass), 0)")
-                                         .arg(table, key),
-                                     &ok);
-    if (ok && last > 0) {
-        const QString seq = QStringLiteral(
-                                "INSERT INTO sqlite_sequence (name, seq) SELECT '%1', 0 WHERE NOT EXISTS "
-                                "(SELECT 1 FROM sqlite_sequence WHERE name = '%1'); "
-                                "UPDATE sqlite_sequence SET seq = max(seq, %2) WHERE name = '%1';")
-                                .arg(table)
-                                .arg(last);
-        if (sqlite3_exec(handle, seq.toUtf8().constData(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-            *what = QStringLiteral("cannot set the key counter of %1").arg(table);
+    for (int r = 0; r < rows.rowCount; ++r) {
+        for (int c = 0; c < width; ++c) insert.Bind(c + 1, rows.cells[size_t(r) * width + c]);
+        if (!insert.Exec()) {
+            *what = QStringLiteral("cannot write %1: %2").arg(table, local.LastError());
             return false;
         }
+    }
+    // House.db's key counter continues where the server's stood.
+    const qint64 last = db::LastKey(remote, table);
+    if (last > 0 && !db::RaiseLastKey(local, table, last)) {
+        *what = QStringLiteral("cannot set the key counter of %1").arg(table);
+        return false;
     }
     *count = rows.rowCount;
     return true;
@@ -332,7 +290,7 @@ Result Download(const QString& uri, const QString& programFolder)
         for (const char* name : db::kTableNames) {
             const QString table = QLatin1String(name);
             qint64 count = 0;
-            if (!downloadTable(local.Handle(), server, table, &count, &what)) return fail(what);
+            if (!downloadTable(local, remote, table, &count, &what)) return fail(what);
             result.report << QStringLiteral("%1: %2 rows").arg(table, -15).arg(count);
         }
         for (const char* folder : kMediaFolders) {
