@@ -1,7 +1,6 @@
 // tavrelo-backup create: the catalogue copy, the files, the manifest, in one archive.
 #include <archive.h>
 #include <archive_entry.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -15,6 +14,7 @@
 #include <QThread>
 
 #include "ArchiveIO.h"
+#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
 
@@ -30,77 +30,15 @@ constexpr int kBlock = 1 << 20;
 // How long the copy waits for a save of the program to finish before giving up.
 constexpr int kBusyWaitMs = 60000;
 
-QString sqliteError(sqlite3* handle)
-{
-    return handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QStringLiteral("out of memory");
-}
-
 // The online backup API copies every page inside one read transaction when asked for all pages
 // at once. A save of the program waits (its busy timeout) until the copy is done, and the copy
 // waits while a save holds the file, so the copy is the catalogue between two saves. The copy
 // goes into memory, which keeps the program's saves waiting the shortest time (0.10 to 0.23 s for
-// 100,000 houses here), and is then taken out as the bytes of a database file.
+// 100,000 houses here).
 bool snapshotCatalogue(const QString& source, QByteArray* image, QList<QPair<QString, qint64>>* tables,
                        qint64* heldMs, QString* error)
 {
-    // Read-write, as the program opens it: a save that a crash interrupted left a hot journal,
-    // and only a writer may roll it back (a file we may not write is opened read-only anyway).
-    sqlite3* from = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(source).constData(), &from, SQLITE_OPEN_READWRITE, nullptr) !=
-        SQLITE_OK) {
-        *error = QStringLiteral("cannot open %1: %2").arg(source, sqliteError(from));
-        sqlite3_close(from);
-        return false;
-    }
-    sqlite3_busy_timeout(from, kBusyWaitMs);
-    if (!CountRows(from, tables, error)) {
-        *error = QStringLiteral("%1 is not a Tavrelo catalogue: %2").arg(source, *error);
-        sqlite3_close(from);
-        return false;
-    }
-    sqlite3* to = nullptr;
-    if (sqlite3_open(":memory:", &to) != SQLITE_OK) {
-        *error = QStringLiteral("cannot copy the catalogue: %1").arg(sqliteError(to));
-        sqlite3_close(to);
-        sqlite3_close(from);
-        return false;
-    }
-    bool done = false;
-    QElapsedTimer held;
-    for (int waited = 0; !done && waited <= kBusyWaitMs; waited += 50) {
-        sqlite3_backup* copy = sqlite3_backup_init(to, "main", from, "main");
-        if (!copy) break;
-        held.start();
-        const int rc = sqlite3_backup_step(copy, -1);
-        sqlite3_backup_finish(copy);
-        *heldMs = held.elapsed();
-        if (rc == SQLITE_DONE) {
-            done = true;
-        } else if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED) {
-            QThread::msleep(50);
-        } else {
-            break;
-        }
-    }
-    sqlite3_close(from);
-    if (!done) {
-        *error = QStringLiteral("cannot copy the catalogue %1: %2").arg(source, sqliteError(to));
-        sqlite3_close(to);
-        return false;
-    }
-    // The rows counted are the copy's, not the file's of a moment before.
-    done = CountRows(to, tables, error);
-    sqlite3_int64 size = 0;
-    unsigned char* bytes = done ? sqlite3_serialize(to, "main", &size, 0) : nullptr;
-    if (bytes) {
-        *image = QByteArray(reinterpret_cast<const char*>(bytes), qsizetype(size));
-        sqlite3_free(bytes);
-    } else if (done) {
-        *error = QStringLiteral("out of memory while copying the catalogue");
-        done = false;
-    }
-    sqlite3_close(to);
-    return done;
+    return db::SnapshotCatalogueFile(source, kBusyWaitMs, image, tables, heldMs, error);
 }
 
 struct Source {

@@ -1,5 +1,4 @@
 // tavrelo-backup verify and restore.
-#include <sqlite3.h>
 #include <stdio.h>
 
 #include <QCoreApplication>
@@ -10,7 +9,7 @@
 #include <QTemporaryFile>
 
 #include "ArchiveIO.h"
-#include "core/db/TextCollation.h"
+#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
 
@@ -86,22 +85,12 @@ bool verifyArchive(const QString& archivePath, const QString& scratch, const Pro
 // What a catalogue file holds: 1 rows, 0 none, -1 cannot be read as a catalogue.
 int catalogueState(const QString& path)
 {
-    sqlite3* handle = nullptr;
-    int state = -1;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) ==
-        SQLITE_OK) {
-        db::RegisterTextCollation(handle);
-        sqlite3_busy_timeout(handle, 5000);
-        QList<QPair<QString, qint64>> tables;
-        QString error;
-        if (CountRows(handle, &tables, &error)) {
-            state = 0;
-            for (const auto& t : tables)
-                if (t.second > 0) state = 1;
-        }
-    }
-    sqlite3_close(handle);
-    return state;
+    db::TableRows tables;
+    QString error;
+    if (!db::CountFileRows(path, &tables, &error)) return -1;
+    for (const auto& t : tables)
+        if (t.second > 0) return 1;
+    return 0;
 }
 
 bool isEmptyFolder(const QString& path)
