@@ -10,6 +10,7 @@
 #include <QMdiSubWindow>
 #include <QPushButton>
 #include <QTest>
+#include <memory>
 
 #include "Seed.h"
 #include "TestSupport.h"
@@ -46,6 +47,32 @@ public:
         return qobject_cast<frmHouseShow*>(Forms::Show(QStringLiteral("frmHouseShow")));
     }
     QMdiArea area;
+};
+
+// What every presentation test starts from and drops again: a fresh program folder, message
+// boxes answered and recorded, and the frame. A test class inherits it and calls Start in init()
+// and Stop in cleanup().
+class Session {
+protected:
+    std::unique_ptr<testsupport::ProgramFolder> folder;
+    std::unique_ptr<testsupport::MsgBoxRecorder> messages;
+    std::unique_ptr<Frame> frame;
+
+    // musicOff: 1 keeps the tunes quiet for tests that are not about them.
+    void Start(int musicOff)
+    {
+        folder = std::make_unique<testsupport::ProgramFolder>();
+        messages = std::make_unique<testsupport::MsgBoxRecorder>();
+        frame = std::make_unique<Frame>();
+        mdlHouse::MusicOff = musicOff;
+    }
+    void Stop()
+    {
+        frame.reset();
+        messages.reset();
+        folder.reset();
+        mdlHouse::MusicOff = 0;
+    }
 };
 
 inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name,
