@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -130,12 +131,34 @@ QString SourceDir()
     return root.isEmpty() ? QString() : root + QStringLiteral("/src");
 }
 
+// The stores' own libraries. Outside src/core/db only these folders may include them, each for
+// its reason.
+const QStringList kStoreHeaders = {QStringLiteral("sqlite3.h"), QStringLiteral("libpq-fe.h")};
+const QList<QPair<QString, QString>> kStoreHeaderUsers = {
+    {QStringLiteral("core/db/"), QStringLiteral("the data layer itself")},
+    {QStringLiteral("tools/bench/"),
+     QStringLiteral("the benchmark's floor runs the same statements through SQLite and libpq alone")},
+};
+
+// What is wrong with a file under src/ or tools/ including a store's library, or "".
+QString StoreViolation(const Include& inc)
+{
+    if (inc.quoted || !kStoreHeaders.contains(inc.target)) return QString();
+    for (const auto& user : kStoreHeaderUsers)
+        if (inc.file.startsWith(user.first)) return QString();
+    return QStringLiteral("%1:%2 includes <%3> — SQLite and PostgreSQL are reached through the data layer")
+        .arg(inc.file)
+        .arg(inc.line)
+        .arg(inc.target);
+}
+
 }  // namespace
 
 class tst_layering : public QObject {
     Q_OBJECT
 
     QList<Include> includes;
+    QList<Include> toolIncludes;  // tools/, with paths starting "tools/"
     int files = 0;
 
 private slots:
@@ -152,6 +175,15 @@ private slots:
             QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(path));
             includes += IncludesOf(QDir(src).relativeFilePath(path), file.readAll());
             ++files;
+        }
+        const QString root = QFileInfo(src).path();
+        QDirIterator tools(root + QStringLiteral("/tools"), {QStringLiteral("*.h"), QStringLiteral("*.cpp")},
+                           QDir::Files, QDirIterator::Subdirectories);
+        while (tools.hasNext()) {
+            const QString path = tools.next();
+            QFile file(path);
+            QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(path));
+            toolIncludes += IncludesOf(QDir(root).relativeFilePath(path), file.readAll());
         }
     }
 
@@ -202,6 +234,30 @@ private slots:
         QFETCH(bool, wrong);
         const QString violation = Violation({file, 1, target, quoted});
         QCOMPARE(!violation.isEmpty(), wrong);
+    }
+
+    void storeRuleCatchesViolations()
+    {
+        QVERIFY(!StoreViolation({QStringLiteral("tools/import/Importer.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+                     .isEmpty());
+        QVERIFY(!StoreViolation({QStringLiteral("catalogue/HouseQuery.cpp"), 3, QStringLiteral("libpq-fe.h"), false})
+                     .isEmpty());
+        QVERIFY(StoreViolation({QStringLiteral("core/db/Statement.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+                    .isEmpty());
+        QVERIFY(StoreViolation({QStringLiteral("tools/bench/Floor.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+                    .isEmpty());
+    }
+
+    // Only the data layer (and the benchmark's floor) include SQLite's and libpq's headers.
+    void storesAreReachedThroughTheDataLayer()
+    {
+        QVERIFY(toolIncludes.size() > 50);
+        QStringList violations;
+        for (const Include& inc : includes + toolIncludes) {
+            const QString v = StoreViolation(inc);
+            if (!v.isEmpty()) violations << v;
+        }
+        if (!violations.isEmpty()) QFAIL(qPrintable(QLatin1Char('\n') + violations.join(QLatin1Char('\n'))));
     }
 
     // Every allowed feature-to-feature include names two features and gives a reason.
