@@ -10,6 +10,7 @@
 #include "TestSupport.h"
 #include "catalogue/frmHouseList.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/WindowCalls.h"
