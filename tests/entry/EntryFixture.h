@@ -115,10 +115,7 @@ inline frmHouseInput* OpenFromCatalogue(int mode)
 }
 
 // Adds the types 1..n in position order.
-inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names)
-{
-    testsupport::AddTypes(folder, names);
-}
+using testsupport::AddTypes;
 
 inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type, const QString& no,
                       const QString& floor)
