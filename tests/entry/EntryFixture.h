@@ -21,6 +21,7 @@
 #include "core/ui/ListView.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "windows/RegisterWindows.h"
 
 namespace entrytest {
 
@@ -71,11 +72,8 @@ inline bool Type(QObject* root, const QString& name, const QString& text)
     return false;
 }
 
-inline void RegisterWindows()
-{
-    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
-    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
-}
+// Every window, as the program registers them (a test may register a stand-in over one after).
+inline void RegisterWindows() { windows::RegisterWindows(); }
 
 inline void CloseWindows()
 {

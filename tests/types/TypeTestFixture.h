@@ -22,14 +22,12 @@
 #include "core/ui/MediaControl.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
+#include "windows/RegisterWindows.h"
 
 namespace typetest {
 
-inline void RegisterWindows()
-{
-    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
-    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
-}
+// Every window, as the program registers them.
+inline void RegisterWindows() { windows::RegisterWindows(); }
 
 inline frmHouseType* OpenTypes()
 {
