@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "Lists.h"
+#include "MdiFrame.h"
 #include "Seed.h"
 #include "TestSupport.h"
 #include "catalogue/frmHouseList.h"
@@ -22,27 +23,15 @@
 namespace cataloguetest {
 
 // An MDI area that holds the windows for one test, with the catalogue registered.
-class Frame {
+// An active window, so that focus moves can be seen.
+class Frame : public testsupport::MdiFrame {
 public:
-    Frame() {
-        area.resize(1300, 800);
-        area.show();
-        // An active window, so that focus moves can be seen.
-        area.activateWindow();
-        if (!QTest::qWaitForWindowActive(&area)) qWarning("the test frame did not become active");
-        Forms::SetMdiArea(&area);
+    Frame() : MdiFrame(1300, 800, true) {
         Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
-    }
-    ~Frame() {
-        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        Forms::SetMdiArea(nullptr);
     }
     frmHouseList* OpenList() {
         return qobject_cast<frmHouseList*>(Forms::Show(QStringLiteral("frmHouseList")));
     }
-
-    QMdiArea area;
 };
 
 // Types 1 "公寓" and 2 "别墅" (in list order 1, 2), and houses with chosen keys.

@@ -12,6 +12,7 @@
 #include <QTest>
 #include <memory>
 
+#include "MdiFrame.h"
 #include "Seed.h"
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
@@ -23,20 +24,11 @@
 
 namespace showtest {
 
-class Frame {
+class Frame : public testsupport::MdiFrame {
 public:
-    Frame()
+    Frame() : MdiFrame(1360, 880)
     {
-        area.resize(1360, 880);
-        area.show();
-        Forms::SetMdiArea(&area);
         Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
-    }
-    ~Frame()
-    {
-        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        Forms::SetMdiArea(nullptr);
     }
     // Opens the presentation the way the catalogue does: unload, set the house, show anew.
     frmHouseShow* Open(qint32 houseId)
@@ -46,7 +38,6 @@ public:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         return qobject_cast<frmHouseShow*>(Forms::Show(QStringLiteral("frmHouseShow")));
     }
-    QMdiArea area;
 };
 
 // What every presentation test starts from and drops again: a fresh program folder, message

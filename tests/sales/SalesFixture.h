@@ -12,6 +12,7 @@
 #include <QTest>
 #include <QTimer>
 
+#include "MdiFrame.h"
 #include "Seed.h"
 #include "TestSupport.h"
 #include "core/ui/Forms.h"
@@ -22,22 +23,13 @@
 
 namespace salestest {
 
-class Frame {
+class Frame : public testsupport::MdiFrame {
 public:
-    Frame()
+    Frame() : MdiFrame(1300, 800)
     {
-        area.resize(1300, 800);
-        area.show();
-        Forms::SetMdiArea(&area);
         Forms::Register(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
         Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
         Forms::Register(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
-    }
-    ~Frame()
-    {
-        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        Forms::SetMdiArea(nullptr);
     }
     frmSalesBoard* OpenBoard()
     {
@@ -45,7 +37,6 @@ public:
         QCoreApplication::processEvents();
         return w;
     }
-    QMdiArea area;
 };
 
 inline bool Exec(const testsupport::ProgramFolder& folder, const QString& sql)
