@@ -7,7 +7,7 @@
 
 #include "core/BrowserSandbox.h"
 #include "core/Folders.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/LoginDialog.h"

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
-#include "core/PriceListExport.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -51,14 +50,11 @@ frmHouseList::frmHouseList() {
 }
 
 void frmHouseList::setupControls() {
-    auto label = [this](QWidget* parent, const char* name, const QString& caption) {
-        auto* l = new QLabel(caption, parent);
-        l->setObjectName(QLatin1String(name));
-        return l;
+    auto label = [](QWidget* parent, const char* name, const QString& caption) {
+        return ui::MakeNamed<QLabel>(parent, name, caption);
     };
     auto combo = [](QWidget* parent, const char* name) {
-        auto* c = new QComboBox(parent);
-        c->setObjectName(QLatin1String(name));
+        auto* c = ui::MakeNamed<QComboBox>(parent, name);
         c->setEditable(true);
         // Typed text is the criterion as it stands: never completed, never added to the list.
         c->setInsertPolicy(QComboBox::NoInsert);
@@ -66,9 +62,8 @@ void frmHouseList::setupControls() {
         c->setMaxVisibleItems(20);
         return c;
     };
-    auto button = [this](const char* name, const QString& caption, QWidget* parent) {
-        auto* b = new QPushButton(caption, parent);
-        b->setObjectName(QLatin1String(name));
+    auto button = [](const char* name, const QString& caption, QWidget* parent) {
+        auto* b = ui::MakeNamed<QPushButton>(parent, name, caption);
         b->setAutoDefault(false);
         return b;
     };
@@ -299,10 +294,10 @@ void frmHouseList::cmdShow_Click() {
 }
 
 void frmHouseList::cmdEdit_Click() {
-    if (GetSelectedHouse() != 0) OpenEntry(1);
+    if (GetSelectedHouse() != 0) OpenEntry(ui::InputMode::Edit);
 }
 
-void frmHouseList::cmdAddNew_Click() { OpenEntry(0); }
+void frmHouseList::cmdAddNew_Click() { OpenEntry(ui::InputMode::Add); }
 
 void frmHouseList::cmdDelete_Click() {
     if (GetSelectedHouse() == 0) return;
@@ -330,10 +325,9 @@ void frmHouseList::OpenPresentation() {
     Forms::Show(QStringLiteral("frmHouseShow"));
 }
 
-void frmHouseList::OpenEntry(int mode) {
-    // The wizard is reached by name only; it takes the mode through its StartInput.
-    QWidget* w = Forms::Show(QStringLiteral("frmHouseInput"));
-    if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
+void frmHouseList::OpenEntry(ui::InputMode mode) {
+    // The wizard takes the mode through its StartInput.
+    if (ui::HouseInputCalls* wizard = ui::ShowHouseInput()) wizard->StartInput(mode);
 }
 
 void frmHouseList::DeleteHouse() {
@@ -360,7 +354,7 @@ void frmHouseList::ExportList() {
         qint32 key = 0;
         if (db::ToLong(row.value(0), &key)) houses.insert(key);
     }
-    pricelist::ExportWithDialog(this, &houses);
+    ui::ExportPriceList(this, &houses);
 }
 
 void frmHouseList::Resized() {

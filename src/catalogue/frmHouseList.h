@@ -3,6 +3,7 @@
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
 #include "core/ui/Form.h"
+#include "core/ui/WindowCalls.h"
 
 class QAction;
 class QComboBox;
@@ -16,7 +17,7 @@ class ListView;
 
 // The catalogue: every house in a report list, narrowed by up to six query boxes, and the place
 // from which a house is shown, added, edited or deleted.
-class frmHouseList : public ui::Form {
+class frmHouseList : public ui::Form, public ui::HouseListCalls {
     Q_OBJECT
 public:
     frmHouseList();
@@ -26,7 +27,7 @@ public:
 
     // Rebuilds the whole window from the database and the stored query (if any). The entry wizard
     // calls it after a save so that the list shows what was stored.
-    Q_INVOKABLE void StartList();
+    void StartList() override;
 
     // The stored query: empty while every house is listed.
     QString QuerySql() const { return querySql_; }
@@ -74,7 +75,7 @@ private:
 
     qint32 GetSelectedHouse();
     void OpenPresentation();
-    void OpenEntry(int mode);
+    void OpenEntry(ui::InputMode mode);
     void DeleteHouse();
     void ExportList();
 

@@ -7,7 +7,6 @@
 #include <QPlainTextEdit>
 #include <QTextEdit>
 
-#include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/ServerLogin.h"
@@ -18,39 +17,6 @@ namespace mdlHouse {
 
 qint32 CurrentHouseID = 0;
 qint32 MusicOff = 0;
-
-namespace {
-QString& folderOverride()
-{
-    static QString folder;
-    return folder;
-}
-
-// The default is looked up once: the rule reads the file system, and windows ask for the folder
-// on every path they build.
-const QString& defaultFolder()
-{
-    static const QString folder = folders::DefaultProgramFolder();
-    return folder;
-}
-}  // namespace
-
-QString ProgramFolder()
-{
-    QString folder = folderOverride().isEmpty() ? defaultFolder() : folderOverride();
-    while (folder.size() > 1 && folder.endsWith(QLatin1Char('/'))) folder.chop(1);
-    return folder;
-}
-
-void SetProgramFolder(const QString& folder)
-{
-    folderOverride() = folder;
-}
-
-QString ProgramPath(const QString& suffix)
-{
-    return ProgramFolder() + suffix;
-}
 
 QString DatabasePath()
 {

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include "core/Program.h"
+
 class QWidget;
 
 namespace db {
@@ -11,19 +13,15 @@ class Connection;
 // The shared module: the program-wide values and the routines every window uses.
 namespace mdlHouse {
 
-inline const QString kProgramTitle = QStringLiteral("Tavrelo");
+// The program's name and folder (core/Program.h), under the names the windows have always used.
+using program::kProgramTitle;
+using program::ProgramFolder;
+using program::ProgramPath;
+using program::SetProgramFolder;
 
 extern qint32 CurrentHouseID;  // the house last selected in the catalogue; 0 at start
 extern qint32 MusicOff;        // 1 while the presentation's music is switched off; 0 at start
 
-// The program folder, without a trailing separator (except "/" itself): the one the start chose
-// (SetProgramFolder), else folders::DefaultProgramFolder(), looked up once.
-QString ProgramFolder();
-// Tests and tools point the program at another folder; an empty folder restores the default.
-void SetProgramFolder(const QString& folder);
-
-// The program folder joined with a fixed suffix, as it stands (a root folder gives "//Images").
-QString ProgramPath(const QString& suffix);
 QString DatabasePath();  // ProgramPath("/House.db")
 
 // Opens the catalogue on the caller's connection. On failure shows the three-line connection

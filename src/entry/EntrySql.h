@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include "core/ImageNames.h"
+
 // The statements the entry wizard issues, built by concatenation exactly as the wizard always
 // has: values pasted in as they stand, text between single quotes without doubling a quote.
 namespace entry {
@@ -23,10 +25,8 @@ QString SqlHouseById(qint32 houseId);
 QString SqlDeleteContent(qint32 houseId);
 QString SqlDeleteImages(qint32 houseId);
 
-// What follows the last "." of a path, case kept. A path without a dot yields the whole path.
-QString ImageExtension(const QString& sourcePath);
-// "000012_0003.JPG": the padded house key, "_", the last four characters of "0000" + the
-// picture's number text, ".", the source's extension. Longer keys and numbers keep their tails.
-QString StoredImageName(qint64 houseId, const QString& numberText, const QString& sourcePath);
+// The pictures' names, by the rule the price-list import shares (core/ImageNames.h).
+using images::ImageExtension;
+using images::StoredImageName;
 
 }  // namespace entry

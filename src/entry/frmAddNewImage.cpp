@@ -11,7 +11,6 @@
 #include "core/ui/Twips.h"
 #include "entry/frmHouseInput.h"
 
-using ui::Px;
 
 namespace {
 
@@ -37,33 +36,17 @@ QString frmAddNewImage::ImageFilter()
 void frmAddNewImage::setupControls()
 {
     SetCaption(QStringLiteral("增加新的图片"));
-    auto label = [this](const char* name, const QString& text, int top) {
-        auto* l = new QLabel(text, this);
-        l->setObjectName(QString::fromLatin1(name));
-        l->setGeometry(Px(240), Px(top + 45), Px(1200), Px(300));
-        return l;
-    };
-    auto edit = [this](const char* name, int top, int width) {
-        auto* e = new QLineEdit(this);
-        e->setObjectName(QString::fromLatin1(name));
-        e->setGeometry(Px(1440), Px(top), Px(width), Px(360));
-        return e;
-    };
-    auto button = [this](const char* name, const QString& text, int left, int top) {
-        auto* b = new QPushButton(text, this);
-        b->setObjectName(QString::fromLatin1(name));
-        b->setGeometry(Px(left), Px(top), Px(1080), Px(375));
-        return b;
-    };
-    lblImageFile = label("lblImageFile", QStringLiteral("图片文件："), 240);
-    txtImageFile = edit("txtImageFile", 240, 3240);
-    cmdOpenImageFile = button("cmdOpenImageFile", QStringLiteral("浏览..."), 4800, 233);
-    lblImageCaption = label("lblImageCaption", QStringLiteral("图片标题："), 780);
-    txtImageCaption = edit("txtImageCaption", 780, 4440);
-    lblImageIntro = label("lblImageIntro", QStringLiteral("图片说明："), 1320);
-    txtImageIntro = edit("txtImageIntro", 1320, 4440);
-    cmdImageOK = button("cmdImageOK", QStringLiteral("确定"), 3600, 1980);
-    cmdImageCancel = button("cmdImageCancel", QStringLiteral("取消"), 4800, 1980);
+    // Labels stand 45 twips below their text box's top, so that their text lines up with it.
+    lblImageFile = ui::MakeControl<QLabel>(this, "lblImageFile", 240, 285, 1200, 300, QStringLiteral("图片文件："));
+    txtImageFile = ui::MakeControl<QLineEdit>(this, "txtImageFile", 1440, 240, 3240, 360);
+    cmdOpenImageFile =
+        ui::MakeControl<QPushButton>(this, "cmdOpenImageFile", 4800, 233, 1080, 375, QStringLiteral("浏览..."));
+    lblImageCaption = ui::MakeControl<QLabel>(this, "lblImageCaption", 240, 825, 1200, 300, QStringLiteral("图片标题："));
+    txtImageCaption = ui::MakeControl<QLineEdit>(this, "txtImageCaption", 1440, 780, 4440, 360);
+    lblImageIntro = ui::MakeControl<QLabel>(this, "lblImageIntro", 240, 1365, 1200, 300, QStringLiteral("图片说明："));
+    txtImageIntro = ui::MakeControl<QLineEdit>(this, "txtImageIntro", 1440, 1320, 4440, 360);
+    cmdImageOK = ui::MakeControl<QPushButton>(this, "cmdImageOK", 3600, 1980, 1080, 375, QStringLiteral("确定"));
+    cmdImageCancel = ui::MakeControl<QPushButton>(this, "cmdImageCancel", 4800, 1980, 1080, 375, QStringLiteral("取消"));
 
     connect(cmdOpenImageFile, &QPushButton::clicked, this, [this] { cmdOpenImageFile_Click(); });
     connect(cmdImageOK, &QPushButton::clicked, this, [this] { cmdImageOK_Click(); });

@@ -28,26 +28,11 @@ namespace {
 // name typed as a prefix of another must stay as typed) and never add it to them.
 QComboBox* makeDropDown(QWidget* parent, const char* name)
 {
-    auto* box = new QComboBox(parent);
-    box->setObjectName(QString::fromLatin1(name));
+    auto* box = ui::MakeNamed<QComboBox>(parent, name);
     box->setEditable(true);
     box->setInsertPolicy(QComboBox::NoInsert);
     box->setCompleter(nullptr);
     return box;
-}
-
-QLabel* makeLabel(QWidget* parent, const char* name, const QString& text)
-{
-    auto* label = new QLabel(text, parent);
-    label->setObjectName(QString::fromLatin1(name));
-    return label;
-}
-
-QPushButton* makeButton(QWidget* parent, const char* name, const QString& text)
-{
-    auto* button = new QPushButton(text, parent);
-    button->setObjectName(QString::fromLatin1(name));
-    return button;
 }
 
 // The description box shows Qt's line feeds; the stored text keeps the CR LF line ends that the
@@ -114,7 +99,15 @@ frmHouseInput::frmHouseInput()
 void frmHouseInput::setupControls()
 {
     SetCaption(QStringLiteral("录入资料"));
+    setupPage1();
+    setupPage2();
+    connectControls();
+    setupImageColumns();
+}
 
+// Page 1: the house's own fields, the hidden design row of the attribute rows, the buttons.
+void frmHouseInput::setupPage1()
+{
     Frame1 = new QWidget(this);
     Frame1->setObjectName(QStringLiteral("Frame1"));
     rowsArea = new QScrollArea(Frame1);
@@ -125,19 +118,19 @@ void frmHouseInput::setupControls()
     page1->setObjectName(QStringLiteral("page1"));
     rowsArea->setWidget(page1);
 
-    lblHouseName = makeLabel(page1, "lblHouseName", QStringLiteral("名称："));
+    lblHouseName = ui::MakeNamed<QLabel>(page1, "lblHouseName", QStringLiteral("名称："));
     cmbHouseName = makeDropDown(page1, "cmbHouseName");
-    lblHouseType = makeLabel(page1, "lblHouseType", QStringLiteral("类型："));
+    lblHouseType = ui::MakeNamed<QLabel>(page1, "lblHouseType", QStringLiteral("类型："));
     cmbHouseType = makeDropDown(page1, "cmbHouseType");
-    lblHouseNo = makeLabel(page1, "lblHouseNo", QStringLiteral("房间号："));
+    lblHouseNo = ui::MakeNamed<QLabel>(page1, "lblHouseNo", QStringLiteral("房间号："));
     cmbHouseNo = makeDropDown(page1, "cmbHouseNo");
-    lblHouseFloor = makeLabel(page1, "lblHouseFloor", QStringLiteral("楼层："));
+    lblHouseFloor = ui::MakeNamed<QLabel>(page1, "lblHouseFloor", QStringLiteral("楼层："));
     cmbHouseFloor = makeDropDown(page1, "cmbHouseFloor");
-    Label1 = makeLabel(page1, "Label1", QStringLiteral("说明："));
+    Label1 = ui::MakeNamed<QLabel>(page1, "Label1", QStringLiteral("说明："));
     txtHouseIntro = new QPlainTextEdit(page1);
     txtHouseIntro->setObjectName(QStringLiteral("txtHouseIntro"));
     txtHouseIntro->setTabChangesFocus(true);
-    lblCaption = makeLabel(page1, "lblCaption", QStringLiteral("其它属性："));
+    lblCaption = ui::MakeNamed<QLabel>(page1, "lblCaption", QStringLiteral("其它属性："));
 
     ui::PlaceTwips(lblHouseName, kLabelLeft, kFirstLineTop + kLabelDrop, kLabelWidth, kLabelHeight);
     ui::PlaceTwips(cmbHouseName, kFieldLeft, kFirstLineTop, kFieldWidth, kBoxHeight);
@@ -153,7 +146,7 @@ void frmHouseInput::setupControls()
 
     // The hidden design row, one pitch above the first attribute row.
     auto* captionTemplate = makeDropDown(page1, "cmbCaption");
-    auto* valueLabelTemplate = makeLabel(page1, "lblContent", QStringLiteral("值："));
+    auto* valueLabelTemplate = ui::MakeNamed<QLabel>(page1, "lblContent", QStringLiteral("值："));
     auto* contentTemplate = makeDropDown(page1, "cmbContent");
     ui::PlaceTwips(captionTemplate, kFieldLeft, kFirstRowTop - kRowPitch, kCaptionWidth, kBoxHeight);
     ui::PlaceTwips(valueLabelTemplate, kValueLabelLeft, kFirstRowTop - kRowPitch + kLabelDrop,
@@ -163,30 +156,37 @@ void frmHouseInput::setupControls()
     lblContent.SetTemplate(valueLabelTemplate);
     cmbContent.SetTemplate(contentTemplate);
 
-    cmdAddNewContent = makeButton(page1, "cmdAddNewContent", QStringLiteral("增加新的属性"));
-    cmdDeleteContent = makeButton(page1, "cmdDeleteContent", QStringLiteral("删除"));
-    cmdImage = makeButton(page1, "cmdImage", QStringLiteral("图片编辑"));
-    Command1 = makeButton(Frame1, "Command1", QStringLiteral("上一步"));
-    cmdNext = makeButton(Frame1, "cmdNext", QStringLiteral("下一步"));
-    cmdCancel = makeButton(Frame1, "cmdCancel", QStringLiteral("取消"));
+    cmdAddNewContent = ui::MakeNamed<QPushButton>(page1, "cmdAddNewContent", QStringLiteral("增加新的属性"));
+    cmdDeleteContent = ui::MakeNamed<QPushButton>(page1, "cmdDeleteContent", QStringLiteral("删除"));
+    cmdImage = ui::MakeNamed<QPushButton>(page1, "cmdImage", QStringLiteral("图片编辑"));
+    Command1 = ui::MakeNamed<QPushButton>(Frame1, "Command1", QStringLiteral("上一步"));
+    cmdNext = ui::MakeNamed<QPushButton>(Frame1, "cmdNext", QStringLiteral("下一步"));
+    cmdCancel = ui::MakeNamed<QPushButton>(Frame1, "cmdCancel", QStringLiteral("取消"));
     placeRowButtons();
+}
 
+// Page 2: the picture list with its preview and buttons.
+void frmHouseInput::setupPage2()
+{
     Frame2 = new QWidget(this);
     Frame2->setObjectName(QStringLiteral("Frame2"));
     lsvImage = new ui::ListView(Frame2);
     lsvImage->setObjectName(QStringLiteral("lsvImage"));
-    Label2 = makeLabel(Frame2, "Label2", QStringLiteral("图片预览"));
+    Label2 = ui::MakeNamed<QLabel>(Frame2, "Label2", QStringLiteral("图片预览"));
     WebImage = new ui::WebBrowser(Frame2);
     WebImage->setObjectName(QStringLiteral("WebImage"));
-    cmdAddNewImage = makeButton(Frame2, "cmdAddNewImage", QStringLiteral("新增"));
-    cmdEdit = makeButton(Frame2, "cmdEdit", QStringLiteral("编辑"));
-    cmdDeleteImage = makeButton(Frame2, "cmdDeleteImage", QStringLiteral("删除"));
-    cmdDeleteAllImage = makeButton(Frame2, "cmdDeleteAllImage", QStringLiteral("清空"));
-    cmdPrevious = makeButton(Frame2, "cmdPrevious", QStringLiteral("上一步"));
-    cmdFinish = makeButton(Frame2, "cmdFinish", QStringLiteral("完成"));
-    cmdCancel2 = makeButton(Frame2, "cmdCancel2", QStringLiteral("取消"));
+    cmdAddNewImage = ui::MakeNamed<QPushButton>(Frame2, "cmdAddNewImage", QStringLiteral("新增"));
+    cmdEdit = ui::MakeNamed<QPushButton>(Frame2, "cmdEdit", QStringLiteral("编辑"));
+    cmdDeleteImage = ui::MakeNamed<QPushButton>(Frame2, "cmdDeleteImage", QStringLiteral("删除"));
+    cmdDeleteAllImage = ui::MakeNamed<QPushButton>(Frame2, "cmdDeleteAllImage", QStringLiteral("清空"));
+    cmdPrevious = ui::MakeNamed<QPushButton>(Frame2, "cmdPrevious", QStringLiteral("上一步"));
+    cmdFinish = ui::MakeNamed<QPushButton>(Frame2, "cmdFinish", QStringLiteral("完成"));
+    cmdCancel2 = ui::MakeNamed<QPushButton>(Frame2, "cmdCancel2", QStringLiteral("取消"));
     Frame2->hide();
+}
 
+void frmHouseInput::connectControls()
+{
     connect(cmdNext, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
     connect(cmdImage, &QPushButton::clicked, this, [this] { cmdNext_Click(); });
     connect(cmdCancel, &QPushButton::clicked, this, [this] { UnloadForm(); });
@@ -219,7 +219,6 @@ void frmHouseInput::setupControls()
     connect(cmdEdit, &QPushButton::clicked, this, [this] { cmdEdit_Click(); });
     connect(cmdDeleteImage, &QPushButton::clicked, this, [this] { cmdDeleteImage_Click(); });
     connect(cmdDeleteAllImage, &QPushButton::clicked, this, [this] { cmdDeleteAllImage_Click(); });
-    setupImageColumns();
 }
 
 void frmHouseInput::Load()
@@ -228,7 +227,7 @@ void frmHouseInput::Load()
     sized_ = true;
     Resized();
     showPage(1);
-    StartInput(0);
+    StartInput(ui::InputMode::Add);
 }
 
 void frmHouseInput::Unload()
@@ -251,7 +250,7 @@ void frmHouseInput::showPage(int page)
     Frame2->setVisible(page != 1);
 }
 
-void frmHouseInput::StartInput(int mode)
+void frmHouseInput::StartInput(ui::InputMode mode)
 {
     inputMode_ = mode;
     currentPicture_ = 0;
@@ -268,7 +267,7 @@ void frmHouseInput::StartInput(int mode)
 
     fillDropDowns();
     holdRowLists_ = true;
-    if (mode == 1) loadHouse();
+    if (mode == ui::InputMode::Edit) loadHouse();
     while (cmbCaption.UBound() < 3) addContentRow();
     holdRowLists_ = false;
     rowListsHeld_ = false;
@@ -324,7 +323,7 @@ void frmHouseInput::cmdFinish_Click()
     cmdPrevious->setEnabled(false);
     cmdFinish->setEnabled(false);
     cmdCancel2->setEnabled(false);
-    if (inputMode_ == 0) {
+    if (inputMode_ == ui::InputMode::Add) {
         saveNewHouse();
     } else {
         saveEditedHouse();
@@ -333,11 +332,10 @@ void frmHouseInput::cmdFinish_Click()
     cmdFinish->setEnabled(true);
     cmdCancel2->setEnabled(true);
 
-    if (QWidget* list = Forms::Find(QStringLiteral("frmHouseList")))
-        QMetaObject::invokeMethod(list, "StartList");
+    if (ui::HouseListCalls* list = ui::OpenHouseList()) list->StartList();
 
-    if (inputMode_ == 0) {
-        StartInput(0);
+    if (inputMode_ == ui::InputMode::Add) {
+        StartInput(ui::InputMode::Add);
     } else {
         UnloadForm();
     }

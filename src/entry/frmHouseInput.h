@@ -7,6 +7,7 @@
 #include "core/db/Recordset.h"
 #include "core/ui/ControlArray.h"
 #include "core/ui/Form.h"
+#include "core/ui/WindowCalls.h"
 
 class QComboBox;
 class QLabel;
@@ -26,7 +27,7 @@ class WebBrowser;
 //
 // The class is split over three files: this window's pages, start and saves here; the attribute
 // rows in HouseInputRows.cpp; the picture list in HouseInputPictures.cpp.
-class frmHouseInput : public ui::Form {
+class frmHouseInput : public ui::Form, public ui::HouseInputCalls {
     Q_OBJECT
 public:
     frmHouseInput();
@@ -34,14 +35,16 @@ public:
     void Load() override;
     void Unload() override;
 
-    // 0 starts a new house, 1 edits the house mdlHouse::CurrentHouseID. Discards what the window
-    // holds without asking.
-    Q_INVOKABLE void StartInput(int mode);
+    // Add starts a new house, Edit edits the house mdlHouse::CurrentHouseID. Discards what the
+    // window holds without asking.
+    void StartInput(ui::InputMode mode) override;
+    // The same by the routine's numbers: 1 edits, anything else adds.
+    void StartInput(int mode) { StartInput(mode == 1 ? ui::InputMode::Edit : ui::InputMode::Add); }
     // The picture dialog hands a picture back through these two.
     Q_INVOKABLE void AddNewImage(const QString& title, const QString& description, const QString& filePath);
     Q_INVOKABLE void EditImage(const QString& title, const QString& description, const QString& filePath);
 
-    int InputMode() const { return inputMode_; }
+    int InputMode() const { return static_cast<int>(inputMode_); }
     int CurrentPictureNumber() const;
     int AttributeRowCount() const { return cmbCaption.UBound(); }
 
@@ -90,6 +93,9 @@ protected:
 
 private:
     void setupControls();
+    void setupPage1();
+    void setupPage2();
+    void connectControls();
     void showPage(int page);
     void fillDropDowns();
     void loadHouse();
@@ -132,7 +138,7 @@ private:
 
     db::Connection cn;
     db::Recordset rs;
-    int inputMode_ = 0;
+    ui::InputMode inputMode_ = ui::InputMode::Add;
     int currentPicture_ = 0;
     QVariant typeIdForSave_;
 };

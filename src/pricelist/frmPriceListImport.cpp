@@ -16,6 +16,7 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WindowCalls.h"
 
 using ui::Px;
 
@@ -42,15 +43,12 @@ frmPriceListImport::frmPriceListImport()
 void frmPriceListImport::setupControls()
 {
     auto button = [this](const char* name, const QString& caption) {
-        auto* b = new QPushButton(caption, this);
-        b->setObjectName(QLatin1String(name));
+        auto* b = ui::MakeNamed<QPushButton>(this, name, caption);
         b->setAutoDefault(false);
         return b;
     };
-    lblFile = new QLabel(QStringLiteral("价目表文件："), this);
-    lblFile->setObjectName(QStringLiteral("lblFile"));
-    txtFile = new QLineEdit(this);
-    txtFile->setObjectName(QStringLiteral("txtFile"));
+    lblFile = ui::MakeNamed<QLabel>(this, "lblFile", QStringLiteral("价目表文件："));
+    txtFile = ui::MakeNamed<QLineEdit>(this, "txtFile");
     txtFile->setReadOnly(true);
     cmdBrowse = button("cmdBrowse", QStringLiteral("浏览..."));
     chkCreateTypes = new QCheckBox(QStringLiteral("创建缺少的类型"), this);
@@ -254,8 +252,7 @@ void frmPriceListImport::cmdImport_Click()
                              .arg(result.picturesCopied);
     lblSummary->setText(done);
     // The catalogue, when open, shows what was stored.
-    if (QWidget* list = Forms::Find(QStringLiteral("frmHouseList")))
-        QMetaObject::invokeMethod(list, "StartList");
+    if (ui::HouseListCalls* list = ui::OpenHouseList()) list->StartList();
     ui::MsgBox(done);
 }
 

@@ -114,6 +114,33 @@ bool HouseSheet::Load(qint32 houseId)
     return true;
 }
 
+namespace {
+// One picture fitted into its box without changing its shape (a dashed box when the file cannot
+// be read), with its title under it.
+void paintPicture(QPainter& painter, const SheetPicture& picture, const QRectF& box)
+{
+    QImageReader reader(picture.file);
+    reader.setAutoTransform(true);
+    const QImage image = reader.read();
+    if (image.isNull()) {
+        painter.setPen(QPen(QColor(160, 160, 160), 1, Qt::DashLine));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(box);
+        painter.setFont(sheetFont(10));
+        painter.drawText(box, Qt::AlignCenter, QStringLiteral("（图片文件缺失）"));
+    } else {
+        QSizeF fitted = QSizeF(image.size()).scaled(box.size(), Qt::KeepAspectRatio);
+        const QRectF target(box.center().x() - fitted.width() / 2, box.center().y() - fitted.height() / 2,
+                            fitted.width(), fitted.height());
+        painter.drawImage(target, image);
+    }
+    painter.setPen(Qt::black);
+    painter.setFont(sheetFont(10));
+    painter.drawText(QRectF(box.left(), box.bottom() + 2, box.width(), kPictureTitle - 2), Qt::AlignCenter,
+                     QFontMetrics(sheetFont(10)).elidedText(picture.title, Qt::ElideRight, int(box.width())));
+}
+}  // namespace
+
 int HouseSheet::paint(QPainter& painter, const std::function<bool()>& newPage) const
 {
     int pages = 1;
@@ -125,13 +152,24 @@ int HouseSheet::paint(QPainter& painter, const std::function<bool()>& newPage) c
         painter.drawText(line, Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("第 %1 页").arg(pages));
         painter.setPen(Qt::black);
     };
-    auto nextPage = [&] {
+    const std::function<bool()> nextPage = [&] {
         footer();
         if (!newPage()) return false;
         ++pages;
         return true;
     };
 
+    double y = paintHeading(painter);
+    y = paintRows(painter, y, nextPage);
+    if (y >= 0) y = paintIntro(painter, y, nextPage);
+    if (y >= 0) y = paintPictures(painter, y, nextPage);
+    if (y < 0) return 0;
+    footer();
+    return pages;
+}
+
+double HouseSheet::paintHeading(QPainter& painter) const
+{
     double y = kMargin;
     painter.setPen(Qt::black);
     painter.setFont(sheetFont(20, true));
@@ -158,13 +196,16 @@ int HouseSheet::paint(QPainter& painter, const std::function<bool()>& newPage) c
                          QFontMetrics(sheetFont(11))
                              .elidedText(facts[i].second, Qt::ElideRight, int(kContentWidth / 2 - 76)));
     }
-    y += 48;
+    return y + 48;
+}
 
+double HouseSheet::paintRows(QPainter& painter, double y, const std::function<bool()>& nextPage) const
+{
     // Every attribute row in its order: the caption in a column, the value wrapped beside it.
     constexpr double captionWidth = 110;
     for (const auto& [caption, value] : data_.rows) {
         if (y + 18 > kBottom) {
-            if (!nextPage()) return 0;
+            if (!nextPage()) return -1;
             y = kMargin;
         }
         painter.setFont(sheetFont(11, true));
@@ -173,60 +214,44 @@ int HouseSheet::paint(QPainter& painter, const std::function<bool()>& newPage) c
             QFontMetrics(sheetFont(11, true)).elidedText(caption, Qt::ElideRight, int(captionWidth - 8)));
         y = paintWrapped(painter, value.isEmpty() ? QStringLiteral(" ") : value, sheetFont(11),
                          kMargin + captionWidth, kContentWidth - captionWidth, y, nextPage);
-        if (y < 0) return 0;
+        if (y < 0) return -1;
         y += 3;
     }
+    return y;
+}
 
-    if (!data_.intro.isEmpty()) {
-        y += 8;
-        if (y + 40 > kBottom) {
-            if (!nextPage()) return 0;
-            y = kMargin;
-        }
-        painter.setFont(sheetFont(12, true));
-        painter.drawText(QRectF(kMargin, y, kContentWidth, 20), Qt::AlignLeft | Qt::AlignVCenter,
-                         QStringLiteral("说明"));
-        y += 22;
-        y = paintWrapped(painter, data_.intro, sheetFont(11), kMargin, kContentWidth, y, nextPage);
-        if (y < 0) return 0;
+double HouseSheet::paintIntro(QPainter& painter, double y, const std::function<bool()>& nextPage) const
+{
+    if (data_.intro.isEmpty()) return y;
+    y += 8;
+    if (y + 40 > kBottom) {
+        if (!nextPage()) return -1;
+        y = kMargin;
     }
+    painter.setFont(sheetFont(12, true));
+    painter.drawText(QRectF(kMargin, y, kContentWidth, 20), Qt::AlignLeft | Qt::AlignVCenter,
+                     QStringLiteral("说明"));
+    y += 22;
+    return paintWrapped(painter, data_.intro, sheetFont(11), kMargin, kContentWidth, y, nextPage);
+}
 
-    // Up to four pictures, two to a line, each fitted into its box without changing its shape.
+double HouseSheet::paintPictures(QPainter& painter, double y, const std::function<bool()>& nextPage) const
+{
+    // Up to four pictures, two to a line.
     const double boxWidth = (kContentWidth - kPictureGap) / 2;
     for (int i = 0; i < int(data_.pictures.size()); ++i) {
         if (i % 2 == 0) {
             y += kPictureGap;
             if (y + kPictureHeight + kPictureTitle > kBottom) {
-                if (!nextPage()) return 0;
+                if (!nextPage()) return -1;
                 y = kMargin;
             }
         }
-        const SheetPicture& picture = data_.pictures[size_t(i)];
         const QRectF box(kMargin + (i % 2) * (boxWidth + kPictureGap), y, boxWidth, kPictureHeight);
-        QImageReader reader(picture.file);
-        reader.setAutoTransform(true);
-        const QImage image = reader.read();
-        if (image.isNull()) {
-            painter.setPen(QPen(QColor(160, 160, 160), 1, Qt::DashLine));
-            painter.setBrush(Qt::NoBrush);
-            painter.drawRect(box);
-            painter.setFont(sheetFont(10));
-            painter.drawText(box, Qt::AlignCenter, QStringLiteral("（图片文件缺失）"));
-        } else {
-            QSizeF fitted = QSizeF(image.size()).scaled(box.size(), Qt::KeepAspectRatio);
-            const QRectF target(box.center().x() - fitted.width() / 2, box.center().y() - fitted.height() / 2,
-                                fitted.width(), fitted.height());
-            painter.drawImage(target, image);
-        }
-        painter.setPen(Qt::black);
-        painter.setFont(sheetFont(10));
-        painter.drawText(
-            QRectF(box.left(), box.bottom() + 2, box.width(), kPictureTitle - 2), Qt::AlignCenter,
-            QFontMetrics(sheetFont(10)).elidedText(picture.title, Qt::ElideRight, int(box.width())));
+        paintPicture(painter, data_.pictures[size_t(i)], box);
         if (i % 2 == 1 || i + 1 == int(data_.pictures.size())) y += kPictureHeight + kPictureTitle;
     }
-    footer();
-    return pages;
+    return y;
 }
 
 int HouseSheet::Render(QPagedPaintDevice* device) const

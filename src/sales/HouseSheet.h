@@ -51,6 +51,12 @@ public:
 private:
     // Paints page after page in points (1/72 inch) on an A4 page; newPage starts the next one.
     int paint(QPainter& painter, const std::function<bool()>& newPage) const;
+    // Its parts, top to bottom. Each takes and returns the height reached on the page, -1 when a
+    // new page could not be started.
+    double paintHeading(QPainter& painter) const;
+    double paintRows(QPainter& painter, double y, const std::function<bool()>& nextPage) const;
+    double paintIntro(QPainter& painter, double y, const std::function<bool()>& nextPage) const;
+    double paintPictures(QPainter& painter, double y, const std::function<bool()>& nextPage) const;
 
     SheetData data_;
 };

@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "core/mdlHouse.h"
+#include "core/ui/Twips.h"
 #include "sales/HouseSheet.h"
 
 frmHouseSheet::frmHouseSheet()
@@ -19,16 +20,10 @@ frmHouseSheet::frmHouseSheet()
 
 void frmHouseSheet::setupControls()
 {
-    lblHouse = new QLabel(this);
-    lblHouse->setObjectName(QStringLiteral("lblHouse"));
-    auto button = [this](const char* name, const QString& text) {
-        auto* b = new QPushButton(text, this);
-        b->setObjectName(QLatin1String(name));
-        return b;
-    };
-    cmdPrint = button("cmdPrint", QStringLiteral("打印…"));
-    cmdSave = button("cmdSave", QStringLiteral("保存为 PDF…"));
-    cmdClose = button("cmdClose", QStringLiteral("关闭"));
+    lblHouse = ui::MakeNamed<QLabel>(this, "lblHouse");
+    cmdPrint = ui::MakeNamed<QPushButton>(this, "cmdPrint", QStringLiteral("打印…"));
+    cmdSave = ui::MakeNamed<QPushButton>(this, "cmdSave", QStringLiteral("保存为 PDF…"));
+    cmdClose = ui::MakeNamed<QPushButton>(this, "cmdClose", QStringLiteral("关闭"));
     picPages = new QLabel;
     picPages->setObjectName(QStringLiteral("picPages"));
     picPages->setAlignment(Qt::AlignHCenter | Qt::AlignTop);

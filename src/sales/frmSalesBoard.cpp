@@ -18,6 +18,7 @@
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
 #include "core/ui/FileDialog.h"
+#include "core/ui/Twips.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"
@@ -57,23 +58,14 @@ frmSalesBoard::frmSalesBoard()
 
 void frmSalesBoard::setupControls()
 {
-    auto label = [this](const char* name, const QString& text) {
-        auto* l = new QLabel(text, this);
-        l->setObjectName(QLatin1String(name));
-        return l;
-    };
+    auto label = [this](const char* name, const QString& text) { return ui::MakeNamed<QLabel>(this, name, text); };
     auto combo = [this](const char* name, int minimumWidth) {
-        auto* c = new QComboBox(this);
-        c->setObjectName(QLatin1String(name));
+        auto* c = ui::MakeNamed<QComboBox>(this, name);
         c->setMinimumWidth(minimumWidth);
         c->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         return c;
     };
-    auto button = [this](const char* name, const QString& text) {
-        auto* b = new QPushButton(text, this);
-        b->setObjectName(QLatin1String(name));
-        return b;
-    };
+    auto button = [this](const char* name, const QString& text) { return ui::MakeNamed<QPushButton>(this, name, text); };
     lblBuilding = label("lblBuilding", QStringLiteral("楼宇"));
     cmbBuilding = combo("cmbBuilding", 160);
     lblStatus = label("lblStatus", QStringLiteral("状态项"));

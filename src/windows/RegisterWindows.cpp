@@ -3,9 +3,11 @@
 #include "about/frmAbout.h"
 #include "catalogue/frmHouseList.h"
 #include "core/ui/Forms.h"
+#include "core/ui/WindowCalls.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 #include "presentation/frmHouseShow.h"
+#include "pricelist/PriceListExport.h"
 #include "pricelist/frmPriceListImport.h"
 #include "sales/frmHouseSheet.h"
 #include "sales/frmSalesBoard.h"
@@ -31,6 +33,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmPriceListImport"), [] { return new frmPriceListImport; });
     add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
     add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
+    ui::SetPriceListExport(pricelist::ExportWithDialog);
     return names;
 }
 

@@ -12,7 +12,7 @@
 #include "TestSupport.h"
 #include "about/Registry.h"
 #include "about/frmAbout.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "version.h"

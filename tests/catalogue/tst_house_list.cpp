@@ -4,8 +4,9 @@
 #include <QPushButton>
 
 #include "CatalogueFixture.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WindowCalls.h"
 
 using namespace cataloguetest;
 using testsupport::Click;
@@ -25,13 +26,13 @@ public:
     }
 };
 
-class FakeHouseInput : public QWidget {
+class FakeHouseInput : public QWidget, public ui::HouseInputCalls {
     Q_OBJECT
 public:
     static inline QList<int> modes;
     static inline QList<qint32> houses;
-    Q_INVOKABLE void StartInput(int mode) {
-        modes << mode;
+    void StartInput(ui::InputMode mode) override {
+        modes << static_cast<int>(mode);
         houses << mdlHouse::CurrentHouseID;
     }
 };

@@ -8,7 +8,7 @@
 #include <QTest>
 
 #include "TestSupport.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Form.h"
 #include "core/ui/Forms.h"

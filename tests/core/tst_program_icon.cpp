@@ -11,7 +11,7 @@
 #include <QWebEngineView>
 
 #include "TestSupport.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/ProgramIcon.h"

@@ -7,6 +7,7 @@
 #include <QProcess>
 #include <QTest>
 
+#include "Records.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
@@ -15,6 +16,7 @@
 #include "core/mdlHouse.h"
 
 using testsupport::MsgBoxRecorder;
+using testsupport::QueryColumn;
 using testsupport::ProgramFolder;
 
 class tst_data_store : public QObject {
@@ -35,18 +37,6 @@ class tst_data_store : public QObject {
             "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) VALUES "
             "(1,'客厅','big','000001_0001.jpg',1),(1,'卧室','small','000001_0002.jpg',2);"
             "INSERT INTO t_Content_Auto (TypeID, Caption, Content) VALUES (1,'朝向','南'),(1,'面积','');"));
-    }
-
-    QStringList column(db::Connection& cn, const QString& sql, const QString& field)
-    {
-        QStringList values;
-        db::Recordset rs;
-        if (!cn.Execute(sql, rs)) return {QStringLiteral("<failed>")};
-        while (!rs.Eof()) {
-            values << rs.Field(field).toString();
-            rs.MoveNext();
-        }
-        return values;
     }
 
 private slots:
@@ -168,10 +158,10 @@ private slots:
         fill(f);
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(column(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"4"});
-        QCOMPARE(column(cn, "Select Top 1 HouseID From t_House Where HouseID < 3 Order By HouseID DESC", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"4"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Where HouseID < 3 Order By HouseID DESC", "HouseID"),
                  QStringList{"2"});
-        QCOMPARE(column(cn, "Select HouseID From t_House Where HouseID > 2 Order By HouseID", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseID > 2 Order By HouseID", "HouseID"),
                  (QStringList{"3", "4"}));
         db::Recordset rs;
         QVERIFY(rs.Open("Select Top 1 * From t_HouseType Order By List DESC", cn, db::CursorType::Keyset,
@@ -204,7 +194,7 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         QVERIFY(cn.Execute(statement));
-        QCOMPARE(column(cn, "Select HouseType From t_HouseType Order By List", "HouseType").join(','), expected);
+        QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType").join(','), expected);
         QCOMPARE(f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
                  QString("1,2,3,4,5"));
     }
@@ -214,9 +204,9 @@ private slots:
         ProgramFolder f;
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(column(cn, "Select Sgn(-7) as a, Sgn(0) as b", "a"), QStringList{"-1"});
-        QCOMPARE(column(cn, "Select Sgn(0) as a", "a"), QStringList{"0"});
-        QCOMPARE(column(cn, "Select Sgn(12) as a", "a"), QStringList{"1"});
+        QCOMPARE(QueryColumn(cn, "Select Sgn(-7) as a, Sgn(0) as b", "a"), QStringList{"-1"});
+        QCOMPARE(QueryColumn(cn, "Select Sgn(0) as a", "a"), QStringList{"0"});
+        QCOMPARE(QueryColumn(cn, "Select Sgn(12) as a", "a"), QStringList{"1"});
     }
 
     void text_compares_without_regard_to_case()
@@ -226,13 +216,13 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         // "Garden" and "GARDEN" are one distinct building name.
-        const QStringList names = column(cn, "Select Distinct HouseName From t_House Order By HouseName", "HouseName");
+        const QStringList names = QueryColumn(cn, "Select Distinct HouseName From t_House Order By HouseName", "HouseName");
         QCOMPARE(names.size(), 3);
         QCOMPARE(names[0].toLower(), QString("garden"));
-        QCOMPARE(column(cn, "Select HouseID From t_House Where HouseName = 'garden' Order By HouseID", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName = 'garden' Order By HouseID", "HouseID"),
                  (QStringList{"1", "2"}));
-        QCOMPARE(column(cn, "Select Distinct Content From t_Content Order By Content", "Content").size(), 3);
-        QCOMPARE(column(cn, "Select TypeID From t_HouseType Where HouseType = '三室'", "TypeID"), QStringList{"3"});
+        QCOMPARE(QueryColumn(cn, "Select Distinct Content From t_Content Order By Content", "Content").size(), 3);
+        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where HouseType = '三室'", "TypeID"), QStringList{"3"});
     }
 
     void like_matches_substrings_ignoring_case()
@@ -241,13 +231,13 @@ private slots:
         fill(f);
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(column(cn, "Select Distinct a.HouseID From t_House as a, t_Content as c Where c.Content Like '%sou%'"
+        QCOMPARE(QueryColumn(cn, "Select Distinct a.HouseID From t_House as a, t_Content as c Where c.Content Like '%sou%'"
                             " And a.HouseID = c.HouseID Order By a.HouseID", "HouseID"),
                  (QStringList{"1", "3"}));
-        QCOMPARE(column(cn, "Select HouseID From t_House Where HouseName Like '%ARD%' Order By HouseID", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName Like '%ARD%' Order By HouseID", "HouseID"),
                  (QStringList{"1", "2"}));
         // Two percent signs match every non-empty value, and the empty string too.
-        QCOMPARE(column(cn, "Select HouseID From t_House Where Intro Like '%%' Order By HouseID", "HouseID").size(), 4);
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where Intro Like '%%' Order By HouseID", "HouseID").size(), 4);
     }
 
     void the_inner_join_hides_a_house_without_its_type()
@@ -268,8 +258,8 @@ private slots:
             rs.MoveNext();
         }
         QVERIFY(!names.contains("Orphan"));
-        QCOMPARE(column(cn, "Select Count(*) as a From t_House", "a"), QStringList{"5"});
-        QVERIFY(column(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
+        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_House", "a"), QStringList{"5"});
+        QVERIFY(QueryColumn(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
                            " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 5", "HouseID")
                     .isEmpty());
     }
@@ -280,34 +270,34 @@ private slots:
         fill(f);
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(column(cn, "Select Distinct HouseNo From t_House Order By HouseNo", "HouseNo"),
+        QCOMPARE(QueryColumn(cn, "Select Distinct HouseNo From t_House Order By HouseNo", "HouseNo"),
                  (QStringList{"101", "102", "201", "301"}));
-        QCOMPARE(column(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
+        QCOMPARE(QueryColumn(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
                             " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 4", "HouseType"),
                  QStringList{"二室"});
-        QCOMPARE(column(cn, "Select a.HouseName, b.List, a.HouseNo, a.Intro From t_House as a, t_HouseType as b"
+        QCOMPARE(QueryColumn(cn, "Select a.HouseName, b.List, a.HouseNo, a.Intro From t_House as a, t_HouseType as b"
                             " Where a.TypeID = b.TypeID And a.HouseID = 3", "List"),
                  QStringList{"3"});
-        QCOMPARE(column(cn, "Select Count(*) as a From t_House Where TypeID = 2", "a"), QStringList{"2"});
-        QCOMPARE(column(cn, "Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List", "List"),
+        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_House Where TypeID = 2", "a"), QStringList{"2"});
+        QCOMPARE(QueryColumn(cn, "Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List", "List"),
                  (QStringList{"1", "2", "3", "4", "5"}));
-        QCOMPARE(column(cn, "Select HouseType, MusicTitle, MusicFile From t_HouseType Where List = 4", "MusicFile"),
+        QCOMPARE(QueryColumn(cn, "Select HouseType, MusicTitle, MusicFile From t_HouseType Where List = 4", "MusicFile"),
                  QStringList{"d.mp3"});
-        QCOMPARE(column(cn, "Select TypeID From t_HouseType Where List = 2", "TypeID"), QStringList{"2"});
-        QCOMPARE(column(cn, "Select MusicFile From t_HouseType Where List = 1", "MusicFile"), QStringList{"a.mp3"});
-        QCOMPARE(column(cn, "Select Caption, Content From t_Content Where HouseID = 1 Order By List", "Caption"),
+        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where List = 2", "TypeID"), QStringList{"2"});
+        QCOMPARE(QueryColumn(cn, "Select MusicFile From t_HouseType Where List = 1", "MusicFile"), QStringList{"a.mp3"});
+        QCOMPARE(QueryColumn(cn, "Select Caption, Content From t_Content Where HouseID = 1 Order By List", "Caption"),
                  (QStringList{"朝向", "面积"}));
-        QCOMPARE(column(cn, "Select Distinct Caption From t_Content Order By Caption", "Caption").size(), 2);
-        QCOMPARE(column(cn, "Select Caption, Intro, ImageFile From t_Image Where HouseID = 1 Order By List", "ImageFile"),
+        QCOMPARE(QueryColumn(cn, "Select Distinct Caption From t_Content Order By Caption", "Caption").size(), 2);
+        QCOMPARE(QueryColumn(cn, "Select Caption, Intro, ImageFile From t_Image Where HouseID = 1 Order By List", "ImageFile"),
                  (QStringList{"000001_0001.jpg", "000001_0002.jpg"}));
-        QCOMPARE(column(cn, "Select ImageFile From t_Image Where HouseID = 1", "ImageFile").size(), 2);
-        QCOMPARE(column(cn, "Select Caption, Content From t_Content_Auto Where TypeID = 1 Order By ContentID", "Caption"),
+        QCOMPARE(QueryColumn(cn, "Select ImageFile From t_Image Where HouseID = 1", "ImageFile").size(), 2);
+        QCOMPARE(QueryColumn(cn, "Select Caption, Content From t_Content_Auto Where TypeID = 1 Order By ContentID", "Caption"),
                  (QStringList{"朝向", "面积"}));
 
         // Deleting a type closes the gap behind it.
         QVERIFY(cn.Execute("Delete From t_HouseType Where List = 2"));
         QVERIFY(cn.Execute("Update t_HouseType Set List = List - 1 Where List > 2"));
-        QCOMPARE(column(cn, "Select HouseType From t_HouseType Order By List", "HouseType"),
+        QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType"),
                  (QStringList{"一室", "三室", "四室", "五室"}));
         QCOMPARE(f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
                  QString("1,2,3,4"));
@@ -340,10 +330,10 @@ private slots:
             QVERIFY(rs.Update());
         };
         insert("New");
-        QCOMPARE(column(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"5"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"5"});
         QVERIFY(cn.Execute("Delete From t_House Where HouseID = 5"));
         insert("Newer");
-        QCOMPARE(column(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"6"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"6"});
         QCOMPARE(f.Value("SELECT HouseName FROM t_House WHERE HouseID = 6").toString(), QString("Newer"));
         QCOMPARE(f.Value("SELECT HouseFloor FROM t_House WHERE HouseID = 6").toInt(), 3);
     }

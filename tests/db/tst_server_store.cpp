@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include "PgCluster.h"
+#include "Records.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
 #include "core/db/DialectPostgres.h"
@@ -15,6 +16,7 @@
 #include "core/mdlHouse.h"
 
 using testsupport::MsgBoxRecorder;
+using testsupport::QueryColumn;
 using testsupport::PgCluster;
 using testsupport::ProgramFolder;
 
@@ -22,18 +24,6 @@ class tst_server_store : public QObject {
     Q_OBJECT
 
     std::unique_ptr<ProgramFolder> folder;
-
-    QStringList column(db::Connection& cn, const QString& sql, const QString& field)
-    {
-        QStringList values;
-        db::Recordset rs;
-        if (!cn.Execute(sql, rs)) return {QStringLiteral("<failed>")};
-        while (!rs.Eof()) {
-            values << rs.Field(field).toString();
-            rs.MoveNext();
-        }
-        return values;
-    }
 
     bool open(db::Connection& cn) { return db::OpenCatalogue(cn, folder->Path()); }
 
@@ -141,21 +131,21 @@ private slots:
         db::Connection cn;
         QVERIFY(open(cn));
         QCOMPARE(
-            column(cn, "Select HouseNo From t_House Where HouseName = 'ÄRZTE' Order By HouseNo", "HouseNo"),
+            QueryColumn(cn, "Select HouseNo From t_House Where HouseName = 'ÄRZTE' Order By HouseNo", "HouseNo"),
             QStringList({"1", "2"}));
-        QCOMPARE(column(cn, "Select Count(*) as a From (Select Distinct HouseName From t_House) x", "a"),
+        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From (Select Distinct HouseName From t_House) x", "a"),
                  QStringList{"3"});
-        QCOMPARE(column(cn, "Select HouseNo From t_House Where HouseName Like '%Σοφ%' Order By HouseNo",
+        QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%Σοφ%' Order By HouseNo",
                         "HouseNo"),
                  QStringList({"3", "4"}));
         QCOMPARE(
-            column(cn, "Select HouseNo From t_House Where HouseName Like '%RZ%' Order By HouseNo", "HouseNo"),
+            QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%RZ%' Order By HouseNo", "HouseNo"),
             QStringList({"1", "2"}));
         // Like's wildcards are % and _ only: a backslash is an ordinary character.
-        QCOMPARE(column(cn, "Select HouseNo From t_House Where HouseName Like '%\\%'", "HouseNo"),
+        QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%\\%'", "HouseNo"),
                  QStringList());
         const QStringList sorted =
-            column(cn, "Select HouseName From t_House Order By HouseName, HouseNo", "HouseName");
+            QueryColumn(cn, "Select HouseName From t_House Order By HouseName, HouseNo", "HouseName");
         QCOMPARE(sorted.size(), 5);
         QCOMPARE(sorted.first().toLower(), QString("ärzte"));
         QCOMPARE(sorted[1].toLower(), QString("ärzte"));
@@ -169,11 +159,11 @@ private slots:
         QVERIFY(open(cn));
         QVERIFY(
             cn.Execute("Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 3 And 2"));
-        QCOMPARE(column(cn, "Select HouseType From t_HouseType Order By List", "HouseType"),
+        QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType"),
                  QStringList({"a", "c", "b"}));
-        QCOMPARE(column(cn, "Select Top 2 HouseType From t_HouseType Order By List DESC", "HouseType"),
+        QCOMPARE(QueryColumn(cn, "Select Top 2 HouseType From t_HouseType Order By List DESC", "HouseType"),
                  QStringList({"b", "c"}));
-        QCOMPARE(column(cn, "Select Count(*) as a From t_HouseType Where List Between 1 And 2", "a"),
+        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_HouseType Where List Between 1 And 2", "a"),
                  QStringList{"2"});
     }
 
@@ -254,12 +244,12 @@ private slots:
         QVERIFY(add(mine, "mine"));
         QVERIFY(add(theirs, "theirs"));  // the larger key now belongs to the other PC
         const QString newest = "Select Top 1 HouseID From t_House Order By HouseID DESC";
-        QCOMPARE(column(mine, newest, "HouseID"), QStringList{"1"});
-        QCOMPARE(column(theirs, newest, "HouseID"), QStringList{"2"});
+        QCOMPARE(QueryColumn(mine, newest, "HouseID"), QStringList{"1"});
+        QCOMPARE(QueryColumn(theirs, newest, "HouseID"), QStringList{"2"});
         // A connection that inserted nothing reads the largest key, as always.
         db::Connection other;
         QVERIFY(open(other));
-        QCOMPARE(column(other, newest, "HouseID"), QStringList{"2"});
+        QCOMPARE(QueryColumn(other, newest, "HouseID"), QStringList{"2"});
     }
 };
 

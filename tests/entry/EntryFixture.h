@@ -12,12 +12,16 @@
 #include <QTest>
 #include <memory>
 
+#include "Lists.h"
+#include "Processes.h"
+#include "Seed.h"
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "windows/RegisterWindows.h"
 
 namespace entrytest {
 
@@ -68,11 +72,8 @@ inline bool Type(QObject* root, const QString& name, const QString& text)
     return false;
 }
 
-inline void RegisterWindows()
-{
-    Forms::Register(QStringLiteral("frmHouseInput"), [] { return new frmHouseInput; });
-    Forms::Register(QStringLiteral("frmAddNewImage"), [] { return new frmAddNewImage; });
-}
+// Every window, as the program registers them (a test may register a stand-in over one after).
+inline void RegisterWindows() { windows::RegisterWindows(); }
 
 inline void CloseWindows()
 {
@@ -107,25 +108,12 @@ inline frmHouseInput* OpenFromMenu()
 inline frmHouseInput* OpenFromCatalogue(int mode)
 {
     frmHouseInput* w = OpenFromMenu();
-    if (w) QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, mode));
+    if (w) w->StartInput(mode);
     return w;
 }
 
 // Adds the types 1..n in position order.
-inline void AddTypes(const testsupport::ProgramFolder& folder, const QStringList& names)
-{
-    int list = 0;
-    for (const QString& name : names) {
-        ++list;
-        QString quoted = name;
-        quoted.replace(QStringLiteral("'"), QStringLiteral("''"));
-        folder.Exec(
-            QStringLiteral(
-                "Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) Values (%1, '%2', '', '')")
-                .arg(list)
-                .arg(quoted));
-    }
-}
+using testsupport::AddTypes;
 
 inline bool FillPage1(frmHouseInput* w, const QString& name, const QString& type, const QString& no,
                       const QString& floor)
@@ -163,38 +151,20 @@ inline bool AddPicture(testsupport::FileDialogStub& files, const QString& title,
 // Clicks a row of the picture list with the mouse.
 inline void ClickRow(ui::ListView* list, int row, bool twice = false)
 {
-    const QRect r = list->visualRect(list->Model()->index(row, 1));
-    if (twice) {
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
-        QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, r.center());
-    } else {
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
-    }
+    if (twice)
+        testsupport::DoubleClickListRow(list, row, 1);
+    else
+        testsupport::ClickListRow(list, row, 1);
 }
 
-inline QStringList Column(const ui::ListView* list, int column)
-{
-    QStringList values;
-    for (int row = 0; row < list->Model()->Count(); ++row) values << list->Model()->Text(row, column);
-    return values;
-}
+inline QStringList Column(const ui::ListView* list, int column) { return testsupport::ListColumn(list, column); }
 
-inline QByteArray Bytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+inline QByteArray Bytes(const QString& path) { return testsupport::ReadFile(path); }
 
 // Every row of a query as "a|b|c" texts: short to compare whole tables.
 inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql)
 {
-    QStringList out;
-    for (const QVariantList& row : folder.Rows(sql)) {
-        QStringList cells;
-        for (const QVariant& v : row) cells << (v.isNull() ? QStringLiteral("NULL") : v.toString());
-        out << cells.join(QLatin1Char('|'));
-    }
-    return out;
+    return testsupport::TableRows(folder, sql);
 }
 
 }  // namespace entrytest

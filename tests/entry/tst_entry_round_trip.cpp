@@ -37,10 +37,6 @@ private slots:
         messages = std::make_unique<testsupport::MsgBoxRecorder>();
         files = std::make_unique<testsupport::FileDialogStub>();
         RegisterWindows();
-        Forms::Register(QStringLiteral("frmHouseList"), [] { return new frmHouseList; });
-        Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
-        Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
-        Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
     }
 
     void cleanup()

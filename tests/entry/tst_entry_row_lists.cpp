@@ -84,7 +84,7 @@ private slots:
         QVERIFY(!Entries(w->cmbCaption[1]).contains("装修"));
 
         addRow(8, QStringLiteral("物业"), QStringLiteral("一级"), 2);
-        QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, 1));
+        w->StartInput(ui::InputMode::Edit);
         QCOMPARE(w->AttributeRowCount(), 5);
         for (int i = 1; i <= 5; ++i) {
             QVERIFY(Entries(w->cmbCaption[i]).contains("物业"));

@@ -13,11 +13,11 @@ using testsupport::Click;
 using testsupport::Find;
 
 // The catalogue as the wizard sees it: a window named "frmHouseList" with a StartList.
-class FakeHouseList : public QWidget {
+class FakeHouseList : public QWidget, public ui::HouseListCalls {
     Q_OBJECT
 public:
     FakeHouseList() { setObjectName(QStringLiteral("frmHouseList")); }
-    Q_INVOKABLE void StartList() { ++calls; }
+    void StartList() override { ++calls; }
     int calls = 0;
 };
 
@@ -282,7 +282,7 @@ private slots:
         frmHouseInput* w = OpenFromMenu();
         Type(w, QStringLiteral("cmbHouseFloor"), QStringLiteral("15"));
         mdlHouse::CurrentHouseID = qint32(id);
-        QMetaObject::invokeMethod(w, "StartInput", Q_ARG(int, 1));
+        w->StartInput(ui::InputMode::Edit);
         QCOMPARE(w->cmbHouseFloor->currentText(), QStringLiteral("15"));
         QCOMPARE(w->cmbHouseFloor->count(), 80);
     }

@@ -10,7 +10,10 @@
 #include <QMdiSubWindow>
 #include <QPushButton>
 #include <QTest>
+#include <memory>
 
+#include "MdiFrame.h"
+#include "Seed.h"
 #include "TestSupport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -21,20 +24,11 @@
 
 namespace showtest {
 
-class Frame {
+class Frame : public testsupport::MdiFrame {
 public:
-    Frame()
+    Frame() : MdiFrame(1360, 880)
     {
-        area.resize(1360, 880);
-        area.show();
-        Forms::SetMdiArea(&area);
         Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
-    }
-    ~Frame()
-    {
-        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        Forms::SetMdiArea(nullptr);
     }
     // Opens the presentation the way the catalogue does: unload, set the house, show anew.
     frmHouseShow* Open(qint32 houseId)
@@ -44,27 +38,44 @@ public:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         return qobject_cast<frmHouseShow*>(Forms::Show(QStringLiteral("frmHouseShow")));
     }
-    QMdiArea area;
+};
+
+// What every presentation test starts from and drops again: a fresh program folder, message
+// boxes answered and recorded, and the frame. A test class inherits it and calls Start in init()
+// and Stop in cleanup().
+class Session {
+protected:
+    std::unique_ptr<testsupport::ProgramFolder> folder;
+    std::unique_ptr<testsupport::MsgBoxRecorder> messages;
+    std::unique_ptr<Frame> frame;
+
+    // musicOff: 1 keeps the tunes quiet for tests that are not about them.
+    void Start(int musicOff)
+    {
+        folder = std::make_unique<testsupport::ProgramFolder>();
+        messages = std::make_unique<testsupport::MsgBoxRecorder>();
+        frame = std::make_unique<Frame>();
+        mdlHouse::MusicOff = musicOff;
+    }
+    void Stop()
+    {
+        frame.reset();
+        messages.reset();
+        folder.reset();
+        mdlHouse::MusicOff = 0;
+    }
 };
 
 inline void AddType(const testsupport::ProgramFolder& f, int typeId, const QString& name,
                     const QString& music)
 {
-    f.Exec(QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
-                          "Values (%1, %1, '%2', 't', '%3')")
-               .arg(typeId)
-               .arg(name, music));
+    testsupport::AddType(f, typeId, typeId, name, QStringLiteral("t"), music);
 }
 
 inline void AddHouse(const testsupport::ProgramFolder& f, qint64 id, const QString& name, const QString& no,
                      int floor, int typeId, const QString& intro = QStringLiteral("intro"))
 {
-    f.Exec(QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                          "Values (%1, '%2', '%3', '%4', %5, %6)")
-               .arg(id)
-               .arg(name, no, intro)
-               .arg(floor)
-               .arg(typeId));
+    testsupport::AddHouse(f, id, name, no, floor, typeId, intro);
 }
 
 inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int count)
@@ -81,11 +92,7 @@ inline void AddRows(const testsupport::ProgramFolder& f, qint64 houseId, int cou
 inline void AddPicture(const testsupport::ProgramFolder& f, qint64 houseId, int list, const QString& caption,
                        const QString& intro, const QString& file)
 {
-    f.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
-                          "Values (%1, '%2', '%3', '%4', %5)")
-               .arg(houseId)
-               .arg(caption, intro, file)
-               .arg(list));
+    testsupport::AddPictureRow(f, houseId, list, caption, intro, file);
 }
 
 // MPEG-1 Layer III, 128 kbit/s, 44.1 kHz, mono: frames of silence (empty side information), each

@@ -6,27 +6,17 @@
 
 using namespace showtest;
 
-class tst_house_music : public QObject {
+class tst_house_music : public QObject, private Session {
     Q_OBJECT
-
-    std::unique_ptr<testsupport::ProgramFolder> folder;
-    std::unique_ptr<testsupport::MsgBoxRecorder> messages;
-    std::unique_ptr<Frame> frame;
 
 private slots:
     void init()
     {
-        folder.reset(new testsupport::ProgramFolder());
-        messages.reset(new testsupport::MsgBoxRecorder());
-        frame.reset(new Frame());
-        mdlHouse::MusicOff = 0;
+        Start(0);
     }
     void cleanup()
     {
-        frame.reset();
-        messages.reset();
-        folder.reset();
-        mdlHouse::MusicOff = 0;
+        Stop();
     }
 
     void every_kind_of_tune_plays_to_its_end_and_starts_again_data()

@@ -7,29 +7,19 @@
 
 using namespace showtest;
 
-class tst_house_navigation : public QObject {
+class tst_house_navigation : public QObject, private Session {
     Q_OBJECT
-
-    std::unique_ptr<testsupport::ProgramFolder> folder;
-    std::unique_ptr<testsupport::MsgBoxRecorder> messages;
-    std::unique_ptr<Frame> frame;
 
 private slots:
     void init()
     {
-        folder.reset(new testsupport::ProgramFolder());
-        messages.reset(new testsupport::MsgBoxRecorder());
-        frame.reset(new Frame());
-        mdlHouse::MusicOff = 1;
+        Start(1);
         AddType(*folder, 1, "公寓", "");
         AddType(*folder, 2, "别墅", "");
     }
     void cleanup()
     {
-        frame.reset();
-        messages.reset();
-        folder.reset();
-        mdlHouse::MusicOff = 0;
+        Stop();
     }
 
     void previous_on_the_first_house_says_so_and_keeps_it()

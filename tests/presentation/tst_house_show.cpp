@@ -8,12 +8,8 @@
 
 using namespace showtest;
 
-class tst_house_show : public QObject {
+class tst_house_show : public QObject, private Session {
     Q_OBJECT
-
-    std::unique_ptr<testsupport::ProgramFolder> folder;
-    std::unique_ptr<testsupport::MsgBoxRecorder> messages;
-    std::unique_ptr<Frame> frame;
 
     static int top(const QWidget* w) { return frmHouseShow::TopTwips(w); }
 
@@ -26,18 +22,12 @@ class tst_house_show : public QObject {
 private slots:
     void init()
     {
-        folder.reset(new testsupport::ProgramFolder());
-        messages.reset(new testsupport::MsgBoxRecorder());
-        frame.reset(new Frame());
-        mdlHouse::MusicOff = 1;  // the tunes have tests of their own
+        Start(1);  // the tunes have tests of their own
         AddType(*folder, 1, "公寓", "");
     }
     void cleanup()
     {
-        frame.reset();
-        messages.reset();
-        folder.reset();
-        mdlHouse::MusicOff = 0;
+        Stop();
     }
 
     void statements_are_issued_as_written()

@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 
 #include "PgCluster.h"
+#include "Processes.h"
 #include "core/db/Connection.h"
 #include "core/db/Statement.h"
 #include "core/db/Store.h"
@@ -19,32 +20,12 @@
 
 namespace pricelistfixture {
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-inline QString BinaryDir()
-{
-    return qEnvironmentVariable("TAVRELO_BINARY_DIR");
-}
+using Run = testsupport::ToolRun;
+using testsupport::BinaryDir;
 
 inline Run RunProgram(const QString& program, const QStringList& args, int timeoutMs = 60000)
 {
-    Run r;
-    QProcess p;
-    p.start(program, args);
-    if (!p.waitForFinished(timeoutMs)) {
-        p.kill();
-        p.waitForFinished();
-        r.err = QStringLiteral("timed out or did not start: ") + program;
-        return r;
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
+    return testsupport::RunTool(program, args, timeoutMs);
 }
 
 inline Run RunPriceList(const QStringList& args)
@@ -88,17 +69,9 @@ inline bool MakeEmptyFolder(const QString& folder)
     return db::CreateEmptyDatabase(folder + QStringLiteral("/House.db"));
 }
 
-inline bool WriteBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
+inline bool WriteBytes(const QString& path, const QByteArray& bytes) { return testsupport::WriteFile(path, bytes); }
 
-inline QByteArray ReadBytes(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+inline QByteArray ReadBytes(const QString& path) { return testsupport::ReadFile(path); }
 
 inline QByteArray Gb18030(const QString& text)
 {

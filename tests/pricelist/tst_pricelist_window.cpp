@@ -16,7 +16,7 @@
 #include "TestSupport.h"
 #include "catalogue/CatalogueFixture.h"
 #include "catalogue/frmHouseList.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "pricelist/frmPriceListImport.h"

@@ -27,7 +27,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/ui/Form.h"
 #include "core/ui/Forms.h"
 #include "core/ui/WebBrowser.h"

@@ -24,7 +24,7 @@
 #include "RandomDriver.h"
 #include "TestSupport.h"
 #include "about/Registry.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/InputBox.h"

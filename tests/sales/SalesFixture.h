@@ -12,6 +12,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include "MdiFrame.h"
+#include "Seed.h"
 #include "TestSupport.h"
 #include "core/ui/Forms.h"
 #include "presentation/frmHouseShow.h"
@@ -21,22 +23,13 @@
 
 namespace salestest {
 
-class Frame {
+class Frame : public testsupport::MdiFrame {
 public:
-    Frame()
+    Frame() : MdiFrame(1300, 800)
     {
-        area.resize(1300, 800);
-        area.show();
-        Forms::SetMdiArea(&area);
         Forms::Register(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
         Forms::Register(QStringLiteral("frmHouseShow"), [] { return new frmHouseShow; });
         Forms::Register(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
-    }
-    ~Frame()
-    {
-        for (QMdiSubWindow* sub : area.subWindowList()) sub->close();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        Forms::SetMdiArea(nullptr);
     }
     frmSalesBoard* OpenBoard()
     {
@@ -44,7 +37,6 @@ public:
         QCoreApplication::processEvents();
         return w;
     }
-    QMdiArea area;
 };
 
 inline bool Exec(const testsupport::ProgramFolder& folder, const QString& sql)
@@ -54,25 +46,17 @@ inline bool Exec(const testsupport::ProgramFolder& folder, const QString& sql)
     return ok;
 }
 
+// The floor is written as it stands: a number, or "Null" for a house without a floor.
 inline void AddHouse(const testsupport::ProgramFolder& folder, int id, const QString& building,
                      const QString& no, const QString& floor, int typeId, const QString& intro = QString())
 {
-    Exec(folder,
-         QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                        "Values (%1, '%2', '%3', '%4', %5, %6)")
-             .arg(id)
-             .arg(building, no, intro, floor)
-             .arg(typeId));
+    testsupport::AddHouse(folder, id, building, no, floor, typeId, intro);
 }
 
 inline void AddRow(const testsupport::ProgramFolder& folder, int houseId, const QString& caption,
                    const QString& content, int list)
 {
-    Exec(folder,
-         QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, '%2', '%3', %4)")
-             .arg(houseId)
-             .arg(caption, content)
-             .arg(list));
+    testsupport::AddContentRow(folder, houseId, caption, content, list);
 }
 
 // Right-clicks the house's cell and picks the entries of the path in the menu that opens (a

@@ -14,7 +14,7 @@
 #include "SalesFixture.h"
 #include "core/db/Connection.h"
 #include "core/db/ServerFiles.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/PrintDialog.h"

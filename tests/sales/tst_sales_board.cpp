@@ -11,7 +11,7 @@
 
 #include "SalesFixture.h"
 #include "core/db/Convert.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/PrintDialog.h"

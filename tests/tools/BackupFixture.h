@@ -16,15 +16,13 @@
 #include <QTest>
 
 #include "Manifest.h"
+#include "Processes.h"
 #include "core/db/Connection.h"
 #include "core/db/TextCollation.h"
 
 namespace backuptest {
 
-inline QString binaryDir()
-{
-    return qEnvironmentVariable("TAVRELO_BINARY_DIR");
-}
+inline QString binaryDir() { return testsupport::BinaryDir(); }
 
 inline QString toolPath()
 {
@@ -36,28 +34,9 @@ inline QString helperPath()
     return binaryDir() + QStringLiteral("/tests/backup-catalogue");
 }
 
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using Run = testsupport::ToolRun;
 
-inline Run runTool(const QStringList& args)
-{
-    QProcess p;
-    p.start(toolPath(), args);
-    Run r;
-    if (!p.waitForFinished(120000)) {
-        p.kill();
-        p.waitForFinished();
-        r.err = QStringLiteral("did not finish");
-        return r;
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromLocal8Bit(p.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(p.readAllStandardError());
-    return r;
-}
+inline Run runTool(const QStringList& args) { return testsupport::RunTool(toolPath(), args, 120000); }
 
 inline bool fill(const QString& folder, int houses, int pictureBytes)
 {

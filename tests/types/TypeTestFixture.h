@@ -14,20 +14,20 @@
 #include <cmath>
 #include <memory>
 
+#include "Lists.h"
+#include "Processes.h"
 #include "TestSupport.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/MediaControl.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
+#include "windows/RegisterWindows.h"
 
 namespace typetest {
 
-inline void RegisterWindows()
-{
-    Forms::Register(QStringLiteral("frmHouseType"), [] { return new frmHouseType; });
-    Forms::Register(QStringLiteral("frmContent"), [] { return new frmContent; });
-}
+// Every window, as the program registers them.
+inline void RegisterWindows() { windows::RegisterWindows(); }
 
 inline frmHouseType* OpenTypes()
 {
@@ -88,26 +88,11 @@ inline qint64 TypeIdOf(const testsupport::ProgramFolder& folder, const QString& 
 }
 
 // The item texts (column 0) or another column of the list, in displayed order.
-inline QStringList Column(ui::ListView* list, int column = 0)
-{
-    QStringList texts;
-    for (int r = 0; r < list->Model()->Count(); ++r) texts << list->Model()->Text(r, column);
-    return texts;
-}
+inline QStringList Column(ui::ListView* list, int column = 0) { return testsupport::ListColumn(list, column); }
 
-inline void ClickRow(ui::ListView* list, int row)
-{
-    const QRect rect = list->visualRect(list->Model()->index(row, 0));
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
-}
+inline void ClickRow(ui::ListView* list, int row) { testsupport::ClickListRow(list, row); }
 
-inline void DoubleClickRow(ui::ListView* list, int row)
-{
-    const QRect rect = list->visualRect(list->Model()->index(row, 0));
-    // A real double click starts with a press and release on the same row.
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, rect.center());
-    QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, rect.center());
-}
+inline void DoubleClickRow(ui::ListView* list, int row) { testsupport::DoubleClickListRow(list, row); }
 
 inline void ClickHeader(ui::ListView* list, int column)
 {
@@ -117,16 +102,7 @@ inline void ClickHeader(ui::ListView* list, int column)
     QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, at);
 }
 
-inline void WriteFile(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    if (f.open(QIODevice::WriteOnly)) f.write(bytes);
-}
-
-inline QByteArray ReadFile(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+using testsupport::ReadFile;
+using testsupport::WriteFile;
 
 }  // namespace typetest

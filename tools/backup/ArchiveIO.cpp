@@ -2,7 +2,6 @@
 
 #include <archive.h>
 #include <archive_entry.h>
-#include <sqlite3.h>
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -13,8 +12,8 @@
 #include <QHash>
 #include <memory>
 
+#include "core/db/CatalogueFile.h"
 #include "core/db/Connection.h"
-#include "core/db/TextCollation.h"
 
 namespace backup {
 
@@ -84,55 +83,17 @@ void Throttle::operator()(qint64 done, qint64 total, bool force)
     progress_(stage_, done, total);
 }
 
-bool CountRows(sqlite3* handle, QList<QPair<QString, qint64>>* tables, QString* error)
-{
-    tables->clear();
-    for (const char* table : db::kTableNames) {
-        const QByteArray sql = QByteArray("SELECT count(*) FROM ") + table;
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK ||
-            sqlite3_step(stmt) != SQLITE_ROW) {
-            *error = QStringLiteral("table %1: %2")
-                         .arg(QLatin1String(table), QString::fromUtf8(sqlite3_errmsg(handle)));
-            sqlite3_finalize(stmt);
-            return false;
-        }
-        tables->append(qMakePair(QString::fromLatin1(table), qint64(sqlite3_column_int64(stmt, 0))));
-        sqlite3_finalize(stmt);
-    }
-    return true;
-}
-
 bool CheckCatalogueCopy(const QString& databasePath, const Manifest& manifest, QString* error)
 {
-    sqlite3* handle = nullptr;
     auto fail = [&](const QString& why) {
         *error = QStringLiteral("the catalogue in the archive is damaged: %1").arg(why);
-        sqlite3_close(handle);
         return false;
     };
-    if (sqlite3_open_v2(QFile::encodeName(databasePath).constData(), &handle, SQLITE_OPEN_READONLY,
-                        nullptr) != SQLITE_OK)
-        return fail(QString::fromUtf8(sqlite3_errmsg(handle)));
-    // The catalogue's text columns sort with the program's own collation; the check walks its indexes.
-    db::RegisterTextCollation(handle);
-    sqlite3_stmt* stmt = nullptr;
     QStringList problems;
-    if (sqlite3_prepare_v2(handle, "PRAGMA integrity_check", -1, &stmt, nullptr) != SQLITE_OK) {
-        sqlite3_finalize(stmt);
-        return fail(QString::fromUtf8(sqlite3_errmsg(handle)));
-    }
-    int rc;
-    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-        const QString line = QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0)));
-        if (line != QLatin1String("ok")) problems << line;
-    }
-    sqlite3_finalize(stmt);
-    if (rc != SQLITE_DONE) return fail(QString::fromUtf8(sqlite3_errmsg(handle)));
-    if (!problems.isEmpty()) return fail(problems.mid(0, 3).join(QStringLiteral("; ")));
-    QList<QPair<QString, qint64>> tables;
+    db::TableRows tables;
     QString why;
-    if (!CountRows(handle, &tables, &why)) return fail(why);
+    if (!db::CheckCatalogueFile(databasePath, &problems, &tables, &why)) return fail(why);
+    if (!problems.isEmpty()) return fail(problems.mid(0, 3).join(QStringLiteral("; ")));
     for (const auto& t : tables) {
         if (manifest.Rows(t.first) != t.second)
             return fail(QStringLiteral("%1 holds %2 rows, the manifest says %3")
@@ -140,7 +101,6 @@ bool CheckCatalogueCopy(const QString& databasePath, const Manifest& manifest, Q
                             .arg(t.second)
                             .arg(manifest.Rows(t.first)));
     }
-    sqlite3_close(handle);
     return true;
 }
 

@@ -8,7 +8,6 @@
 #include "Manifest.h"
 
 struct archive;
-struct sqlite3;
 
 // Pieces that create, verify and restore share.
 namespace backup {
@@ -32,8 +31,6 @@ bool ScanArchive(const QString& archivePath, const ScanTargets& targets, const Q
 // manifest lists.
 bool CheckCatalogueCopy(const QString& databasePath, const Manifest& manifest, QString* error);
 
-// Rows per table of the five tables, in the schema's order; false when one is missing.
-bool CountRows(sqlite3* handle, QList<QPair<QString, qint64>>* tables, QString* error);
 
 // Calls progress at most a few times a second, and always for the last step.
 class Throttle {

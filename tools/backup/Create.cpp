@@ -1,7 +1,6 @@
 // tavrelo-backup create: the catalogue copy, the files, the manifest, in one archive.
 #include <archive.h>
 #include <archive_entry.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -15,6 +14,7 @@
 #include <QThread>
 
 #include "ArchiveIO.h"
+#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
 
@@ -30,77 +30,15 @@ constexpr int kBlock = 1 << 20;
 // How long the copy waits for a save of the program to finish before giving up.
 constexpr int kBusyWaitMs = 60000;
 
-QString sqliteError(sqlite3* handle)
-{
-    return handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QStringLiteral("out of memory");
-}
-
 // The online backup API copies every page inside one read transaction when asked for all pages
 // at once. A save of the program waits (its busy timeout) until the copy is done, and the copy
 // waits while a save holds the file, so the copy is the catalogue between two saves. The copy
 // goes into memory, which keeps the program's saves waiting the shortest time (0.10 to 0.23 s for
-// 100,000 houses here), and is then taken out as the bytes of a database file.
+// 100,000 houses here).
 bool snapshotCatalogue(const QString& source, QByteArray* image, QList<QPair<QString, qint64>>* tables,
                        qint64* heldMs, QString* error)
 {
-    // Read-write, as the program opens it: a save that a crash interrupted left a hot journal,
-    // and only a writer may roll it back (a file we may not write is opened read-only anyway).
-    sqlite3* from = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(source).constData(), &from, SQLITE_OPEN_READWRITE, nullptr) !=
-        SQLITE_OK) {
-        *error = QStringLiteral("cannot open %1: %2").arg(source, sqliteError(from));
-        sqlite3_close(from);
-        return false;
-    }
-    sqlite3_busy_timeout(from, kBusyWaitMs);
-    if (!CountRows(from, tables, error)) {
-        *error = QStringLiteral("%1 is not a Tavrelo catalogue: %2").arg(source, *error);
-        sqlite3_close(from);
-        return false;
-    }
-    sqlite3* to = nullptr;
-    if (sqlite3_open(":memory:", &to) != SQLITE_OK) {
-        *error = QStringLiteral("cannot copy the catalogue: %1").arg(sqliteError(to));
-        sqlite3_close(to);
-        sqlite3_close(from);
-        return false;
-    }
-    bool done = false;
-    QElapsedTimer held;
-    for (int waited = 0; !done && waited <= kBusyWaitMs; waited += 50) {
-        sqlite3_backup* copy = sqlite3_backup_init(to, "main", from, "main");
-        if (!copy) break;
-        held.start();
-        const int rc = sqlite3_backup_step(copy, -1);
-        sqlite3_backup_finish(copy);
-        *heldMs = held.elapsed();
-        if (rc == SQLITE_DONE) {
-            done = true;
-        } else if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED) {
-            QThread::msleep(50);
-        } else {
-            break;
-        }
-    }
-    sqlite3_close(from);
-    if (!done) {
-        *error = QStringLiteral("cannot copy the catalogue %1: %2").arg(source, sqliteError(to));
-        sqlite3_close(to);
-        return false;
-    }
-    // The rows counted are the copy's, not the file's of a moment before.
-    done = CountRows(to, tables, error);
-    sqlite3_int64 size = 0;
-    unsigned char* bytes = done ? sqlite3_serialize(to, "main", &size, 0) : nullptr;
-    if (bytes) {
-        *image = QByteArray(reinterpret_cast<const char*>(bytes), qsizetype(size));
-        sqlite3_free(bytes);
-    } else if (done) {
-        *error = QStringLiteral("out of memory while copying the catalogue");
-        done = false;
-    }
-    sqlite3_close(to);
-    return done;
+    return db::SnapshotCatalogueFile(source, kBusyWaitMs, image, tables, heldMs, error);
 }
 
 struct Source {
@@ -221,42 +159,102 @@ QList<Source> listFiles(const QDir& folder, const QString& sub, qint64* bytes)
     return found;
 }
 
+// Refuses a program folder without a catalogue, an archive that exists, one inside Images or Music
+// (every later backup would carry it along) or one in a folder that does not exist.
+bool checkCreate(const QString& programFolder, const QString& archivePath, QString* error)
+{
+    const QFileInfo folderInfo(programFolder);
+    if (!folderInfo.isDir()) {
+        *error = QStringLiteral("the program folder %1 does not exist").arg(programFolder);
+        return false;
+    }
+    const QDir folder(folderInfo.absoluteFilePath());
+    if (!QFileInfo(folder.filePath(QString::fromLatin1(kDatabaseName))).isFile()) {
+        *error = QStringLiteral("%1 holds no House.db").arg(folder.path());
+        return false;
+    }
+    const QFileInfo archiveInfo(archivePath);
+    if (archiveInfo.exists()) {
+        *error = QStringLiteral("%1 is already there; name a new archive, an old one is never overwritten")
+                     .arg(archivePath);
+        return false;
+    }
+    for (const char* sub : {"Images", "Music"}) {
+        const QString inside = QDir::cleanPath(folder.filePath(QLatin1String(sub))) + QLatin1Char('/');
+        if (QDir::cleanPath(archiveInfo.absoluteFilePath()).startsWith(inside)) {
+            *error = QStringLiteral("%1 is inside %2; put the archive outside Images and Music").arg(archivePath, inside);
+            return false;
+        }
+    }
+    if (!archiveInfo.absoluteDir().exists()) {
+        *error = QStringLiteral("the folder of %1 does not exist").arg(archivePath);
+        return false;
+    }
+    return true;
+}
+
+// The entries in their order: the catalogue copy, the two folders with their files, the manifest
+// last. Files deleted since the listing are left out with a note. The catalogue copy is emptied
+// once written.
+bool writeEntries(archive* a, QByteArray* catalogue, const QList<Source>& images, const QList<Source>& music,
+                  qint64 total, Throttle& report, Manifest* manifest, QStringList* notes, QString* error)
+{
+    qint64 done = 0;
+    bool gone = false;
+    FileSum sum{QString::fromLatin1(kDatabaseName), catalogue->size(), Sha256Hex(*catalogue)};
+    if (!writeHeader(a, sum.path, catalogue->size(), QFileInfo(), error) ||
+        !writeData(a, catalogue->constData(), catalogue->size(), error))
+        return false;
+    manifest->files << sum;
+    done += catalogue->size();
+    catalogue->clear();  // the copy's memory is not held while the pictures go in
+    report(done, total);
+    addFolder(a, QStringLiteral("Images"));
+    addFolder(a, QStringLiteral("Music"));
+    for (const QList<Source>* list : {&images, &music}) {
+        for (const Source& source : *list) {
+            if (!addFile(a, source, &sum, &gone, &done, total, report, error)) return false;
+            if (gone) {
+                *notes << QStringLiteral("%1 was deleted during the backup and is not in it").arg(source.name);
+                continue;
+            }
+            manifest->files << sum;
+            (list == &images ? manifest->images : manifest->music) += 1;
+        }
+    }
+    const QByteArray text = manifest->Text();
+    return writeHeader(a, QString::fromLatin1(kManifestName), text.size(), QFileInfo(), error) &&
+           writeData(a, text.constData(), text.size(), error);
+}
+
+// Closes the archive, puts its bytes on the disk and gives it its name.
+bool finishArchive(archive* a, const QString& partial, const QString& archivePath, QString* error)
+{
+    if (archive_write_close(a) != ARCHIVE_OK) {
+        *error = QStringLiteral("cannot finish %1: %2").arg(partial, QString::fromUtf8(archive_error_string(a)));
+        return false;
+    }
+    {
+        QFile written(partial);
+        if (!written.open(QIODevice::ReadWrite) || ::fsync(written.handle()) != 0) {
+            *error = QStringLiteral("cannot write %1 to disk").arg(partial);
+            return false;
+        }
+    }
+    if (!QFile::rename(partial, QFileInfo(archivePath).absoluteFilePath())) {
+        *error = QStringLiteral("cannot put the archive in place at %1 (is one there now?)").arg(archivePath);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 Result Create(const QString& programFolder, const QString& archivePath, const Progress& progress)
 {
     Result result;
-    const QFileInfo folderInfo(programFolder);
-    if (!folderInfo.isDir()) {
-        result.error = QStringLiteral("the program folder %1 does not exist").arg(programFolder);
-        return result;
-    }
-    const QDir folder(folderInfo.absoluteFilePath());
-    const QString database = folder.filePath(QString::fromLatin1(kDatabaseName));
-    if (!QFileInfo(database).isFile()) {
-        result.error = QStringLiteral("%1 holds no House.db").arg(folder.path());
-        return result;
-    }
-    const QFileInfo archiveInfo(archivePath);
-    if (archiveInfo.exists()) {
-        result.error =
-            QStringLiteral("%1 is already there; name a new archive, an old one is never overwritten")
-                .arg(archivePath);
-        return result;
-    }
-    // An archive inside Images or Music would be carried along by every later backup.
-    for (const char* sub : {"Images", "Music"}) {
-        const QString inside = QDir::cleanPath(folder.filePath(QLatin1String(sub))) + QLatin1Char('/');
-        if (QDir::cleanPath(archiveInfo.absoluteFilePath()).startsWith(inside)) {
-            result.error = QStringLiteral("%1 is inside %2; put the archive outside Images and Music")
-                               .arg(archivePath, inside);
-            return result;
-        }
-    }
-    if (!archiveInfo.absoluteDir().exists()) {
-        result.error = QStringLiteral("the folder of %1 does not exist").arg(archivePath);
-        return result;
-    }
+    if (!checkCreate(programFolder, archivePath, &result.error)) return result;
+    const QDir folder(QFileInfo(programFolder).absoluteFilePath());
     archive* a = archive_write_new();
     if (!SetWriteFormat(a, archivePath)) {
         archive_write_free(a);
@@ -267,7 +265,7 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
 
     // The archive is written under a temporary name and renamed at the end, so that a failed or
     // interrupted run never leaves something that looks like a finished archive.
-    const QString partial = archiveInfo.absoluteFilePath() +
+    const QString partial = QFileInfo(archivePath).absoluteFilePath() +
                             QStringLiteral(".partial-%1").arg(QCoreApplication::applicationPid());
     auto fail = [&](const QString& error) {
         archive_write_free(a);
@@ -281,7 +279,8 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
     manifest.created = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
     manifest.programFolder = folder.path();
     QByteArray catalogue;
-    if (!snapshotCatalogue(database, &catalogue, &manifest.tables, &result.snapshotMs, &error))
+    if (!snapshotCatalogue(folder.filePath(QString::fromLatin1(kDatabaseName)), &catalogue, &manifest.tables,
+                           &result.snapshotMs, &error))
         return fail(error);
 
     qint64 total = catalogue.size();
@@ -293,46 +292,10 @@ Result Create(const QString& programFolder, const QString& archivePath, const Pr
             QStringLiteral("cannot write %1: %2").arg(partial, QString::fromUtf8(archive_error_string(a))));
 
     Throttle report(progress, QStringLiteral("create"));
-    qint64 done = 0;
-    bool gone = false;
-    FileSum sum{QString::fromLatin1(kDatabaseName), catalogue.size(), Sha256Hex(catalogue)};
-    if (!writeHeader(a, sum.path, catalogue.size(), QFileInfo(), &error) ||
-        !writeData(a, catalogue.constData(), catalogue.size(), &error))
+    if (!writeEntries(a, &catalogue, images, music, total, report, &manifest, &result.notes, &error))
         return fail(error);
-    manifest.files << sum;
-    done += catalogue.size();
-    catalogue.clear();
-    report(done, total);
-    addFolder(a, QStringLiteral("Images"));
-    addFolder(a, QStringLiteral("Music"));
-    for (const QList<Source>* list : {&images, &music}) {
-        for (const Source& source : *list) {
-            if (!addFile(a, source, &sum, &gone, &done, total, report, &error)) return fail(error);
-            if (gone) {
-                result.notes
-                    << QStringLiteral("%1 was deleted during the backup and is not in it").arg(source.name);
-                continue;
-            }
-            manifest.files << sum;
-            (list == &images ? manifest.images : manifest.music) += 1;
-        }
-    }
-    const QByteArray text = manifest.Text();
-    if (!writeHeader(a, QString::fromLatin1(kManifestName), text.size(), QFileInfo(), &error) ||
-        !writeData(a, text.constData(), text.size(), &error))
-        return fail(error);
-    if (archive_write_close(a) != ARCHIVE_OK)
-        return fail(
-            QStringLiteral("cannot finish %1: %2").arg(partial, QString::fromUtf8(archive_error_string(a))));
+    if (!finishArchive(a, partial, archivePath, &error)) return fail(error);
     report(total, total, true);
-    {
-        QFile written(partial);
-        if (!written.open(QIODevice::ReadWrite) || ::fsync(written.handle()) != 0)
-            return fail(QStringLiteral("cannot write %1 to disk").arg(partial));
-    }
-    if (!QFile::rename(partial, archiveInfo.absoluteFilePath()))
-        return fail(
-            QStringLiteral("cannot put the archive in place at %1 (is one there now?)").arg(archivePath));
     archive_write_free(a);
 
     result.ok = true;

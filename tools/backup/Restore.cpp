@@ -1,5 +1,4 @@
 // tavrelo-backup verify and restore.
-#include <sqlite3.h>
 #include <stdio.h>
 
 #include <QCoreApplication>
@@ -10,7 +9,7 @@
 #include <QTemporaryFile>
 
 #include "ArchiveIO.h"
-#include "core/db/TextCollation.h"
+#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
 
@@ -86,22 +85,12 @@ bool verifyArchive(const QString& archivePath, const QString& scratch, const Pro
 // What a catalogue file holds: 1 rows, 0 none, -1 cannot be read as a catalogue.
 int catalogueState(const QString& path)
 {
-    sqlite3* handle = nullptr;
-    int state = -1;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) ==
-        SQLITE_OK) {
-        db::RegisterTextCollation(handle);
-        sqlite3_busy_timeout(handle, 5000);
-        QList<QPair<QString, qint64>> tables;
-        QString error;
-        if (CountRows(handle, &tables, &error)) {
-            state = 0;
-            for (const auto& t : tables)
-                if (t.second > 0) state = 1;
-        }
-    }
-    sqlite3_close(handle);
-    return state;
+    db::TableRows tables;
+    QString error;
+    if (!db::CountFileRows(path, &tables, &error)) return -1;
+    for (const auto& t : tables)
+        if (t.second > 0) return 1;
+    return 0;
 }
 
 bool isEmptyFolder(const QString& path)
@@ -121,6 +110,152 @@ struct Move {
     QString from;
     QString to;
 };
+
+// Why an existing House.db stops a restore without --replace: it holds rows, it has an interrupted
+// save's journal beside it, or it cannot be read.
+QString refusalFor(const QDir& folder, const QString& database, int state)
+{
+    const bool journal = withCompanions(folder, kPieces[0]).size() > 1;
+    if (state > 0)
+        return QStringLiteral(
+                   "%1 already holds a catalogue; give --replace to replace it "
+                   "(it is then kept as House.db.bak)")
+            .arg(database);
+    if (journal)
+        return QStringLiteral(
+                   "%1 has the journal of an interrupted save beside it; start "
+                   "Tavrelo once to finish that, or give --replace to replace "
+                   "it (it is then kept as House.db.bak with its journal)")
+            .arg(database);
+    return QStringLiteral(
+               "%1 cannot be read as a catalogue; give --replace to replace "
+               "it (it is then kept as House.db.bak)")
+        .arg(database);
+}
+
+// What is there now, and what becomes of it. Anything that holds something is kept as .bak; an
+// empty catalogue and empty folders hold nothing to keep and are simply replaced.
+bool planReplacement(const QDir& folder, bool replace, QStringList* keep, QStringList* drop, QString* error)
+{
+    const QString database = folder.filePath(kPieces[0]);
+    if (QFileInfo::exists(database)) {
+        const int state = catalogueState(database);
+        if (state != 0 && !replace) {
+            *error = refusalFor(folder, database, state);
+            return false;
+        }
+        *(state == 0 ? drop : keep) << kPieces[0];
+    } else if (withCompanions(folder, kPieces[0]).size() > 1) {
+        *drop << kPieces[0];  // a journal without its catalogue must not meet the restored one
+    }
+    for (const QString& sub : {kPieces[1], kPieces[2]}) {
+        const QString path = folder.filePath(sub);
+        if (!existsOrLink(path)) continue;
+        *(isEmptyFolder(path) ? drop : keep) << sub;
+    }
+    for (const QString& piece : *keep) {
+        QString bak = folder.filePath(piece + QStringLiteral(".bak"));
+        if (piece == kPieces[0])
+            for (const QString& suffix : kCompanions)
+                if (existsOrLink(bak + suffix)) bak += suffix;
+        if (existsOrLink(bak)) {
+            *error = QStringLiteral(
+                         "%1 is already there; move it away first, so that nothing "
+                         "kept earlier is lost")
+                         .arg(bak);
+            return false;
+        }
+    }
+    QTemporaryFile probe(folder.filePath(QStringLiteral(".tavrelo-backup-XXXXXX")));
+    if (!probe.open()) {
+        *error = QStringLiteral("cannot write into %1: %2").arg(folder.path(), probe.errorString());
+        return false;
+    }
+    return true;
+}
+
+// The program folder is made when missing and must have room for what the manifest lists.
+bool prepareFolder(const QDir& folder, bool exists, const Manifest& manifest, QString* error)
+{
+    if (!exists && !QDir().mkpath(folder.path())) {
+        *error = QStringLiteral("cannot make the folder %1").arg(folder.path());
+        return false;
+    }
+    const QStorageInfo storage(folder.path());
+    if (storage.isValid() && storage.bytesAvailable() >= 0 &&
+        storage.bytesAvailable() < manifest.Bytes() + (16 << 20)) {
+        *error = QStringLiteral("%1 has %2 MB free; the restored catalogue needs %3 MB")
+                     .arg(folder.path())
+                     .arg(storage.bytesAvailable() >> 20)
+                     .arg(manifest.Bytes() >> 20);
+        return false;
+    }
+    return true;
+}
+
+// Unpacks beside, under a temporary name, checking every byte again as it is written (the archive
+// could have changed since the first reading).
+bool unpackToStaging(const QString& archive, const QString& staging, const Manifest& manifest,
+                     const Progress& progress, QString* error)
+{
+    if (!QDir().mkpath(staging)) {
+        *error = QStringLiteral("cannot make the folder %1").arg(staging);
+        return false;
+    }
+    Manifest again;
+    if (!ScanArchive(archive, ScanTargets{QString(), staging}, QStringLiteral("restore"), progress, &again, error))
+        return false;
+    if (again.Text() != manifest.Text()) {
+        *error = QStringLiteral("%1 changed while it was being restored; nothing was changed").arg(archive);
+        return false;
+    }
+    if (!CheckCatalogueCopy(staging + QStringLiteral("/House.db"), manifest, error)) return false;
+    for (const QString& sub : {kPieces[1], kPieces[2]})
+        if (!QDir().mkpath(staging + QLatin1Char('/') + sub)) {
+            *error = QStringLiteral("cannot make the folder %1/%2").arg(staging, sub);
+            return false;
+        }
+    return true;
+}
+
+// Into place: what was there steps aside as .bak (or goes, when it held nothing), then the
+// restored pieces are renamed in. A failure on the way puts everything back.
+bool moveIntoPlace(const QDir& folder, const QString& staging, const QStringList& keep, const QStringList& drop,
+                   QString* error)
+{
+    QList<Move> done;
+    auto undo = [&](const QString& why) {
+        for (int i = done.size() - 1; i >= 0; --i) renamePath(done[i].to, done[i].from);
+        *error = why;
+        return false;
+    };
+    const QString trash = staging + QStringLiteral("/.replaced");
+    QDir().mkpath(trash);
+    // House.db.bak-journal is the name SQLite looks for beside House.db.bak, so a kept
+    // catalogue with an interrupted save still rolls back when it is opened.
+    for (const QString& piece : keep) {
+        for (const QString& name : withCompanions(folder, piece)) {
+            const QString kept = piece + QStringLiteral(".bak") + name.mid(piece.size());
+            const Move m{folder.filePath(name), folder.filePath(kept)};
+            if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
+            done << m;
+        }
+    }
+    for (const QString& piece : drop) {
+        for (const QString& name : withCompanions(folder, piece)) {
+            if (!existsOrLink(folder.filePath(name))) continue;
+            const Move m{folder.filePath(name), trash + QLatin1Char('/') + name};
+            if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot move %1 aside").arg(m.from));
+            done << m;
+        }
+    }
+    for (const QString& piece : kPieces) {
+        const Move m{staging + QLatin1Char('/') + piece, folder.filePath(piece)};
+        if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot put %1 in place").arg(m.to));
+        done << m;
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -154,63 +289,10 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
         return result;
     }
     const QDir folder(folderInfo.absoluteFilePath());
-
-    // What is there now, and what becomes of it. Anything that holds something is kept as .bak;
-    // an empty catalogue and empty folders hold nothing to keep and are simply replaced.
     QStringList keep;
     QStringList drop;
-    if (folderInfo.exists()) {
-        const QString database = folder.filePath(kPieces[0]);
-        if (QFileInfo::exists(database)) {
-            const int state = catalogueState(database);
-            if (state != 0 && !options.replace) {
-                const bool journal = withCompanions(folder, kPieces[0]).size() > 1;
-                if (state > 0)
-                    result.error = QStringLiteral(
-                                       "%1 already holds a catalogue; give --replace to replace it "
-                                       "(it is then kept as House.db.bak)")
-                                       .arg(database);
-                else if (journal)
-                    result.error = QStringLiteral(
-                                       "%1 has the journal of an interrupted save beside it; start "
-                                       "Tavrelo once to finish that, or give --replace to replace "
-                                       "it (it is then kept as House.db.bak with its journal)")
-                                       .arg(database);
-                else
-                    result.error = QStringLiteral(
-                                       "%1 cannot be read as a catalogue; give --replace to replace "
-                                       "it (it is then kept as House.db.bak)")
-                                       .arg(database);
-                return result;
-            }
-            (state == 0 ? drop : keep) << kPieces[0];
-        } else if (withCompanions(folder, kPieces[0]).size() > 1) {
-            drop << kPieces[0];  // a journal without its catalogue must not meet the restored one
-        }
-        for (const QString& sub : {kPieces[1], kPieces[2]}) {
-            const QString path = folder.filePath(sub);
-            if (!existsOrLink(path)) continue;
-            (isEmptyFolder(path) ? drop : keep) << sub;
-        }
-        for (const QString& piece : keep) {
-            QString bak = folder.filePath(piece + QStringLiteral(".bak"));
-            if (piece == kPieces[0])
-                for (const QString& suffix : kCompanions)
-                    if (existsOrLink(bak + suffix)) bak += suffix;
-            if (existsOrLink(bak)) {
-                result.error = QStringLiteral(
-                                   "%1 is already there; move it away first, so that nothing "
-                                   "kept earlier is lost")
-                                   .arg(bak);
-                return result;
-            }
-        }
-        QTemporaryFile probe(folder.filePath(QStringLiteral(".tavrelo-backup-XXXXXX")));
-        if (!probe.open()) {
-            result.error = QStringLiteral("cannot write into %1: %2").arg(folder.path(), probe.errorString());
-            return result;
-        }
-    }
+    if (folderInfo.exists() && !planReplacement(folder, options.replace, &keep, &drop, &result.error))
+        return result;
 
     // The whole archive is checked before anything in the program folder changes.
     QTemporaryDir scratch;
@@ -223,79 +305,15 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
                        &result.error))
         return result;
     scratch.remove();
+    if (!prepareFolder(folder, folderInfo.exists(), manifest, &result.error)) return result;
 
-    if (!folderInfo.exists() && !QDir().mkpath(folder.path())) {
-        result.error = QStringLiteral("cannot make the folder %1").arg(folder.path());
-        return result;
-    }
-    const QStorageInfo storage(folder.path());
-    if (storage.isValid() && storage.bytesAvailable() >= 0 &&
-        storage.bytesAvailable() < manifest.Bytes() + (16 << 20)) {
-        result.error = QStringLiteral("%1 has %2 MB free; the restored catalogue needs %3 MB")
-                           .arg(folder.path())
-                           .arg(storage.bytesAvailable() >> 20)
-                           .arg(manifest.Bytes() >> 20);
-        return result;
-    }
-
-    // Unpack beside, under a temporary name, checking every byte again as it is written (the
-    // archive could have changed since the first reading).
     const QString staging =
         folder.filePath(QStringLiteral(".tavrelo-restore-%1").arg(QCoreApplication::applicationPid()));
     QDir(staging).removeRecursively();
-    auto discard = [&](const QString& error) {
-        QDir(staging).removeRecursively();
-        result.error = error;
-        return result;
-    };
-    if (!QDir().mkpath(staging)) return discard(QStringLiteral("cannot make the folder %1").arg(staging));
-    Manifest again;
-    QString error;
-    if (!ScanArchive(options.archive, ScanTargets{QString(), staging}, QStringLiteral("restore"), progress,
-                     &again, &error))
-        return discard(error);
-    if (again.Text() != manifest.Text())
-        return discard(QStringLiteral("%1 changed while it was being restored; nothing was changed")
-                           .arg(options.archive));
-    if (!CheckCatalogueCopy(staging + QStringLiteral("/House.db"), manifest, &error)) return discard(error);
-    for (const QString& sub : {kPieces[1], kPieces[2]})
-        if (!QDir().mkpath(staging + QLatin1Char('/') + sub))
-            return discard(QStringLiteral("cannot make the folder %1/%2").arg(staging, sub));
-
-    // Into place: what was there steps aside as .bak (or goes, when it held nothing), then the
-    // restored pieces are renamed in. A failure on the way puts everything back.
-    QList<Move> done;
-    auto undo = [&](const QString& error) {
-        for (int i = done.size() - 1; i >= 0; --i) renamePath(done[i].to, done[i].from);
-        return discard(error);
-    };
-    const QString trash = staging + QStringLiteral("/.replaced");
-    QDir().mkpath(trash);
-    // House.db.bak-journal is the name SQLite looks for beside House.db.bak, so a kept
-    // catalogue with an interrupted save still rolls back when it is opened.
-    for (const QString& piece : keep) {
-        for (const QString& name : withCompanions(folder, piece)) {
-            const QString kept = piece + QStringLiteral(".bak") + name.mid(piece.size());
-            const Move m{folder.filePath(name), folder.filePath(kept)};
-            if (!renamePath(m.from, m.to))
-                return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
-            done << m;
-        }
-    }
-    for (const QString& piece : drop) {
-        for (const QString& name : withCompanions(folder, piece)) {
-            if (!existsOrLink(folder.filePath(name))) continue;
-            const Move m{folder.filePath(name), trash + QLatin1Char('/') + name};
-            if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot move %1 aside").arg(m.from));
-            done << m;
-        }
-    }
-    for (const QString& piece : kPieces) {
-        const Move m{staging + QLatin1Char('/') + piece, folder.filePath(piece)};
-        if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot put %1 in place").arg(m.to));
-        done << m;
-    }
+    const bool placed = unpackToStaging(options.archive, staging, manifest, progress, &result.error) &&
+                        moveIntoPlace(folder, staging, keep, drop, &result.error);
     QDir(staging).removeRecursively();
+    if (!placed) return result;
 
     for (const QString& piece : keep) result.kept << folder.filePath(piece + QStringLiteral(".bak"));
     fillCounts(manifest, &result);

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <vector>
 
+#include "core/db/Store.h"
+
 // The floor under each measured operation: SQLite alone running the statements the window runs,
 // stepping every row and reading every column as text through the C API, on a connection opened
 // and closed around them as the window opens and closes its own.
@@ -16,11 +18,9 @@ inline QString FirstRowOnly(const QString& jetSql)
     return QStringLiteral("\x01") + jetSql;
 }
 
-// A catalogue named by a libpq URI or connection string rather than a House.db path.
-inline bool IsServerUri(const QString& store)
-{
-    return store.startsWith(QLatin1String("postgres")) || store.contains(QLatin1Char('='));
-}
+// A catalogue named by a libpq URI or connection string rather than a House.db path: the data
+// layer's rule.
+using db::IsServerUri;
 
 // Runs the statements (in the program's own dialect, translated exactly as the program translates
 // them) on the catalogue at databasePath, or on the server that databasePath names (through libpq

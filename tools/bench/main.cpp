@@ -95,20 +95,18 @@ void measureProgramStart(const QString& program, const QString& folder, bench::R
     report.operations.push_back(op);
 }
 
-}  // namespace
+// The command line, read; an empty text is an option not given.
+struct Options {
+    int houses = 0;
+    QString json;
+    QString program;
+    QString folder;
+    QString baseline;
+    QString server;
+};
 
-int main(int argc, char* argv[])
+Options readOptions(const QApplication& app)
 {
-    // Offscreen unless told otherwise: the benchmark runs on machines without a screen. Chromium
-    // goes without its sandbox only for root, which it refuses to sandbox.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    browsersandbox::PrepareForUser("tavrelo-bench");
-    if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
-    if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
-
-    QApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
-    tools::installTerminalLogin(QStringLiteral("tavrelo-bench"));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Measures Tavrelo's windows on a catalogue of N houses."));
@@ -137,20 +135,26 @@ int main(int argc, char* argv[])
         QStringLiteral("URI"));
     parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption});
     parser.process(app);
-
+    Options options;
     bool ok = false;
-    bench::CatalogueShape shape;
-    shape.houses = parser.value(housesOption).toInt(&ok);
-    if (!ok || shape.houses < 10) {
-        std::fprintf(stderr, "tavrelo-bench: --houses wants a whole number of at least 10\n");
-        return 2;
-    }
+    options.houses = parser.value(housesOption).toInt(&ok);
+    if (!ok) options.houses = 0;
+    options.json = parser.value(jsonOption);
+    options.program = parser.value(programOption);
+    options.folder = parser.value(folderOption);
+    options.baseline = parser.value(baselineOption);
+    options.server = parser.value(serverOption);
+    return options;
+}
 
-    QTemporaryDir temporary;
-    QString folder = temporary.path();
-    if (parser.isSet(folderOption)) {
-        folder = QDir(parser.value(folderOption)).absolutePath();
-        if (QFileInfo::exists(folder) || !QDir().mkpath(folder)) {
+// The program folder: a new folder named with --folder (kept), else the temporary one. Returns an
+// exit status, 0 when the folder is ready.
+int chooseFolder(const Options& options, const QTemporaryDir& temporary, QString* folder)
+{
+    *folder = temporary.path();
+    if (!options.folder.isEmpty()) {
+        *folder = QDir(options.folder).absolutePath();
+        if (QFileInfo::exists(*folder) || !QDir().mkpath(*folder)) {
             std::fprintf(stderr, "tavrelo-bench: --folder wants a new folder\n");
             return 2;
         }
@@ -158,29 +162,111 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "tavrelo-bench: cannot make a temporary folder\n");
         return 1;
     }
+    return 0;
+}
+
+// Builds the catalogue and, with --server, uploads it there and points the folder at it.
+bool fillCatalogue(const QString& folder, const bench::CatalogueShape& shape, const QString& server,
+                   QString* error)
+{
+    if (!bench::BuildCatalogue(folder, shape, error)) return false;
+    if (server.isEmpty()) return true;
+    const servertool::Result upload = servertool::Upload(server, folder, true);
+    if (!upload.ok) {
+        *error = upload.error;
+        return false;
+    }
+    QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
+        .setValue(QStringLiteral("catalogue/server"), server);
+    return true;
+}
+
+// The same windows again over a slower network: every round trip now costs 2 ms more. Prints both
+// tables and writes both reports; returns the exit status.
+int measureThroughProxy(const Options& options, const QString& folder, bench::WindowContext& context,
+                        bench::Report& report, QStringList& messages)
+{
+    std::printf("On the server, directly:\n");
+    bench::PrintTable(report);
+    QString host;
+    int port = 0;
+    bench::Report delayed;
+    delayed.houses = report.houses;
+    delayed.floorStore = report.floorStore;
+    delayed.fillMs = report.fillMs;
+    const QString probe = bench::ThroughProxy(options.server, 0, &host, &port);
+    if (probe.isEmpty() || host.startsWith(QLatin1Char('/'))) {
+        std::fprintf(stderr, "tavrelo-bench: the 2 ms proxy needs a server reached over TCP (host and port)\n");
+        return 1;
+    }
+    bench::DelayProxy proxy(host, port, 1);
+    if (!proxy.Listening()) {
+        std::fprintf(stderr, "tavrelo-bench: cannot start the delaying proxy\n");
+        return 1;
+    }
+    const QString slow = bench::ThroughProxy(options.server, proxy.Port(), &host, &port);
+    QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
+        .setValue(QStringLiteral("catalogue/server"), slow);
+    messages.clear();
+    context.databasePath = slow;
+    context.report = &delayed;
+    bench::MeasureWindows(context);
+    for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
+    delayed.peakRssKb = peakRssKb();
+    std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");
+    bench::PrintTable(delayed);
+    if (!options.json.isEmpty()) {
+        QString path = options.json;
+        path.replace(QRegularExpression(QStringLiteral("\\.json$")), QString());
+        QString error;
+        if (!bench::WriteJson(report, path + QStringLiteral(".json"), &error) ||
+            !bench::WriteJson(delayed, path + QStringLiteral("-delay2ms.json"), &error)) {
+            std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
+            return 1;
+        }
+    }
+    report.problems << delayed.problems;
+    return report.problems.isEmpty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[])
+{
+    // Offscreen unless told otherwise: the benchmark runs on machines without a screen. Chromium
+    // goes without its sandbox only for root, which it refuses to sandbox.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    browsersandbox::PrepareForUser("tavrelo-bench");
+    if (argc > 2 && qstrcmp(argv[1], bench::kMeasureChildOption) == 0) return bench::MeasureChild(argv + 2);
+    if (argc > 1 && qstrcmp(argv[1], kBareWindowOption) == 0) return runBareWindow(argc, argv);
+
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tavrelo-bench"));
+    tools::installTerminalLogin(QStringLiteral("tavrelo-bench"));
+    const Options options = readOptions(app);
+    bench::CatalogueShape shape;
+    shape.houses = options.houses;
+    if (shape.houses < 10) {
+        std::fprintf(stderr, "tavrelo-bench: --houses wants a whole number of at least 10\n");
+        return 2;
+    }
+
+    QTemporaryDir temporary;
+    QString folder;
+    if (const int status = chooseFolder(options, temporary, &folder)) return status;
     bench::Report report;
     report.houses = shape.houses;
-    if (parser.isSet(serverOption)) report.floorStore = QStringLiteral("libpq");
+    if (!options.server.isEmpty()) report.floorStore = QStringLiteral("libpq");
     QString error;
-    if (parser.isSet(baselineOption) && !bench::ReadBaseline(parser.value(baselineOption), &report, &error)) {
+    if (!options.baseline.isEmpty() && !bench::ReadBaseline(options.baseline, &report, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
         return 2;
     }
     QElapsedTimer fill;
     fill.start();
-    if (!bench::BuildCatalogue(folder, shape, &error)) {
+    if (!fillCatalogue(folder, shape, options.server, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
         return 1;
-    }
-    const QString server = parser.value(serverOption);
-    if (!server.isEmpty()) {
-        const servertool::Result upload = servertool::Upload(server, folder, true);
-        if (!upload.ok) {
-            std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(upload.error));
-            return 1;
-        }
-        QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
-            .setValue(QStringLiteral("catalogue/server"), server);
     }
     report.fillMs = fill.elapsed();
     mdlHouse::SetProgramFolder(folder);
@@ -194,62 +280,18 @@ int main(int argc, char* argv[])
     });
 
     bench::WindowContext context;
-    context.databasePath = server.isEmpty() ? folder + QStringLiteral("/House.db") : server;
+    context.databasePath = options.server.isEmpty() ? folder + QStringLiteral("/House.db") : options.server;
     context.shape = shape;
     context.report = &report;
     bench::MeasureWindows(context);
     bench::MeasurePriceLists(folder, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
+    if (!options.server.isEmpty()) return measureThroughProxy(options, folder, context, report, messages);
 
-    if (!server.isEmpty()) {
-        // The same windows again over a slower network: every round trip now costs 2 ms more.
-        std::printf("On the server, directly:\n");
-        bench::PrintTable(report);
-        QString host;
-        int port = 0;
-        bench::Report delayed;
-        delayed.houses = report.houses;
-        delayed.floorStore = report.floorStore;
-        delayed.fillMs = report.fillMs;
-        const QString probe = bench::ThroughProxy(server, 0, &host, &port);
-        if (probe.isEmpty() || host.startsWith(QLatin1Char('/'))) {
-            std::fprintf(stderr, "tavrelo-bench: the 2 ms proxy needs a server reached over TCP (host and port)\n");
-            return 1;
-        }
-        bench::DelayProxy proxy(host, port, 1);
-        if (!proxy.Listening()) {
-            std::fprintf(stderr, "tavrelo-bench: cannot start the delaying proxy\n");
-            return 1;
-        }
-        const QString slow = bench::ThroughProxy(server, proxy.Port(), &host, &port);
-        QSettings(folder + QStringLiteral("/Tavrelo.conf"), QSettings::IniFormat)
-            .setValue(QStringLiteral("catalogue/server"), slow);
-        messages.clear();
-        context.databasePath = slow;
-        context.report = &delayed;
-        bench::MeasureWindows(context);
-        for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
-        delayed.peakRssKb = peakRssKb();
-        std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");
-        bench::PrintTable(delayed);
-        if (parser.isSet(jsonOption)) {
-            QString path = parser.value(jsonOption);
-            path.replace(QRegularExpression(QStringLiteral("\\.json$")), QString());
-            if (!bench::WriteJson(report, path + QStringLiteral(".json"), &error) ||
-                !bench::WriteJson(delayed, path + QStringLiteral("-delay2ms.json"), &error)) {
-                std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
-                return 1;
-            }
-        }
-        report.problems << delayed.problems;
-        return report.problems.isEmpty() ? 0 : 1;
-    }
-
-    measureProgramStart(parser.value(programOption), folder, report);
-
+    measureProgramStart(options.program, folder, report);
     bench::PrintTable(report);
-    if (parser.isSet(jsonOption) && !bench::WriteJson(report, parser.value(jsonOption), &error)) {
+    if (!options.json.isEmpty() && !bench::WriteJson(report, options.json, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));
         return 1;
     }

@@ -2,7 +2,6 @@
 // three house types with their tunes, a dozen houses in two buildings with attribute rows and
 // pictures — so that every window has something to show. It never touches a catalogue that
 // already holds rows.
-#include <sqlite3.h>
 
 #include <QDir>
 #include <QFile>
@@ -191,11 +190,10 @@ int main(int argc, char* argv[])
     }
 
     // One transaction: either the whole demo is there or none of it.
-    if (sqlite3_exec(connection.Handle(), "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) != SQLITE_OK)
-        return Fail(QStringLiteral("the catalogue is locked: ") + database);
+    if (!connection.BeginTrans()) return Fail(QStringLiteral("the catalogue is locked: ") + database);
     const int result = Fill(connection, folder);
-    if (result != 0 || sqlite3_exec(connection.Handle(), "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
-        sqlite3_exec(connection.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    if (result != 0 || !connection.CommitTrans()) {
+        connection.RollbackTrans();
         return result != 0 ? result : Fail(QStringLiteral("cannot save the catalogue ") + database);
     }
     std::printf("tavrelo-demo: %d types, %d houses written to %s\n", int(demo::Types().size()),

@@ -1,6 +1,5 @@
 #include "Importer.h"
 
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -12,7 +11,7 @@
 
 #include "LegacyReader.h"
 #include "core/db/Connection.h"
-#include "core/db/TextCollation.h"
+#include "core/db/Statement.h"
 
 namespace legacy {
 
@@ -42,27 +41,47 @@ bool isPlainFileName(const QString& name)
 // (then it is treated as holding rows: better to ask for --replace than to lose something).
 bool catalogueHasRows(const QString& path)
 {
-    sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READONLY, nullptr) !=
-        SQLITE_OK) {
-        sqlite3_close(handle);
-        return true;
-    }
-    bool rows = false;
+    db::Connection connection;
+    if (!connection.Open(path)) return true;
     for (const char* table : db::kTableNames) {
-        const QByteArray sql = QByteArray("SELECT EXISTS (SELECT 1 FROM ") + table + ")";
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK ||
-            sqlite3_step(stmt) != SQLITE_ROW || sqlite3_column_int(stmt, 0) != 0) {
-            rows = true;
-        }
-        sqlite3_finalize(stmt);
-        if (rows) break;
+        db::Statement exists;
+        if (!exists.Prepare(connection, QStringLiteral("SELECT EXISTS (SELECT 1 FROM %1)").arg(QLatin1String(table))) ||
+            !exists.Next() || exists.Column(0).toLongLong() != 0)
+            return true;
     }
-    sqlite3_close(handle);
-    return rows;
+    return false;
 }
 
+// Writes the rows of one table with their keys through one prepared statement.
+bool writeTable(db::Connection& connection, const Table& table, QString* error)
+{
+    QStringList names;
+    QStringList marks;
+    for (const ColumnLayout& c : table.layout.columns) {
+        names << c.name;
+        marks << QStringLiteral("?");
+    }
+    db::Statement insert;
+    if (!insert.Prepare(connection, QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
+                                        .arg(table.layout.name, names.join(QStringLiteral(", ")),
+                                             marks.join(QStringLiteral(", "))))) {
+        *error = QStringLiteral("cannot write %1: %2").arg(table.layout.name, connection.LastError());
+        return false;
+    }
+    for (const QVariantList& row : table.rows) {
+        for (int i = 0; i < row.size(); ++i) insert.Bind(i + 1, row[i]);
+        if (!insert.Exec()) {
+            *error = QStringLiteral("cannot write the row of %1 with %2 %3: %4")
+                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString(),
+                              connection.LastError());
+            return false;
+        }
+    }
+    return true;
+}
+
+// A new catalogue at path holding the rows read, in one transaction. The data layer opens it with
+// the program's collation, so its indexes are ordered as the program orders them.
 bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* error)
 {
     QString createError;
@@ -70,68 +89,27 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
         *error = QStringLiteral("cannot make a new catalogue at %1: %2").arg(path, createError);
         return false;
     }
-    sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
-        SQLITE_OK) {
-        *error = QStringLiteral("cannot open the new catalogue %1: %2")
-                     .arg(path, QString::fromUtf8(sqlite3_errmsg(handle)));
-        sqlite3_close(handle);
+    db::Connection connection;
+    if (!connection.Open(path)) {
+        *error = QStringLiteral("cannot open the new catalogue %1: %2").arg(path, connection.LastError());
         return false;
     }
-    // The new catalogue's indexes are ordered by the program's collation.
-    db::RegisterTextCollation(handle);
-    auto fail = [&](const QString& what) {
-        *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
-        sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
-        sqlite3_close(handle);
+    if (!connection.BeginTrans()) {
+        *error = QStringLiteral("cannot write: %1").arg(connection.LastError());
         return false;
-    };
-    if (sqlite3_exec(handle, "BEGIN", nullptr, nullptr, nullptr) != SQLITE_OK) return fail("cannot write");
+    }
     for (const Table& table : catalogue.tables) {
-        QStringList names;
-        QStringList marks;
-        for (const ColumnLayout& c : table.layout.columns) {
-            names << c.name;
-            marks << QStringLiteral("?");
+        if (!writeTable(connection, table, error)) {
+            connection.RollbackTrans();
+            return false;
         }
-        const QByteArray sql =
-            QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                .arg(table.layout.name, names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", ")))
-                .toUtf8();
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(handle, sql.constData(), -1, &stmt, nullptr) != SQLITE_OK)
-            return fail(QStringLiteral("cannot write %1").arg(table.layout.name));
-        for (const QVariantList& row : table.rows) {
-            sqlite3_reset(stmt);
-            for (int i = 0; i < row.size(); ++i) {
-                const QVariant& v = row[i];
-                if (v.isNull()) {
-                    sqlite3_bind_null(stmt, i + 1);
-                } else if (v.typeId() == QMetaType::LongLong) {
-                    sqlite3_bind_int64(stmt, i + 1, v.toLongLong());
-                } else {
-                    const QByteArray text = v.toString().toUtf8();
-                    sqlite3_bind_text(stmt, i + 1, text.constData(), text.size(), SQLITE_TRANSIENT);
-                }
-            }
-            if (sqlite3_step(stmt) != SQLITE_DONE) {
-                const QString what = QStringLiteral("cannot write the row of %1 with %2 %3")
-                                         .arg(table.layout.name, table.layout.columns[0].name, row[0].toString());
-                *error = QStringLiteral("%1: %2").arg(what, QString::fromUtf8(sqlite3_errmsg(handle)));
-                sqlite3_finalize(stmt);
-                sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
-                sqlite3_close(handle);
-                return false;
-            }
-        }
-        sqlite3_finalize(stmt);
     }
-    if (sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
-        return fail("cannot finish writing");
-    if (sqlite3_close(handle) != SQLITE_OK) {
-        *error = QStringLiteral("cannot close the new catalogue");
+    if (!connection.CommitTrans()) {
+        *error = QStringLiteral("cannot finish writing: %1").arg(connection.LastError());
+        connection.RollbackTrans();
         return false;
     }
+    connection.Close();
     return true;
 }
 
@@ -184,6 +162,152 @@ bool renameOver(const QString& from, const QString& to)
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
+// The program folder must be there and take new files; a catalogue there that holds rows is
+// replaced only when asked, and never over an earlier House.db.bak.
+bool checkProgramFolder(const ImportOptions& options, const QString& databasePath, bool* existingHasRows,
+                        QString* error)
+{
+    const QFileInfo programInfo(options.programFolder);
+    if (!programInfo.isDir()) {
+        *error = QStringLiteral("the program folder %1 does not exist").arg(options.programFolder);
+        return false;
+    }
+    const QDir programFolder(programInfo.absoluteFilePath());
+    {
+        QTemporaryFile probe(programFolder.filePath(QStringLiteral(".tavrelo-import-XXXXXX")));
+        if (!probe.open()) {
+            *error = QStringLiteral("cannot write into the program folder %1: %2")
+                         .arg(programFolder.path(), probe.errorString());
+            return false;
+        }
+    }
+    const QString backupPath = databasePath + QStringLiteral(".bak");
+    *existingHasRows = QFileInfo::exists(databasePath) && catalogueHasRows(databasePath);
+    if (*existingHasRows && !options.replace) {
+        *error = QStringLiteral(
+                     "%1 already holds a catalogue; give --replace to replace it "
+                     "(it is then kept as House.db.bak)")
+                     .arg(databasePath);
+        return false;
+    }
+    if (*existingHasRows && QFileInfo::exists(backupPath)) {
+        *error = QStringLiteral(
+                     "%1 is already there; move it away first, so that no earlier "
+                     "catalogue is lost")
+                     .arg(backupPath);
+        return false;
+    }
+    return true;
+}
+
+// The files one table's rows name in one of the old folders: found ones join pending (once each),
+// the others are listed in *missing.
+struct FileCollector {
+    QDir oldFolder;
+    QDir programFolder;
+    QList<PendingFile> pending;
+    QStringList seen;
+    QStringList missing;
+
+    bool collect(const Catalogue& catalogue, const QString& folderName, const QString& tableName, int column,
+                 QString* error)
+    {
+        const QString oldSub = findCaseInsensitive(oldFolder, folderName, QDir::Dirs);
+        QDir oldDir(oldSub);
+        if (!oldSub.isEmpty()) {
+            const QFileInfo subInfo(oldSub);
+            if (!subInfo.isReadable() || !subInfo.isExecutable()) {
+                *error = QStringLiteral("the folder %1 cannot be read").arg(oldSub);
+                return false;
+            }
+        }
+        for (const QVariantList& row : catalogue.Find(tableName)->rows) {
+            const QString name = row[column].toString();
+            if (row[column].isNull() || name.isEmpty()) continue;
+            const QString label = folderName + QLatin1Char('/') + name;
+            if (seen.contains(label)) continue;
+            seen << label;
+            const QString source = isPlainFileName(name) && !oldSub.isEmpty()
+                                       ? findCaseInsensitive(oldDir, name, QDir::Files)
+                                       : QString();
+            if (source.isEmpty() || !QFileInfo(source).isFile()) {
+                missing << label;
+                continue;
+            }
+            const QString targetDir = programFolder.filePath(folderName);
+            pending << PendingFile{label, source,
+                                   targetDir + QStringLiteral("/.") + name + QStringLiteral(".import-") +
+                                       QString::number(QCoreApplication::applicationPid()),
+                                   targetDir + QLatin1Char('/') + name};
+        }
+        return true;
+    }
+};
+
+// What was written aside under temporary names, so that a failure can take it all back.
+struct Staging {
+    QString database;
+    QStringList madeFolders;
+    QStringList files;
+
+    void undo() const
+    {
+        for (const QString& f : files) QFile::remove(f);
+        QFile::remove(database);
+        for (const QString& d : madeFolders) QDir().rmdir(d);
+    }
+};
+
+// Writes aside: the new catalogue and the copies, under temporary names.
+bool stage(const Catalogue& catalogue, const QDir& programFolder, const QList<PendingFile>& pending,
+           const CopyProgress& progress, Staging* staging, qint64* bytesCopied, QString* error)
+{
+    QFile::remove(staging->database);
+    if (!writeCatalogue(staging->database, catalogue, error)) return false;
+    for (const QString& sub : {QStringLiteral("Images"), QStringLiteral("Music")}) {
+        const QString path = programFolder.filePath(sub);
+        if (QFileInfo(path).isDir()) continue;
+        if (!QDir().mkdir(path)) {
+            *error = QStringLiteral("cannot make the folder %1").arg(path);
+            return false;
+        }
+        staging->madeFolders << path;
+    }
+    for (const PendingFile& file : pending) {
+        staging->files << file.staged;
+        if (!copyFile(file, progress, bytesCopied, error)) return false;
+    }
+    return true;
+}
+
+// Into place. The old catalogue, if it held rows, stays beside as House.db.bak.
+bool putInPlace(const QList<PendingFile>& pending, bool existingHasRows, Staging* staging, ImportResult* result)
+{
+    const QString backupPath = result->databasePath + QStringLiteral(".bak");
+    if (existingHasRows) {
+        if (!renameOver(result->databasePath, backupPath)) {
+            result->error = QStringLiteral("cannot keep the old catalogue as %1").arg(backupPath);
+            return false;
+        }
+        result->backupPath = backupPath;
+    }
+    if (!renameOver(staging->database, result->databasePath)) {
+        result->error = QStringLiteral("cannot put the new catalogue in place at %1").arg(result->databasePath);
+        if (existingHasRows) renameOver(backupPath, result->databasePath);
+        result->backupPath.clear();
+        return false;
+    }
+    for (const PendingFile& file : pending) {
+        if (!renameOver(file.staged, file.target)) {
+            result->error = QStringLiteral("cannot put %1 in place").arg(file.target);
+            return false;
+        }
+        staging->files.removeOne(file.staged);
+        result->copied << file.label;
+    }
+    return true;
+}
+
 }  // namespace
 
 QString LocateDatabase(const QString& source, QString* error)
@@ -218,41 +342,10 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
         result.error = error;
         return result;
     }
-    const QDir oldFolder = QFileInfo(result.mdbPath).absoluteDir();
-
-    // The program folder must be there and take new files.
-    const QFileInfo programInfo(options.programFolder);
-    if (!programInfo.isDir()) {
-        result.error = QStringLiteral("the program folder %1 does not exist").arg(options.programFolder);
-        return result;
-    }
-    const QDir programFolder(programInfo.absoluteFilePath());
-    {
-        QTemporaryFile probe(programFolder.filePath(QStringLiteral(".tavrelo-import-XXXXXX")));
-        if (!probe.open()) {
-            result.error = QStringLiteral("cannot write into the program folder %1: %2")
-                               .arg(programFolder.path(), probe.errorString());
-            return result;
-        }
-    }
+    const QDir programFolder(QFileInfo(options.programFolder).absoluteFilePath());
     result.databasePath = programFolder.filePath(kDatabaseName);
-    const QString backupPath = result.databasePath + QStringLiteral(".bak");
-    const bool existing = QFileInfo::exists(result.databasePath);
-    const bool existingHasRows = existing && catalogueHasRows(result.databasePath);
-    if (existingHasRows && !options.replace) {
-        result.error = QStringLiteral(
-                           "%1 already holds a catalogue; give --replace to replace it "
-                           "(it is then kept as House.db.bak)")
-                           .arg(result.databasePath);
-        return result;
-    }
-    if (existingHasRows && QFileInfo::exists(backupPath)) {
-        result.error = QStringLiteral(
-                           "%1 is already there; move it away first, so that no earlier "
-                           "catalogue is lost")
-                           .arg(backupPath);
-        return result;
-    }
+    bool existingHasRows = false;
+    if (!checkProgramFolder(options, result.databasePath, &existingHasRows, &result.error)) return result;
 
     // Read and check everything before writing anything.
     Catalogue catalogue;
@@ -260,103 +353,21 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
         result.error = error;
         return result;
     }
+    FileCollector files{QFileInfo(result.mdbPath).absoluteDir(), programFolder, {}, {}, {}};
+    const bool collected =
+        files.collect(catalogue, QStringLiteral("Images"), QStringLiteral("t_Image"), 4, &result.error) &&
+        files.collect(catalogue, QStringLiteral("Music"), QStringLiteral("t_HouseType"), 4, &result.error);
+    result.missing = files.missing;
+    if (!collected) return result;
 
-    // The files the rows name.
-    QList<PendingFile> pending;
-    QStringList seen;
-    auto collect = [&](const QString& folderName, const QString& tableName, int column) -> bool {
-        const QString oldSub = findCaseInsensitive(oldFolder, folderName, QDir::Dirs);
-        QDir oldDir(oldSub);
-        if (!oldSub.isEmpty()) {
-            const QFileInfo subInfo(oldSub);
-            if (!subInfo.isReadable() || !subInfo.isExecutable()) {
-                result.error = QStringLiteral("the folder %1 cannot be read").arg(oldSub);
-                return false;
-            }
-        }
-        for (const QVariantList& row : catalogue.Find(tableName)->rows) {
-            const QString name = row[column].toString();
-            if (row[column].isNull() || name.isEmpty()) continue;
-            const QString label = folderName + QLatin1Char('/') + name;
-            if (seen.contains(label)) continue;
-            seen << label;
-            const QString source = isPlainFileName(name) && !oldSub.isEmpty()
-                                       ? findCaseInsensitive(oldDir, name, QDir::Files)
-                                       : QString();
-            if (source.isEmpty() || !QFileInfo(source).isFile()) {
-                result.missing << label;
-                continue;
-            }
-            const QString targetDir = programFolder.filePath(folderName);
-            pending << PendingFile{label, source,
-                                   targetDir + QStringLiteral("/.") + name + QStringLiteral(".import-") +
-                                       QString::number(QCoreApplication::applicationPid()),
-                                   targetDir + QLatin1Char('/') + name};
-        }
-        return true;
-    };
-    if (!collect(QStringLiteral("Images"), QStringLiteral("t_Image"), 4)) return result;
-    if (!collect(QStringLiteral("Music"), QStringLiteral("t_HouseType"), 4)) return result;
-
-    // Write aside: the new catalogue and the copies, under temporary names.
-    const QString tempDatabase =
-        programFolder.filePath(QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid()));
-    QStringList madeFolders;
-    QStringList staged;
-    auto undo = [&]() {
-        for (const QString& f : staged) QFile::remove(f);
-        QFile::remove(tempDatabase);
-        for (const QString& d : madeFolders) QDir().rmdir(d);
-    };
-    QFile::remove(tempDatabase);
-    if (!writeCatalogue(tempDatabase, catalogue, &error)) {
-        result.error = error;
-        undo();
+    Staging staging{programFolder.filePath(
+                        QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid())),
+                    {},
+                    {}};
+    if (!stage(catalogue, programFolder, files.pending, progress, &staging, &result.bytesCopied, &result.error) ||
+        !putInPlace(files.pending, existingHasRows, &staging, &result)) {
+        staging.undo();
         return result;
-    }
-    for (const QString& sub : {QStringLiteral("Images"), QStringLiteral("Music")}) {
-        const QString path = programFolder.filePath(sub);
-        if (QFileInfo(path).isDir()) continue;
-        if (!QDir().mkdir(path)) {
-            result.error = QStringLiteral("cannot make the folder %1").arg(path);
-            undo();
-            return result;
-        }
-        madeFolders << path;
-    }
-    for (const PendingFile& file : pending) {
-        staged << file.staged;
-        if (!copyFile(file, progress, &result.bytesCopied, &error)) {
-            result.error = error;
-            undo();
-            return result;
-        }
-    }
-
-    // Into place. The old catalogue, if it held rows, stays beside as House.db.bak.
-    if (existingHasRows) {
-        if (!renameOver(result.databasePath, backupPath)) {
-            result.error = QStringLiteral("cannot keep the old catalogue as %1").arg(backupPath);
-            undo();
-            return result;
-        }
-        result.backupPath = backupPath;
-    }
-    if (!renameOver(tempDatabase, result.databasePath)) {
-        result.error = QStringLiteral("cannot put the new catalogue in place at %1").arg(result.databasePath);
-        if (existingHasRows) renameOver(backupPath, result.databasePath);
-        result.backupPath.clear();
-        undo();
-        return result;
-    }
-    for (const PendingFile& file : pending) {
-        if (!renameOver(file.staged, file.target)) {
-            result.error = QStringLiteral("cannot put %1 in place").arg(file.target);
-            undo();
-            return result;
-        }
-        staged.removeOne(file.staged);
-        result.copied << file.label;
     }
     for (const Table& table : catalogue.tables)
         result.rowCounts << qMakePair(table.layout.name, int(table.rows.size()));

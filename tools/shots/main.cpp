@@ -23,7 +23,7 @@
 #include "core/BrowserSandbox.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -159,6 +159,142 @@ void Place(QWidget* w)
     }
 }
 
+// The wizard in edit mode on the showcase house, then its second page with the pictures. It stays
+// open: the picture dialog after it reads the wizard's selection.
+void ShootWizard(QWidget* w, const QString& name, qint32 house)
+{
+    if (auto* wizard = qobject_cast<frmHouseInput*>(w)) wizard->StartInput(ui::InputMode::Edit);
+    Settle(1500);
+    Save(name);
+    // Editing does not bring the floor back, so it is filled in the way the user would before
+    // going on.
+    if (auto* floor = w->findChild<QComboBox*>(QStringLiteral("cmbHouseFloor"))) {
+        if (floor->currentText().isEmpty()) floor->setCurrentText(QString::number(HouseFloor(house)));
+    }
+    const int messagesBefore = g_messages;
+    if (ClickButton(w, QStringLiteral("cmdNext")) && g_messages == messagesBefore) {
+        Settle(1000);
+        ClickFirstRow(w, QStringLiteral("lsvImage"));
+        Settle(2500);
+        Save(name + QStringLiteral("_pictures"));
+    }
+}
+
+// The picture dialog over the wizard, showing the picture selected there; then both close.
+void ShootPictureDialog(QWidget* w, const QString& name)
+{
+    if (Forms::Find(QStringLiteral("frmHouseInput"))) {
+        if (auto* dialog = qobject_cast<frmAddNewImage*>(w)) dialog->GetImage();
+    }
+    Settle(500);
+    Save(name);
+    Forms::Unload(name);
+    Forms::Unload(QStringLiteral("frmHouseInput"));
+    Settle(300);
+}
+
+// A price list of the kind an office receives: two units of the demo again, new units of a new
+// building, and two lines the import refuses; chosen in the import window.
+void LoadPriceList(QWidget* w)
+{
+    const QString sheet = mdlHouse::ProgramFolder() + QStringLiteral("/金桂园价目表.csv");
+    QFile file(sheet);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(QStringLiteral("序号,楼宇名称,类型,楼层,房间号,说明,朝向,单价,状态\r\n"
+                                  "000001,翠湖苑一号楼,一室一厅,2,201,,南,16000元/平方米,已售\r\n"
+                                  ",翠湖苑一号楼,两室一厅,2,202,,南北通透,16500元/平方米,在售\r\n"
+                                  ",金桂园一号楼,两室一厅,3,301,,南北通透,15200元/平方米,在售\r\n"
+                                  ",金桂园一号楼,两室一厅,3,302,,南,15000元/平方米,在售\r\n"
+                                  ",金桂园一号楼,三室两厅,12,1201,顶层,南北通透,17800元/平方米,在售\r\n"
+                                  ",金桂园一号楼,复式,18,1801,,南,19800元/平方米,在售\r\n"
+                                  ",金桂园一号楼,两室一厅,120,1202,,南,15500元/平方米,在售\r\n")
+                       .toUtf8());
+        file.close();
+    }
+    ui::SetFileDialogInterceptor([sheet](const QString&) { return sheet; });
+    ClickButton(w, QStringLiteral("cmdBrowse"));
+    ui::SetFileDialogInterceptor({});
+    Settle(500);
+}
+
+// Opens one window over the showcase house, sets it up as a user would and saves its picture.
+void ShootWindow(const QString& name, qint32 house)
+{
+    mdlHouse::CurrentHouseID = house;
+    QWidget* w = Forms::Show(name);
+    if (!w) {
+        std::fprintf(stderr, "tavrelo-shots: %s did not open\n", qPrintable(name));
+        return;
+    }
+    Place(w);
+    Settle(1000);
+    if (name == QLatin1String("frmHouseShow")) {
+        // The page in the browser control takes a moment; then show the first picture.
+        Settle(2500);
+        ClickButton(w, QStringLiteral("cmdImage(1)"));
+        Settle(2500);
+    }
+    if (name == QLatin1String("frmHouseInput")) return ShootWizard(w, name, house);
+    if (name == QLatin1String("frmAddNewImage")) return ShootPictureDialog(w, name);
+    if (name == QLatin1String("frmPriceListImport")) LoadPriceList(w);
+    if (name == QLatin1String("frmSalesBoard")) {
+        // The price under each unit, as an office would choose it.
+        if (auto* price = w->findChild<QComboBox*>(QStringLiteral("cmbPrice")))
+            price->setCurrentText(QStringLiteral("单价"));
+        Settle(500);
+    }
+    if (name == QLatin1String("frmContent")) {
+        qint16 second = 2;  // the template of the second type
+        if (auto* editor = qobject_cast<frmContent*>(w)) editor->GetTypeContent(second);
+        Settle(500);
+    }
+    Save(name);
+    // The type manager stays behind its template editor, as the user sees them together.
+    if (name != QLatin1String("frmHouseType")) {
+        Forms::Unload(name);
+        if (name == QLatin1String("frmContent")) Forms::Unload(QStringLiteral("frmHouseType"));
+    }
+    Settle(300);
+}
+
+// The house sheet as the customer gets it: the PDF, turned into a picture by poppler.
+void ShootHouseSheet(qint32 house)
+{
+    sales::HouseSheet sheet;
+    const QString pdf = g_output + QStringLiteral("/house_sheet.pdf");
+    if (sheet.Load(house) && sheet.SavePdf(pdf) &&
+        QProcess::execute(QStringLiteral("pdftoppm"),
+                          {QStringLiteral("-r"), QStringLiteral("80"), QStringLiteral("-png"),
+                           QStringLiteral("-singlefile"), pdf, g_output + QStringLiteral("/house_sheet")}) == 0) {
+        std::printf("%s/house_sheet.png\n", qPrintable(g_output));
+        ++g_saved;
+    } else {
+        std::fprintf(stderr, "tavrelo-shots: cannot make the house sheet's picture\n");
+    }
+    QFile::remove(pdf);
+}
+
+// The frame as the user works in it: the catalogue, a house presented in front of it with the
+// view of its building, and the house menu open.
+void ShootFrame(frmMain& main, qint32 house)
+{
+    mdlHouse::CurrentHouseID = house;
+    for (const QString& name : {QStringLiteral("frmHouseList"), QStringLiteral("frmHouseShow")}) {
+        if (!Forms::IsRegistered(name)) continue;
+        if (QWidget* w = Forms::Show(name)) {
+            Place(w);
+            Settle(name == QLatin1String("frmHouseShow") ? 3000 : 800);
+            ClickButton(w, QStringLiteral("cmdImage(2)"));
+        }
+    }
+    Settle(2500);
+    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
+        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
+    Settle(400);
+    Save(QStringLiteral("frmMain"));
+    main.mnuHouse->hide();
+}
+
 }  // namespace
 
 int main(int argc, char* argv[])
@@ -195,125 +331,10 @@ int main(int argc, char* argv[])
                                  QStringLiteral("frmHouseType"),  QStringLiteral("frmContent"),
                                  QStringLiteral("frmAbout"),      QStringLiteral("frmPriceListImport"),
                                  QStringLiteral("frmSalesBoard"), QStringLiteral("frmHouseSheet")};
-    for (const QString& name : windows) {
-        if (!Forms::IsRegistered(name)) continue;
-        mdlHouse::CurrentHouseID = house;
-        QWidget* w = Forms::Show(name);
-        if (!w) {
-            std::fprintf(stderr, "tavrelo-shots: %s did not open\n", qPrintable(name));
-            continue;
-        }
-        Place(w);
-        Settle(1000);
-        if (name == QLatin1String("frmHouseShow")) {
-            // The page in the browser control takes a moment; then show the first picture.
-            Settle(2500);
-            ClickButton(w, QStringLiteral("cmdImage(1)"));
-            Settle(2500);
-        }
-        if (name == QLatin1String("frmHouseInput")) {
-            if (auto* wizard = qobject_cast<frmHouseInput*>(w))
-                wizard->StartInput(1);  // edit the showcase house
-            Settle(1500);
-            Save(name);
-            // The wizard's second page: the pictures with their preview. Editing does not bring
-            // the floor back, so it is filled in the way the user would before going on.
-            if (auto* floor = w->findChild<QComboBox*>(QStringLiteral("cmbHouseFloor"))) {
-                if (floor->currentText().isEmpty()) floor->setCurrentText(QString::number(HouseFloor(house)));
-            }
-            const int messagesBefore = g_messages;
-            if (ClickButton(w, QStringLiteral("cmdNext")) && g_messages == messagesBefore) {
-                Settle(1000);
-                ClickFirstRow(w, QStringLiteral("lsvImage"));
-                Settle(2500);
-                Save(name + QStringLiteral("_pictures"));
-            }
-            continue;  // the picture dialog reads the wizard's selection, so the wizard stays open
-        }
-        if (name == QLatin1String("frmAddNewImage")) {
-            if (Forms::Find(QStringLiteral("frmHouseInput"))) {
-                if (auto* dialog = qobject_cast<frmAddNewImage*>(w)) dialog->GetImage();
-            }
-            Settle(500);
-            Save(name);
-            Forms::Unload(name);
-            Forms::Unload(QStringLiteral("frmHouseInput"));
-            Settle(300);
-            continue;
-        }
-        if (name == QLatin1String("frmPriceListImport")) {
-            // A price list of the kind an office receives: two units of the demo again, new
-            // units of a new building, and two lines the import refuses.
-            const QString sheet = mdlHouse::ProgramFolder() + QStringLiteral("/金桂园价目表.csv");
-            QFile file(sheet);
-            if (file.open(QIODevice::WriteOnly)) {
-                file.write(QStringLiteral("序号,楼宇名称,类型,楼层,房间号,说明,朝向,单价,状态\r\n"
-                                          "000001,翠湖苑一号楼,一室一厅,2,201,,南,16000元/平方米,已售\r\n"
-                                          ",翠湖苑一号楼,两室一厅,2,202,,南北通透,16500元/平方米,在售\r\n"
-                                          ",金桂园一号楼,两室一厅,3,301,,南北通透,15200元/平方米,在售\r\n"
-                                          ",金桂园一号楼,两室一厅,3,302,,南,15000元/平方米,在售\r\n"
-                                          ",金桂园一号楼,三室两厅,12,1201,顶层,南北通透,17800元/平方米,在售\r\n"
-                                          ",金桂园一号楼,复式,18,1801,,南,19800元/平方米,在售\r\n"
-                                          ",金桂园一号楼,两室一厅,120,1202,,南,15500元/平方米,在售\r\n")
-                               .toUtf8());
-                file.close();
-            }
-            ui::SetFileDialogInterceptor([sheet](const QString&) { return sheet; });
-            ClickButton(w, QStringLiteral("cmdBrowse"));
-            ui::SetFileDialogInterceptor({});
-            Settle(500);
-        }
-        if (name == QLatin1String("frmSalesBoard")) {
-            // The price under each unit, as an office would choose it.
-            if (auto* price = w->findChild<QComboBox*>(QStringLiteral("cmbPrice")))
-                price->setCurrentText(QStringLiteral("单价"));
-            Settle(500);
-        }
-        if (name == QLatin1String("frmContent")) {
-            qint16 second = 2;  // the template of the second type
-            if (auto* editor = qobject_cast<frmContent*>(w)) editor->GetTypeContent(second);
-            Settle(500);
-        }
-        Save(name);
-        // The type manager stays behind its template editor, as the user sees them together.
-        if (name != QLatin1String("frmHouseType")) {
-            Forms::Unload(name);
-            if (name == QLatin1String("frmContent")) Forms::Unload(QStringLiteral("frmHouseType"));
-        }
-        Settle(300);
-    }
-    // The house sheet as the customer gets it: the PDF, turned into a picture by poppler.
-    {
-        sales::HouseSheet sheet;
-        const QString pdf = g_output + QStringLiteral("/house_sheet.pdf");
-        if (sheet.Load(house) && sheet.SavePdf(pdf) &&
-            QProcess::execute(QStringLiteral("pdftoppm"),
-                              {QStringLiteral("-r"), QStringLiteral("80"), QStringLiteral("-png"),
-                               QStringLiteral("-singlefile"), pdf, g_output + QStringLiteral("/house_sheet")}) == 0) {
-            std::printf("%s/house_sheet.png\n", qPrintable(g_output));
-            ++g_saved;
-        } else {
-            std::fprintf(stderr, "tavrelo-shots: cannot make the house sheet's picture\n");
-        }
-        QFile::remove(pdf);
-    }
-    // The frame as the user works in it: the catalogue, a house presented in front of it with
-    // the view of its building, and the house menu open.
-    mdlHouse::CurrentHouseID = house;
-    for (const QString& name : {QStringLiteral("frmHouseList"), QStringLiteral("frmHouseShow")}) {
-        if (!Forms::IsRegistered(name)) continue;
-        if (QWidget* w = Forms::Show(name)) {
-            Place(w);
-            Settle(name == QLatin1String("frmHouseShow") ? 3000 : 800);
-            ClickButton(w, QStringLiteral("cmdImage(2)"));
-        }
-    }
-    Settle(2500);
-    main.mnuHouse->popup(main.menuBar()->mapToGlobal(
-        main.menuBar()->actionGeometry(main.mnuHouse->menuAction()).bottomLeft()));
-    Settle(400);
-    Save(QStringLiteral("frmMain"));
-    main.mnuHouse->hide();
+    for (const QString& name : windows)
+        if (Forms::IsRegistered(name)) ShootWindow(name, house);
+    ShootHouseSheet(house);
+    ShootFrame(main, house);
 
     std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
     // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.

@@ -47,6 +47,10 @@ public:
     bool InTransaction() const;
 
     QString LastError() const { return lastError_; }
+    // True when the catalogue is a shared one on a server: what code outside the data layer may
+    // ask instead of reaching for the session itself.
+    bool IsServer() const { return server_ != nullptr; }
+    // The raw SQLite handle and server session, for the data layer's own files.
     sqlite3* Handle() const { return handle_; }
     PgSession* Server() const { return server_.get(); }
 

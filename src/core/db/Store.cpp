@@ -21,4 +21,9 @@ bool OpenCatalogue(Connection& connection, const QString& programFolder)
     return connection.Open(programFolder + QStringLiteral("/House.db"));
 }
 
+bool IsServerUri(const QString& store)
+{
+    return store.startsWith(QLatin1String("postgres")) || store.contains(QLatin1Char('='));
+}
+
 }  // namespace db

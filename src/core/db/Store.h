@@ -16,4 +16,8 @@ QString ServerUri(const QString& programFolder);
 // Opens the catalogue of that program folder on the connection.
 bool OpenCatalogue(Connection& connection, const QString& programFolder);
 
+// True when a catalogue is named by a libpq URI ("postgresql://…") or key=value connection string
+// rather than by a House.db path.
+bool IsServerUri(const QString& store);
+
 }  // namespace db

@@ -4,7 +4,7 @@
 #include <QFileInfo>
 #include <QStringList>
 
-#include "core/mdlHouse.h"
+#include "core/Program.h"
 
 namespace ui {
 
@@ -63,7 +63,7 @@ QString GetSaveFileName(QWidget* parent, const QString& filter, const QString& s
 {
     if (saveInterceptor()) return saveInterceptor()(filter);
     if (interceptor()) return interceptor()(filter);
-    QFileDialog dialog(parent, title.isEmpty() ? mdlHouse::kProgramTitle : title);
+    QFileDialog dialog(parent, title.isEmpty() ? program::kProgramTitle : title);
     dialog.setObjectName(QStringLiteral("FileDialog"));
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setAcceptMode(QFileDialog::AcceptSave);

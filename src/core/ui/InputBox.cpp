@@ -2,7 +2,7 @@
 
 #include <QInputDialog>
 
-#include "core/mdlHouse.h"
+#include "core/Program.h"
 
 namespace ui {
 
@@ -24,7 +24,7 @@ QString InputBox(QWidget* parent, const QString& prompt, const QString& defaultT
     if (interceptor()) return interceptor()(prompt);
     QInputDialog dialog(parent);
     dialog.setObjectName(QStringLiteral("InputBox"));
-    dialog.setWindowTitle(mdlHouse::kProgramTitle);
+    dialog.setWindowTitle(program::kProgramTitle);
     dialog.setLabelText(prompt);
     dialog.setTextValue(defaultText);
     if (dialog.exec() != QDialog::Accepted) return QString();

@@ -7,7 +7,7 @@
 #include <QUrl>
 
 #include "core/db/ServerFiles.h"
-#include "core/mdlHouse.h"
+#include "core/Program.h"
 
 namespace ui {
 
@@ -54,7 +54,7 @@ void MediaControl::SetCommand(const QString& command)
 {
     if (command.compare(QLatin1String("Open"), Qt::CaseInsensitive) == 0) {
         // A tune of a shared catalogue may not have reached this PC's Music folder yet.
-        db::FillMediaCache(mdlHouse::ProgramFolder(), fileName_);
+        db::FillMediaCache(program::ProgramFolder(), fileName_);
         open();
     } else if (command.compare(QLatin1String("Play"), Qt::CaseInsensitive) == 0) {
         play();

@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QMessageBox>
 
-#include "core/mdlHouse.h"
+#include "core/Program.h"
 
 namespace ui {
 
@@ -23,7 +23,7 @@ void SetMsgBoxInterceptor(std::function<Answer(const QString& text, Buttons butt
 Answer MsgBox(const QString& text, Buttons buttons)
 {
     if (interceptor()) return interceptor()(text, buttons);
-    QMessageBox box(QMessageBox::NoIcon, mdlHouse::kProgramTitle, text,
+    QMessageBox box(QMessageBox::NoIcon, program::kProgramTitle, text,
                     buttons == Buttons::YesNo ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok,
                     QApplication::activeWindow());
     box.setObjectName(QStringLiteral("MsgBox"));

@@ -25,18 +25,26 @@ struct HasSetText : std::false_type {};
 template <typename T>
 struct HasSetText<T, std::void_t<decltype(std::declval<T&>().setText(QString()))>> : std::true_type {};
 
-// Makes a named control placed in twips; a control with a text property (label, button, text
-// box) also gets its caption.
+// Makes a named control; a control with a text property (label, button, text box) also gets its
+// caption. For windows whose layout places the control.
+template <typename T>
+T* MakeNamed(QWidget* parent, const char* name, const QString& text = QString())
+{
+    auto* control = new T(parent);
+    control->setObjectName(QLatin1String(name));
+    if constexpr (HasSetText<T>::value) {
+        if (!text.isNull()) control->setText(text);
+    }
+    return control;
+}
+
+// The same, placed by a rectangle in twips.
 template <typename T>
 T* MakeControl(QWidget* parent, const char* name, int left, int top, int width, int height,
                const QString& text = QString())
 {
-    auto* control = new T(parent);
-    control->setObjectName(QLatin1String(name));
+    T* control = MakeNamed<T>(parent, name, text);
     PlaceTwips(control, left, top, width, height);
-    if constexpr (HasSetText<T>::value) {
-        if (!text.isNull()) control->setText(text);
-    }
     return control;
 }
 

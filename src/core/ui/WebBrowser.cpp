@@ -166,7 +166,6 @@ void WebBrowser::pageProcessEnded(int status, int exitCode)
     pendingLayoutScript_.clear();
     view_->hide();
     Trace(QStringLiteral("page process ended %1").arg(objectName()));
-    emit PageProcessTerminated();
 }
 
 WebBrowser::~WebBrowser()

@@ -54,7 +54,6 @@ public:
 
 signals:
     void DocumentComplete(bool ok);
-    void PageProcessTerminated();
     void PopupOpened(QWebEngineView* window);
 
 protected:

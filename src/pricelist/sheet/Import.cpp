@@ -4,11 +4,11 @@
 #include <QHash>
 #include <QRegularExpression>
 
+#include "core/ImageNames.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
-#include "entry/EntrySql.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
 
@@ -435,7 +435,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
             for (int p = 0; p < line.pictureSources.size(); ++p) {
                 const QString& source = line.pictureSources[p];
                 const QString number = QString::number(p + 1);
-                const QString stored = entry::StoredImageName(houseId, number, source);
+                const QString stored = images::StoredImageName(houseId, number, source);
                 insertImage.Bind(1, houseId);
                 insertImage.Bind(2, QFileInfo(line.pictureNames[p]).completeBaseName());
                 insertImage.Bind(3, stored);

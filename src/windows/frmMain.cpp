@@ -1,4 +1,4 @@
-#include "core/frmMain.h"
+#include "windows/frmMain.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -10,7 +10,7 @@
 #include <QScreen>
 #include <QTimer>
 
-#include "core/PriceListExport.h"
+#include "pricelist/PriceListExport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"

@@ -1,4 +1,4 @@
-#include "core/PriceListExport.h"
+#include "pricelist/PriceListExport.h"
 
 #include <QFileInfo>
 
