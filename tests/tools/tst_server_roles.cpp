@@ -368,8 +368,8 @@ private slots:
         QVERIFY2(oldpc.Ok(), qPrintable(oldpc.Error()));
         QCOMPARE(oldpc.State("UPDATE t_House SET Intro = 'still works'"), QString());
         for (const QString& sql :
-             {"DROP TABLE t_Content", "TRUNCATE t_House", "ALTER TABLE t_House ADD x int",
-              "CREATE TABLE t_Extra (x int)", "DROP SCHEMA public CASCADE"})
+             QStringList{"DROP TABLE t_Content", "TRUNCATE t_House", "ALTER TABLE t_House ADD x int",
+                         "CREATE TABLE t_Extra (x int)", "DROP SCHEMA public CASCADE"})
             QVERIFY2(oldpc.State(sql) == "42501", qPrintable(sql + " -> " + oldpc.State(sql)));
         // A login of the first catalogue cannot even connect to this one.
         QVERIFY(Login(database_, "alice", "alice's secret").Ok());

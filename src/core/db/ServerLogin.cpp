@@ -105,16 +105,6 @@ bool passwordRefused(PGconn* conn)
     return PQconnectionUsedPassword(conn) && QByteArray(PQerrorMessage(conn)).contains("28P01");
 }
 
-// The server's reason without the code and source location that verbose errors add.
-QString reason(PGconn* conn)
-{
-    QString text = QString::fromUtf8(PQerrorMessage(conn));
-    static const QRegularExpression location(QStringLiteral("^LOCATION:[^\n]*\n?"),
-                                             QRegularExpression::MultilineOption);
-    static const QRegularExpression code(QStringLiteral("(FATAL|ERROR|[A-Z]+):  [0-9A-Z]{5}: "));
-    return text.remove(location).replace(code, QStringLiteral("\\1:  ")).trimmed();
-}
-
 }  // namespace
 
 void SetPasswordPrompt(PasswordPrompt p)
