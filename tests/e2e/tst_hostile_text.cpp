@@ -10,6 +10,7 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
 #include <memory>
@@ -17,12 +18,15 @@
 #include "PgCluster.h"
 #include "TestSupport.h"
 #include "catalogue/frmHouseList.h"
+#include "core/db/Connection.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/ListView.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "pricelist/sheet/PriceList.h"
 #include "sales/SalesFixture.h"
 #include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
@@ -220,6 +224,41 @@ QList<House> SeededHouses()
              QStringLiteral("在售")},
             {4, QStringLiteral("x座"), QStringLiteral("104"), QStringLiteral("公寓"), QStringLiteral("状态"),
              QStringLiteral("已售")}};
+}
+
+// One cell of a CSV line: quoted, its quotes doubled.
+QString CsvCell(const QString& text)
+{
+    QString cell = text;
+    cell.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+    return QLatin1Char('"') + cell + QLatin1Char('"');
+}
+
+// What the import means to write for a plan of new houses: types, houses and attribute rows.
+QMap<QString, QList<QVariantList>> PlannedRows(const pricelist::Plan& plan, const Snapshot& before)
+{
+    QMap<QString, QList<QVariantList>> added;
+    if (!plan.ok || plan.Count(pricelist::LineKind::Error) > 0) return added;
+    qint64 list = 0;
+    for (const QVariantList& row : before.rows[QStringLiteral("t_HouseType")]) list = qMax(list, row[1].toLongLong());
+    QHash<QString, qint64> typeIds = {{QStringLiteral("公寓"), 1}, {QStringLiteral("king's"), 2}};
+    qint64 nextType = before.lastKeys[QStringLiteral("t_HouseType")];
+    for (const QString& name : plan.newTypes) {
+        added[QStringLiteral("t_HouseType")] << QVariantList{++list, Stored(name), QString(), QString()};
+        typeIds.insert(name.trimmed().toLower(), ++nextType);
+    }
+    qint64 house = before.lastKeys[QStringLiteral("t_House")];
+    for (const pricelist::PlanLine& line : plan.lines) {
+        ++house;
+        added[QStringLiteral("t_House")] << QVariantList{Stored(line.building), Stored(line.room),
+                                                         Stored(line.intro), line.floor,
+                                                         typeIds.value(line.type.trimmed().toLower())};
+        int position = 0;
+        for (const auto& attribute : line.attributes)
+            added[QStringLiteral("t_Content")]
+                << QVariantList{house, Stored(attribute.first), Stored(attribute.second), ++position};
+    }
+    return added;
 }
 
 class Frame {
@@ -518,6 +557,48 @@ private slots:
         QCOMPARE(messages_->Texts(), QStringList());
         QString why;
         QVERIFY2(Compare(before, Take(*folder_), {}, &why), qPrintable(why));
+    }
+
+    void priceListCells_data()
+    {
+        QTest::addColumn<QString>("text");
+        for (const Hostile& h : HostileInputs()) QTest::newRow(qPrintable(h.name)) << h.text;
+    }
+
+    // A price list whose every text cell (an attribute's column title too) carries the input,
+    // imported by the real tavrelo-pricelist: the catalogue gains what the import's plan says.
+    void priceListCells()
+    {
+        QFETCH(QString, text);
+        const QString csv = folder_->File(QStringLiteral("list.csv"));
+        QFile file(csv);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const QString header = QStringLiteral("序号,楼宇名称,类型,楼层,房间号,说明,") + CsvCell(text) +
+                               QStringLiteral(",图片\r\n");
+        const QString line = QStringLiteral(",%1,%1,5,%1,%1,%1,\r\n").arg(CsvCell(text));
+        file.write((header + line).toUtf8());
+        file.close();
+
+        const Snapshot before = Take(*folder_);
+        pricelist::Plan plan;
+        {
+            db::Connection connection;
+            QVERIFY(db::OpenCatalogue(connection, folder_->Path()));
+            pricelist::ImportOptions options;
+            options.createTypes = true;
+            plan = pricelist::MakePlan(csv, connection, options);
+        }
+        QVERIFY2(plan.ok, qPrintable(plan.error));
+        QCOMPARE(int(plan.lines.size()), 1);
+        QProcess tool;
+        tool.start(qEnvironmentVariable("TAVRELO_BINARY_DIR") + QStringLiteral("/tavrelo-pricelist"),
+                   {QStringLiteral("import"), csv, folder_->Path(), QStringLiteral("--create-types")});
+        QVERIFY(tool.waitForFinished(60000));
+        // Each input is a text the sheet may hold: the line is accepted, and written.
+        QVERIFY2(plan.Count(pricelist::LineKind::New) == 1, qPrintable(plan.lines.front().reason));
+        QVERIFY2(tool.exitCode() == 0, tool.readAllStandardError().constData());
+        QString why;
+        QVERIFY2(Compare(before, Take(*folder_), PlannedRows(plan, before), &why), qPrintable(why));
     }
 
 private:
