@@ -12,7 +12,8 @@ db::Sql BuildHouseQuery(const HouseCriteria& c) {
     using db::Sql;
     // The blanks (two after the last comma, two at the end) are part of the statement as it has
     // always been sent; they are kept so the text stays comparable.
-    Sql sql = QStringLiteral("Select Distinct a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,  a.TypeID");
+    Sql sql =
+        QStringLiteral("Select Distinct a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,  a.TypeID");
     if (c.caption.isEmpty())
         sql += QStringLiteral(" From t_House as a, t_HouseType as b");
     else

@@ -22,13 +22,17 @@ class tst_bound_values : public QObject {
     void useStore()
     {
         QFETCH_GLOBAL(bool, server);
-        if (server) qputenv("TAVRELO_TEST_STORE", "server");
-        else qunsetenv("TAVRELO_TEST_STORE");
+        if (server)
+            qputenv("TAVRELO_TEST_STORE", "server");
+        else
+            qunsetenv("TAVRELO_TEST_STORE");
         folder = std::make_unique<ProgramFolder>();
         QCOMPARE(folder->ServerUri().isEmpty(), !server);
-        QVERIFY(folder->Exec("Insert Into t_House (HouseID, HouseName, HouseNo, HouseFloor, TypeID) Values "
-                             "(1, 'O''Hara', '1', 7, 1), (2, 'B座', '2', 10, 1)"));
-        QVERIFY(folder->Exec("Insert Into t_Content (HouseID, Caption, Content, List) Values (1, '朝向', '南', 1)"));
+        QVERIFY(
+            folder->Exec("Insert Into t_House (HouseID, HouseName, HouseNo, HouseFloor, TypeID) Values "
+                         "(1, 'O''Hara', '1', 7, 1), (2, 'B座', '2', 10, 1)"));
+        QVERIFY(folder->Exec(
+            "Insert Into t_Content (HouseID, Caption, Content, List) Values (1, '朝向', '南', 1)"));
     }
 
     QStringList names(const Sql& sql)
@@ -67,11 +71,13 @@ private slots:
 
     void bound_text_has_one_placeholder_per_literal_with_a_value()
     {
-        const Sql sql = Sql("Select a From t Where b Like '%") + Sql::Value("x'y") + Sql("%' And e = 'it''s' And c = ") +
-                        Sql::Quoted("O'Neil") + Sql(" And d=") + Sql::Value(" 7 ") + Sql(" And f = 1.5");
+        const Sql sql = Sql("Select a From t Where b Like '%") + Sql::Value("x'y") +
+                        Sql("%' And e = 'it''s' And c = ") + Sql::Quoted("O'Neil") + Sql(" And d=") +
+                        Sql::Value(" 7 ") + Sql(" And f = 1.5");
         const Sql::Bound bound = sql.Bind();
         QVERIFY(bound.valid);
-        QCOMPARE(bound.text, QString("Select a From t Where b Like $1 And e = 'it''s' And c = $2 And d=$3 And f = 1.5"));
+        QCOMPARE(bound.text,
+                 QString("Select a From t Where b Like $1 And e = 'it''s' And c = $2 And d=$3 And f = 1.5"));
         QCOMPARE(int(bound.values.size()), 3);
         QCOMPARE(bound.values[0], QVariant(QString("%x'y%")));
         QCOMPARE(bound.values[1], QVariant(QString("O'Neil")));
@@ -93,30 +99,38 @@ private slots:
 
     void the_server_like_takes_a_placeholder()
     {
-        QCOMPARE(db::toPostgres("Select a From t Where c.b Like $1"),
-                 QString(R"(Select a From t Where lower(c.b COLLATE "und-x-icu") LIKE lower($1 COLLATE "und-x-icu") ESCAPE '')"));
+        QCOMPARE(
+            db::toPostgres("Select a From t Where c.b Like $1"),
+            QString(
+                R"(Select a From t Where lower(c.b COLLATE "und-x-icu") LIKE lower($1 COLLATE "und-x-icu") ESCAPE '')"));
     }
 
     void values_find_what_they_say()
     {
         useStore();
-        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName = '") + Sql::Value("O'Hara") + Sql("'")),
+        QCOMPARE(
+            names(Sql("Select HouseName From t_House Where HouseName = '") + Sql::Value("O'Hara") + Sql("'")),
+            QStringList{"O'Hara"});
+        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value("'H") +
+                       Sql("%'")),
                  QStringList{"O'Hara"});
-        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value("'H") + Sql("%'")),
-                 QStringList{"O'Hara"});
-        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value("b") + Sql("%'")),
-                 QStringList{"B座"});
+        QCOMPARE(
+            names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value("b") + Sql("%'")),
+            QStringList{"B座"});
         QCOMPARE(names(Sql("Select HouseName From t_House Where HouseFloor=") + Sql::Value(" 10 ")),
                  QStringList{"B座"});
-        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseFloor=") + Sql::Value("7.5")), QStringList());
+        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseFloor=") + Sql::Value("7.5")),
+                 QStringList());
         QCOMPARE(names(Sql("Select HouseName From t_House Where HouseFloor=") + Sql::Value("x")),
                  QStringList{"<failed>"});
         QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName = ") + Sql::Quoted("' OR '1'='1")),
                  QStringList());
         // Another table's rows cannot be added to a list.
-        const QString other = folder->ServerUri().isEmpty() ? "x%' UNION ALL SELECT name FROM sqlite_master --"
-                                                            : "x%' UNION ALL SELECT rolname FROM pg_roles --";
-        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value(other) + Sql("%'")),
+        const QString other = folder->ServerUri().isEmpty()
+                                  ? "x%' UNION ALL SELECT name FROM sqlite_master --"
+                                  : "x%' UNION ALL SELECT rolname FROM pg_roles --";
+        QCOMPARE(names(Sql("Select HouseName From t_House Where HouseName Like '%") + Sql::Value(other) +
+                       Sql("%'")),
                  QStringList());
     }
 
@@ -133,7 +147,8 @@ private slots:
         QCOMPARE(folder->Value("Select Count(*) From t_Content").toInt(), 1);
         // A trailing semicolon is still one statement.
         QVERIFY(db::OpenCatalogue(cn, folder->Path()));
-        QVERIFY2(cn.Execute(QStringLiteral("Delete From t_Image Where ImageID = 5;")), qPrintable(cn.LastError()));
+        QVERIFY2(cn.Execute(QStringLiteral("Delete From t_Image Where ImageID = 5;")),
+                 qPrintable(cn.LastError()));
     }
 
     void text_values_keep_everything_but_nul()
@@ -142,12 +157,13 @@ private slots:
         db::Connection cn;
         QVERIFY(db::OpenCatalogue(cn, folder->Path()));
         const QString value = QString("a") + QChar(0) + "'\\$$--;🏠";
-        QVERIFY2(cn.Execute(Sql("Update t_Content Set Content = ") + Sql::Quoted(value) + Sql(" Where HouseID = 1")),
+        QVERIFY2(cn.Execute(Sql("Update t_Content Set Content = ") + Sql::Quoted(value) +
+                            Sql(" Where HouseID = 1")),
                  qPrintable(cn.LastError()));
         QCOMPARE(cn.RowsAffected(), 1);
         db::Recordset rs;
-        QVERIFY(rs.Open(QStringLiteral("Select * From t_Content Where ContentID Is Null"), cn, db::CursorType::Keyset,
-                        db::LockType::Optimistic));
+        QVERIFY(rs.Open(QStringLiteral("Select * From t_Content Where ContentID Is Null"), cn,
+                        db::CursorType::Keyset, db::LockType::Optimistic));
         QVERIFY(rs.AddNew());
         QVERIFY(rs.SetField("HouseID", 2));
         QVERIFY(rs.SetField("Content", value));

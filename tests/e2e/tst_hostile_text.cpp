@@ -59,10 +59,12 @@ QList<Hostile> HostileInputs()
         {QStringLiteral("wildcards"), QStringLiteral("%_")},
         {QStringLiteral("emoji"), QStringLiteral("🏠'🏢")},
         {QStringLiteral("key counter reset"),
-         QStringLiteral("x' AND (SELECT setval(pg_get_serial_sequence('t_house','houseid'),1))>0 AND '1'='1")},
+         QStringLiteral(
+             "x' AND (SELECT setval(pg_get_serial_sequence('t_house','houseid'),1))>0 AND '1'='1")},
         {QStringLiteral("other table's rows"),
          testsupport::ServerMode()
-             ? QStringLiteral("x%' UNION ALL SELECT 1, rolname, rolname, rolname, rolname, 1 FROM pg_roles --")
+             ? QStringLiteral(
+                   "x%' UNION ALL SELECT 1, rolname, rolname, rolname, rolname, 1 FROM pg_roles --")
              : QStringLiteral("x%' UNION ALL SELECT 1, name, name, name, name, 1 FROM sqlite_master --")},
     };
 }
@@ -92,7 +94,8 @@ Snapshot Take(const ProgramFolder& folder)
     Snapshot s;
     for (const auto& t : kTables) {
         const QString table = QString::fromLatin1(t[0]);
-        s.rows[table] = folder.Rows(QStringLiteral("Select * From %1 Order By %2").arg(table, QLatin1String(t[1])));
+        s.rows[table] =
+            folder.Rows(QStringLiteral("Select * From %1 Order By %2").arg(table, QLatin1String(t[1])));
         s.lastKeys[table] = folder.LastKey(table).toLongLong();
     }
     return s;
@@ -129,7 +132,8 @@ bool Compare(const Snapshot& before, const Snapshot& after, const QMap<QString, 
             row.removeFirst();
             QStringList got, want;
             for (const QVariant& v : row) got << (v.isNull() ? QStringLiteral("NULL") : v.toString());
-            for (const QVariant& v : expected[i]) want << (v.isNull() ? QStringLiteral("NULL") : v.toString());
+            for (const QVariant& v : expected[i])
+                want << (v.isNull() ? QStringLiteral("NULL") : v.toString());
             if (got != want) {
                 *why = table + QStringLiteral(": wrote ") + got.join(QLatin1Char('|')).left(200) +
                        QStringLiteral(", meant ") + want.join(QLatin1Char('|')).left(200);
@@ -149,13 +153,14 @@ bool Like(const QString& value, const QString& pattern)
             run += c;
             continue;
         }
-        rx += QRegularExpression::escape(run) + (c == QLatin1Char('%') ? QStringLiteral(".*") : QStringLiteral("."));
+        rx += QRegularExpression::escape(run) +
+              (c == QLatin1Char('%') ? QStringLiteral(".*") : QStringLiteral("."));
         run.clear();
     }
     rx += QRegularExpression::escape(run);
-    const QRegularExpression re(QRegularExpression::anchoredPattern(rx),
-                                QRegularExpression::CaseInsensitiveOption |
-                                    QRegularExpression::DotMatchesEverythingOption);
+    const QRegularExpression re(
+        QRegularExpression::anchoredPattern(rx),
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
     return re.match(value).hasMatch();
 }
 
@@ -203,7 +208,8 @@ void Seed(const ProgramFolder& folder)
         "(3, '50%_楼', '103', '', 3, 1), (4, 'x座', '104', '', 4, 1)",
         "Insert Into t_Content (HouseID, Caption, Content, List) Values "
         "(1, '朝向', '南', 1), (2, '朝向', '北''东', 1), (3, '状态', '在售', 1), (4, '状态', '已售', 1)",
-        "Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) Values (1, '客厅', '', '000001_0001.png', 1)",
+        "Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) Values (1, '客厅', '', "
+        "'000001_0001.png', 1)",
         "Insert Into t_Content_Auto (TypeID, Caption, Content) Values (1, '朝向', '南')"};
     for (const QString& sql : statements)
         if (!folder.Exec(sql)) qWarning("seed failed: %s", qPrintable(sql));
@@ -220,8 +226,8 @@ QList<House> SeededHouses()
              QStringLiteral("南")},
             {2, QStringLiteral("O'Hara楼"), QStringLiteral("1'02"), QStringLiteral("King's"),
              QStringLiteral("朝向"), QStringLiteral("北'东")},
-            {3, QStringLiteral("50%_楼"), QStringLiteral("103"), QStringLiteral("公寓"), QStringLiteral("状态"),
-             QStringLiteral("在售")},
+            {3, QStringLiteral("50%_楼"), QStringLiteral("103"), QStringLiteral("公寓"),
+             QStringLiteral("状态"), QStringLiteral("在售")},
             {4, QStringLiteral("x座"), QStringLiteral("104"), QStringLiteral("公寓"), QStringLiteral("状态"),
              QStringLiteral("已售")}};
 }
@@ -240,7 +246,8 @@ QMap<QString, QList<QVariantList>> PlannedRows(const pricelist::Plan& plan, cons
     QMap<QString, QList<QVariantList>> added;
     if (!plan.ok || plan.Count(pricelist::LineKind::Error) > 0) return added;
     qint64 list = 0;
-    for (const QVariantList& row : before.rows[QStringLiteral("t_HouseType")]) list = qMax(list, row[1].toLongLong());
+    for (const QVariantList& row : before.rows[QStringLiteral("t_HouseType")])
+        list = qMax(list, row[1].toLongLong());
     QHash<QString, qint64> typeIds = {{QStringLiteral("公寓"), 1}, {QStringLiteral("king's"), 2}};
     qint64 nextType = before.lastKeys[QStringLiteral("t_HouseType")];
     for (const QString& name : plan.newTypes) {
@@ -250,9 +257,9 @@ QMap<QString, QList<QVariantList>> PlannedRows(const pricelist::Plan& plan, cons
     qint64 house = before.lastKeys[QStringLiteral("t_House")];
     for (const pricelist::PlanLine& line : plan.lines) {
         ++house;
-        added[QStringLiteral("t_House")] << QVariantList{Stored(line.building), Stored(line.room),
-                                                         Stored(line.intro), line.floor,
-                                                         typeIds.value(line.type.trimmed().toLower())};
+        added[QStringLiteral("t_House")]
+            << QVariantList{Stored(line.building), Stored(line.room), Stored(line.intro), line.floor,
+                            typeIds.value(line.type.trimmed().toLower())};
         int position = 0;
         for (const auto& attribute : line.attributes)
             added[QStringLiteral("t_Content")]
@@ -313,8 +320,8 @@ private slots:
         QTest::addColumn<QString>("text");
         for (const char* box : {"cmbHouseName", "cmbHouseType", "cmbHouseNo", "cmbCaption", "cmbContent"})
             for (const Hostile& h : HostileInputs())
-                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name)) << QString::fromLatin1(box)
-                                                                                        << h.text;
+                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name))
+                    << QString::fromLatin1(box) << h.text;
     }
 
     // The query lists exactly the houses the criterion matches, changes nothing, and says what it
@@ -335,17 +342,20 @@ private slots:
         QStringList expected;
         for (const House& h : SeededHouses()) {
             bool match = false;
-            if (box == QLatin1String("cmbHouseName")) match = Like(h.name, QLatin1Char('%') + v + QLatin1Char('%'));
+            if (box == QLatin1String("cmbHouseName"))
+                match = Like(h.name, QLatin1Char('%') + v + QLatin1Char('%'));
             if (box == QLatin1String("cmbHouseType")) match = Same(h.type, v);
             if (box == QLatin1String("cmbHouseNo")) match = Same(h.no, v);
             if (box == QLatin1String("cmbCaption")) match = Same(h.caption, v) && !h.content.isEmpty();
             if (box == QLatin1String("cmbContent"))
-                match = Same(h.caption, QStringLiteral("朝向")) && Like(h.content, QLatin1Char('%') + v + QLatin1Char('%'));
+                match = Same(h.caption, QStringLiteral("朝向")) &&
+                        Like(h.content, QLatin1Char('%') + v + QLatin1Char('%'));
             if (match) expected << QStringLiteral("%1|%2").arg(h.id, 6, 10, QLatin1Char('0')).arg(h.name);
         }
         QStringList listed;
         const ui::ListModel* model = list->lsvHouse->Model();
-        for (int r = 0; r < model->Count(); ++r) listed << model->Text(r, 0) + QLatin1Char('|') + model->Text(r, 1);
+        for (int r = 0; r < model->Count(); ++r)
+            listed << model->Text(r, 0) + QLatin1Char('|') + model->Text(r, 1);
         listed.sort();
         QCOMPARE(listed, expected);
         QCOMPARE(list->lblStatus->text(), QStringLiteral("共查询到 %1 项。").arg(expected.size()));
@@ -358,11 +368,12 @@ private slots:
     {
         QTest::addColumn<QString>("box");
         QTest::addColumn<QString>("text");
-        for (const char* box : {"cmbHouseName", "cmbHouseType", "cmbHouseNo", "cmbHouseFloor", "txtHouseIntro",
-                                "cmbCaption(1)", "cmbContent(1)", "txtImageCaption", "txtImageIntro"})
+        for (const char* box :
+             {"cmbHouseName", "cmbHouseType", "cmbHouseNo", "cmbHouseFloor", "txtHouseIntro", "cmbCaption(1)",
+              "cmbContent(1)", "txtImageCaption", "txtImageIntro"})
             for (const Hostile& h : HostileInputs())
-                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name)) << QString::fromLatin1(box)
-                                                                                        << h.text;
+                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name))
+                    << QString::fromLatin1(box) << h.text;
     }
 
     // A new house saved by the wizard with one hostile field: exactly one house, its row and its
@@ -404,8 +415,10 @@ private slots:
         const QString floorText = w->cmbHouseFloor->currentText();
         QString intro = Stored(w->txtHouseIntro->toPlainText());
         intro.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
-        const QString caption = Stored(Control(w, QStringLiteral("cmbCaption(1)"))->property("currentText").toString());
-        const QString content = Stored(Control(w, QStringLiteral("cmbContent(1)"))->property("currentText").toString());
+        const QString caption =
+            Stored(Control(w, QStringLiteral("cmbCaption(1)"))->property("currentText").toString());
+        const QString content =
+            Stored(Control(w, QStringLiteral("cmbContent(1)"))->property("currentText").toString());
         QVERIFY(testsupport::Click(w, QStringLiteral("cmdNext")));
         QVERIFY(testsupport::Click(w, QStringLiteral("cmdFinish")));
         QCOMPARE(messages_->Texts(), QStringList());
@@ -419,7 +432,8 @@ private slots:
         const qint64 house = before.rows[QStringLiteral("t_House")].last().first().toLongLong() + 1;
         const QString picture = QStringLiteral("%1_0001.png").arg(house, 6, 10, QLatin1Char('0'));
         QMap<QString, QList<QVariantList>> added;
-        added[QStringLiteral("t_House")] = {{name, no, intro, floorOk ? QVariant(floor) : QVariant(), typeId}};
+        added[QStringLiteral("t_House")] = {
+            {name, no, intro, floorOk ? QVariant(floor) : QVariant(), typeId}};
         added[QStringLiteral("t_Content")] = {{house, caption, content, 1}};
         added[QStringLiteral("t_Image")] = {{house, pictureCaption, pictureIntro, picture, 1}};
         QString why;
@@ -432,8 +446,8 @@ private slots:
         QTest::addColumn<QString>("text");
         for (const char* box : {"txtHouseType", "txtMusicTitle", "txtCaption", "txtContent"})
             for (const Hostile& h : HostileInputs())
-                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name)) << QString::fromLatin1(box)
-                                                                                        << h.text;
+                QTest::newRow(qPrintable(QLatin1String(box) + QLatin1Char('/') + h.name))
+                    << QString::fromLatin1(box) << h.text;
     }
 
     // A new type (its name or tune title hostile), or a template row of the first type.
@@ -505,7 +519,8 @@ private slots:
         QCOMPARE(messages_->Texts(), QStringList());
         QList<QVariantList>& content = before.rows[QStringLiteral("t_Content")];
         for (QVariantList& row : content)
-            if (row[1].toLongLong() == 3 && row[2].toString() == QStringLiteral("状态")) row[3] = Stored(text.trimmed());
+            if (row[1].toLongLong() == 3 && row[2].toString() == QStringLiteral("状态"))
+                row[3] = Stored(text.trimmed());
         QString why;
         QVERIFY2(Compare(before, Take(*folder_), {}, &why), qPrintable(why));
         QCOMPARE(board->Board().units.front().status, Stored(text.trimmed()));
@@ -525,11 +540,13 @@ private slots:
         const QString name = Stored(text);
         QString quoted = name;
         quoted.replace(QLatin1Char('\''), QStringLiteral("''"));
-        QVERIFY(folder_->Exec(QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, "
-                                             "TypeID) Values (9, '%1', '901', '', 9, 1)")
-                                  .arg(quoted)));
-        QVERIFY(folder_->Exec(QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values "
-                                             "(9, '状态', '在售', 1)")));
+        QVERIFY(folder_->Exec(
+            QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, "
+                           "TypeID) Values (9, '%1', '901', '', 9, 1)")
+                .arg(quoted)));
+        QVERIFY(
+            folder_->Exec(QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values "
+                                         "(9, '状态', '在售', 1)")));
         const Snapshot before = Take(*folder_);
 
         auto* board = qobject_cast<frmSalesBoard*>(Forms::Show(QStringLiteral("frmSalesBoard")));
@@ -550,9 +567,11 @@ private slots:
         list->cmbHouseName->setCurrentIndex(entry);
         QVERIFY(testsupport::Click(list, QStringLiteral("cmdQuery")));
         QStringList listed;
-        for (int r = 0; r < list->lsvHouse->Model()->Count(); ++r) listed << list->lsvHouse->Model()->Text(r, 0);
+        for (int r = 0; r < list->lsvHouse->Model()->Count(); ++r)
+            listed << list->lsvHouse->Model()->Text(r, 0);
         QVERIFY2(listed.contains(QStringLiteral("000009")), qPrintable(listed.join(QLatin1Char(' '))));
-        for (const QString& key : listed) QVERIFY(QStringList({"000001", "000002", "000003", "000004", "000009"}).contains(key));
+        for (const QString& key : listed)
+            QVERIFY(QStringList({"000001", "000002", "000003", "000004", "000009"}).contains(key));
         QCOMPARE(list->lblStatus->text(), QStringLiteral("共查询到 %1 项。").arg(listed.size()));
         QCOMPARE(messages_->Texts(), QStringList());
         QString why;

@@ -336,7 +336,6 @@ bool PgSession::ExecuteBound(const QString& sql, const std::vector<QVariant>& va
     return run(sql, rows, &values, ValueTypes::Declared);
 }
 
-
 // Collects the results of one statement (and of the savepoints around it): the first row set, the
 // count of changed rows, the first error.
 struct PgSession::Results {
@@ -354,7 +353,8 @@ struct PgSession::Results {
         if (status == PGRES_TUPLES_OK) {
             if (rows && !haveRows) ReadPgResult(result, rows);
             haveRows = true;
-        } else if (status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY && status != PGRES_PIPELINE_SYNC) {
+        } else if (status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY &&
+                   status != PGRES_PIPELINE_SYNC) {
             if (ok && status != PGRES_PIPELINE_ABORTED)
                 error = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
             ok = false;

@@ -56,8 +56,10 @@ public:
                 ++i;
             } else {
                 inQuote_ = false;
-                if (hasValue_) placeholder(literal_);
-                else out_.text += raw_;
+                if (hasValue_)
+                    placeholder(literal_);
+                else
+                    out_.text += raw_;
             }
         }
     }
@@ -143,7 +145,8 @@ Sql& Sql::operator+=(const Sql& other)
 QString Sql::Jet() const
 {
     QString text;
-    for (const Piece& piece : pieces_) text += piece.kind == Kind::Quoted ? QuoteText(piece.text) : piece.text;
+    for (const Piece& piece : pieces_)
+        text += piece.kind == Kind::Quoted ? QuoteText(piece.text) : piece.text;
     return text;
 }
 
