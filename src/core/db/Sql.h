@@ -10,10 +10,11 @@ namespace db {
 // which of its pieces were typed (or read back from the catalogue) and which the program wrote.
 //  - Jet() is the text exactly as the original concatenation gives it: what the statement tests
 //    compare and what the statement has always said.
-//  - Bound() is the text that runs: every quoted literal that holds a value becomes one placeholder
-//    ($1, $2 ...) whose value is the literal's content ("Like '%" + v + "%'" binds "%" + v + "%"),
-//    and a value outside quotes (a typed floor) becomes a placeholder bound as a number. Typed text
-//    thus reaches the store only as data: it can neither end the statement nor add to it.
+//  - Bind() gives the text that runs: every quoted literal that holds a value becomes one
+//    placeholder ($1, $2 ...) whose value is the literal's content ("Like '%" + v + "%'" binds
+//    "%" + v + "%"), and a value outside quotes (a typed floor) becomes a placeholder bound as a
+//    number. Typed text thus reaches the store only as data: it can neither end the statement nor
+//    add to it.
 // Program text converts implicitly, so a fixed statement is still written as a plain string.
 class Sql {
 public:
@@ -37,7 +38,7 @@ public:
 
     // The text with placeholders and the values that go with them, in order. A value outside
     // quotes that is not a number, or a literal the program left open, makes the statement one
-    // that must fail (Valid() false), as the Jet text would have failed.
+    // that must fail (valid false), as the Jet text would have failed.
     struct Bound {
         QString text;
         std::vector<QVariant> values;
