@@ -8,10 +8,11 @@ QString AllHousesSql() {
            QStringLiteral(" Where a.TypeID = b.TypeID") + QStringLiteral(" Order By a.HouseName,a.TypeID");
 }
 
-QString BuildHouseQuery(const HouseCriteria& c) {
+db::Sql BuildHouseQuery(const HouseCriteria& c) {
+    using db::Sql;
     // The blanks (two after the last comma, two at the end) are part of the statement as it has
     // always been sent; they are kept so the text stays comparable.
-    QString sql =
+    Sql sql =
         QStringLiteral("Select Distinct a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,  a.TypeID");
     if (c.caption.isEmpty())
         sql += QStringLiteral(" From t_House as a, t_HouseType as b");
@@ -19,14 +20,15 @@ QString BuildHouseQuery(const HouseCriteria& c) {
         sql += QStringLiteral(", c.Content From t_House as a, t_HouseType as b, t_Content as c");
     sql += QStringLiteral(" Where a.TypeID = b.TypeID");
     if (!c.houseName.isEmpty())
-        sql += QStringLiteral(" And a.HouseName Like '%") + c.houseName + QStringLiteral("%'");
+        sql += QStringLiteral(" And a.HouseName Like '%") + Sql::Value(c.houseName) + QStringLiteral("%'");
     if (!c.houseType.isEmpty())
-        sql += QStringLiteral(" And b.HouseType = '") + c.houseType + QStringLiteral("'");
-    if (!c.houseFloor.isEmpty()) sql += QStringLiteral(" And a.HouseFloor=") + c.houseFloor;
-    if (!c.houseNo.isEmpty()) sql += QStringLiteral(" And a.HouseNo = '") + c.houseNo + QStringLiteral("'");
+        sql += QStringLiteral(" And b.HouseType = '") + Sql::Value(c.houseType) + QStringLiteral("'");
+    if (!c.houseFloor.isEmpty()) sql += QStringLiteral(" And a.HouseFloor=") + Sql::Value(c.houseFloor);
+    if (!c.houseNo.isEmpty())
+        sql += QStringLiteral(" And a.HouseNo = '") + Sql::Value(c.houseNo) + QStringLiteral("'");
     if (!c.caption.isEmpty()) {
-        sql += QStringLiteral(" And c.Caption = '") + c.caption + QStringLiteral("'") +
-               QStringLiteral(" And c.Content Like '%") + c.content + QStringLiteral("%'") +
+        sql += QStringLiteral(" And c.Caption = '") + Sql::Value(c.caption) + QStringLiteral("'") +
+               QStringLiteral(" And c.Content Like '%") + Sql::Value(c.content) + QStringLiteral("%'") +
                QStringLiteral(" And a.HouseID = c.HouseID");
     }
     sql += QStringLiteral(" Order By a.housename,a.TypeID  ");

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include "core/db/Sql.h"
+
 // The catalogue's statements, built by concatenation exactly as the window has always built them,
 // so that tests can compare them with the texts the list is known to send.
 namespace catalogue {
@@ -21,7 +23,8 @@ QString AllHousesSql();
 // The query over the given boxes. An empty box adds no criterion; a caption brings in the
 // attribute table and its value pattern (even when the value box is empty), while a value without
 // a caption is ignored. The floor is not checked here: the window checks it first.
-QString BuildHouseQuery(const HouseCriteria& criteria);
+// The boxes' texts are values: the Jet text pastes them in, the store receives them bound.
+db::Sql BuildHouseQuery(const HouseCriteria& criteria);
 
 // The statements that fill the query boxes, in the boxes' order (floor has none).
 QString HouseNamesSql();

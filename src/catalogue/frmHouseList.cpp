@@ -147,7 +147,7 @@ void frmHouseList::Load() {
     SetSizeTwips(kLoadWidth, kLoadHeight);
     // Report view, full-row selection, grid lines, a selection that stays visible without the
     // focus and no editing in place are how ui::ListView always behaves.
-    querySql_.clear();
+    querySql_.Clear();
     queryCaption_.clear();
     StartList();
 }
@@ -218,16 +218,19 @@ void frmHouseList::addColumns() {
 
 void frmHouseList::fillList() {
     mdlHouse::OpenDatabase(connection_);
-    workSql_ = querySql_.isEmpty() ? catalogue::AllHousesSql() : querySql_;
+    workSql_ = querySql_.IsEmpty() ? catalogue::AllHousesSql() : querySql_;
     if (!recordset_.Open(workSql_, connection_, db::CursorType::Keyset, db::LockType::ReadOnly)) {
-        // The statement failed (no database, or typed text that breaks it): like every failing
-        // step it is skipped, so the status line and the list stay as they are.
+        // The statement failed (no database, a server gone away): like every failing step it is
+        // skipped and the list stays empty. A query still says what it found, so that the
+        // status line never goes on saying that one is running.
+        if (!querySql_.IsEmpty())
+            lblStatus->setText(QStringLiteral("共查询到 ") + QString::number(0) + QStringLiteral(" 项。"));
         connection_.Close();
         return;
     }
     const int recordCount = recordset_.RecordCount();
 
-    if (!querySql_.isEmpty()) {
+    if (!querySql_.IsEmpty()) {
         lblStatus->setText(QStringLiteral("共查询到 ") + QString::number(recordCount) +
                            QStringLiteral(" 项。"));
     } else {
@@ -284,7 +287,7 @@ void frmHouseList::cmdQuery_Click() {
 }
 
 void frmHouseList::cmdAll_Click() {
-    querySql_.clear();
+    querySql_.Clear();
     queryCaption_.clear();
     StartList();
 }

@@ -2,6 +2,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/db/Sql.h"
 #include "core/ui/Form.h"
 #include "core/ui/WindowCalls.h"
 
@@ -30,7 +31,7 @@ public:
     void StartList() override;
 
     // The stored query: empty while every house is listed.
-    QString QuerySql() const { return querySql_; }
+    QString QuerySql() const { return querySql_.Jet(); }
     QString QueryCaption() const { return queryCaption_; }
 
     ui::ListView* lsvHouse;
@@ -81,7 +82,7 @@ private:
 
     db::Connection connection_;
     db::Recordset recordset_;
-    QString workSql_;
-    QString querySql_;
+    db::Sql workSql_;
+    db::Sql querySql_;
     QString queryCaption_;
 };

@@ -55,9 +55,9 @@ QString SqlHouseImages(qint32 houseId)
            QStringLiteral(" Where HouseID = ") + key(houseId) + QStringLiteral(" Order By List");
 }
 
-QString SqlTypeIdByName(const QString& typeName)
+db::Sql SqlTypeIdByName(const QString& typeName)
 {
-    return QStringLiteral("Select TypeID From t_HouseType Where HouseType = '") + typeName +
+    return QStringLiteral("Select TypeID From t_HouseType Where HouseType = '") + db::Sql::Value(typeName) +
            QStringLiteral("'");
 }
 

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include "core/ImageNames.h"
+#include "core/db/Sql.h"
 
 // The statements the entry wizard issues, built by concatenation exactly as the wizard always
 // has: values pasted in as they stand, text between single quotes without doubling a quote.
@@ -16,7 +17,8 @@ QString SqlContents();
 QString SqlLoadHouse(qint32 houseId);
 QString SqlHouseContent(qint32 houseId);
 QString SqlHouseImages(qint32 houseId);
-QString SqlTypeIdByName(const QString& typeName);
+// The type name is a value: pasted into the Jet text, bound when the statement runs.
+db::Sql SqlTypeIdByName(const QString& typeName);
 QString SqlEmptyHouse();
 QString SqlEmptyContent();
 QString SqlEmptyImage();

@@ -343,8 +343,8 @@ void frmHouseInput::cmdFinish_Click()
 
 QVariant frmHouseInput::lookUpTypeId()
 {
-    // The name goes between the quotes as it stands: a name with a quote in it breaks the lookup,
-    // and the house is then stored without a type.
+    // The name is a value of the lookup, bound as it stands: whatever it holds, it can only match
+    // a type of that name, and a name no type has stores the house without a type.
     QVariant typeId;
     if (cn.Execute(entry::SqlTypeIdByName(cmbHouseType->currentText()), rs) && !rs.Eof())
         typeId = rs.Field(QStringLiteral("TypeID"));

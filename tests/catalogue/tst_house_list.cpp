@@ -468,6 +468,24 @@ private slots:
         QCOMPARE(boxes.messages.size(), 2);
     }
 
+    // A query whose statement fails still ends the "please wait" text: the list is empty and the
+    // status line says so.
+    void a_failed_query_still_says_what_it_found() {
+        ProgramFolder folder;
+        AddSample(folder);
+        MsgBoxRecorder boxes;
+        Frame frame;
+        frmHouseList* w = frame.OpenList();
+        QVERIFY(w);
+        QVERIFY(folder.HideDatabase());
+        QVERIFY(Type(w, "cmbHouseName", "A"));
+        QVERIFY(Click(w, "cmdQuery"));
+        QCOMPARE(boxes.messages.size(), 2);
+        QCOMPARE(w->lsvHouse->Model()->Count(), 0);
+        QCOMPARE(w->lblStatus->text(), QStringLiteral("共查询到 0 项。"));
+        QVERIFY(folder.RestoreDatabase());
+    }
+
     void an_apostrophe_breaks_the_query_quietly() {
         ProgramFolder folder;
         AddSample(folder);

@@ -109,7 +109,7 @@ private slots:
         testsupport::ProgramFolder folder;
         db::Connection connection;
         QVERIFY(db::OpenCatalogue(connection, folder.Path()));
-        const QStringList reads = {catalogue::AllHousesSql(),
+        const std::vector<db::Sql> reads = {catalogue::AllHousesSql(),
                                    BuildHouseQuery({}),
                                    BuildHouseQuery({"A座", "别墅", "12", "1201", "面积", "120"}),
                                    catalogue::HouseNamesSql(),
@@ -119,9 +119,9 @@ private slots:
                                    catalogue::ContentsSql(),
                                    catalogue::CountHousesSql(),
                                    catalogue::SelectImageFilesSql(3)};
-        for (const QString& sql : reads) {
+        for (const db::Sql& sql : reads) {
             db::Recordset rs;
-            QVERIFY2(rs.Open(sql, connection), qPrintable(sql + " / " + connection.LastError()));
+            QVERIFY2(rs.Open(sql, connection), qPrintable(sql.Jet() + " / " + connection.LastError()));
         }
         for (const QString& sql :
              {catalogue::DeleteHouseSql(3), catalogue::DeleteContentSql(3), catalogue::DeleteImageSql(3)}) {

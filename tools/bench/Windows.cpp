@@ -104,7 +104,7 @@ frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
 
     catalogue::HouseCriteria byName;
     byName.houseName = QueriedBuildingName(context.shape);
-    const QString nameSql = catalogue::BuildHouseQuery(byName);
+    const QString nameSql = catalogue::BuildHouseQuery(byName).Jet();
     m.add(
         QStringLiteral("query by building name"),
         [&] {
@@ -125,7 +125,7 @@ frmHouseList* measureCatalogue(Measurer& m, const WindowContext& context)
     catalogue::HouseCriteria byAttribute;
     byAttribute.caption = QStringLiteral("朝向");
     byAttribute.content = QStringLiteral("东南");
-    const QString attributeSql = catalogue::BuildHouseQuery(byAttribute);
+    const QString attributeSql = catalogue::BuildHouseQuery(byAttribute).Jet();
     m.add(
         QStringLiteral("query by attribute caption and value"),
         [&] {
@@ -291,7 +291,7 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
             board->picBoard->viewport()->repaint();
             settle();
         },
-        {sales::BuildingHousesSql(building), sales::BuildingValuesSql(building, status, QString())},
+        {sales::BuildingHousesSql(building).Jet(), sales::BuildingValuesSql(building, status, QString()).Jet()},
         [&] {
             board->cmbBuilding->setCurrentText(QueriedBuildingName(shape));
             settle();
@@ -328,8 +328,8 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
               if (!board->SetStatus(house, value)) refused = true;
               settle();
           },
-          {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status),
-           sales::HouseCaptionRowSql(other, status)});
+          {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status).Jet(),
+           sales::HouseCaptionRowSql(other, status).Jet()});
     if (refused) m.problem(QStringLiteral("a status change on the sales board was refused"));
     unloadWindow(QStringLiteral("frmSalesBoard"));
 }

@@ -155,7 +155,7 @@ void Connection::Close()
     }
 }
 
-bool Connection::Execute(const QString& jetSql)
+bool Connection::Execute(const Sql& jetSql)
 {
     rowsAffected_ = 0;
     if (server_) {
@@ -167,13 +167,13 @@ bool Connection::Execute(const QString& jetSql)
         lastError_ = QStringLiteral("connection is not open");
         return false;
     }
-    sqlite3_stmt* stmt = nullptr;
-    const QByteArray sql = toSqlite(jetSql).toUtf8();
-    if (sqlite3_prepare_v2(handle_, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
-        setError(errorText(handle_));
-        sqlite3_finalize(stmt);
+    const Sql::Bound bound = jetSql.Bind();
+    if (!bound.valid) {
+        setError(QStringLiteral("a value in the statement is not a number"));
         return false;
     }
+    sqlite3_stmt* stmt = prepareSqlite(toSqlite(bound.text), bound.values);
+    if (!stmt) return false;
     int rc;
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
     }
@@ -184,9 +184,56 @@ bool Connection::Execute(const QString& jetSql)
     return ok;
 }
 
-bool Connection::Execute(const QString& jetSql, Recordset& result)
+bool Connection::Execute(const Sql& jetSql, Recordset& result)
 {
     return result.Open(jetSql, *this, CursorType::ForwardOnly, LockType::ReadOnly);
+}
+
+sqlite3_stmt* Connection::prepareSqlite(const QString& sqliteSql, const std::vector<QVariant>& values)
+{
+    const QByteArray sql = sqliteSql.toUtf8();
+    sqlite3_stmt* stmt = nullptr;
+    const char* tail = nullptr;
+    if (sqlite3_prepare_v2(handle_, sql.constData(), int(sql.size()), &stmt, &tail) != SQLITE_OK || !stmt) {
+        setError(stmt ? errorText(handle_) : QStringLiteral("no statement"));
+        sqlite3_finalize(stmt);
+        return nullptr;
+    }
+    for (const char* end = sql.constData() + sql.size(); tail && tail < end; ++tail) {
+        if (*tail != ' ' && *tail != ';' && *tail != '\t' && *tail != '\n' && *tail != '\r') {
+            setError(QStringLiteral("text after the end of the statement"));
+            sqlite3_finalize(stmt);
+            return nullptr;
+        }
+    }
+    for (size_t i = 0; i < values.size(); ++i) {
+        const QByteArray name = "$" + QByteArray::number(qulonglong(i + 1));
+        const int position = sqlite3_bind_parameter_index(stmt, name.constData());
+        if (position > 0 && bindSqlite(stmt, position, values[i]) != SQLITE_OK) {
+            setError(errorText(handle_));
+            sqlite3_finalize(stmt);
+            return nullptr;
+        }
+    }
+    return stmt;
+}
+
+int Connection::bindSqlite(sqlite3_stmt* stmt, int position, const QVariant& value)
+{
+    if (value.isNull()) return sqlite3_bind_null(stmt, position);
+    switch (value.typeId()) {
+        case QMetaType::Int:
+        case QMetaType::LongLong:
+        case QMetaType::UInt:
+        case QMetaType::Bool:
+            return sqlite3_bind_int64(stmt, position, value.toLongLong());
+        case QMetaType::Double:
+            return sqlite3_bind_double(stmt, position, value.toDouble());
+        default: {
+            const QByteArray utf8 = WithoutNul(value.toString()).toUtf8();
+            return sqlite3_bind_text(stmt, position, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+        }
+    }
 }
 
 QString QuoteText(const QString& text)

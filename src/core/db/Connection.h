@@ -1,9 +1,14 @@
 #pragma once
 
 #include <QString>
+#include <QVariant>
 #include <memory>
+#include <vector>
+
+#include "core/db/Sql.h"
 
 struct sqlite3;
+struct sqlite3_stmt;
 
 namespace db {
 
@@ -27,13 +32,14 @@ public:
     void Close();
     bool IsOpen() const { return handle_ != nullptr || server_ != nullptr; }
 
-    // Runs a statement that returns no rows (Delete, Update, Insert).
-    bool Execute(const QString& jetSql);
+    // Runs a statement that returns no rows (Delete, Update, Insert). The values in it are bound,
+    // never pasted into the text (core/db/Sql.h).
+    bool Execute(const Sql& jetSql);
     // Rows the last statement-only Execute changed (0 after a failure): a conditional update
     // learns from it whether its condition still held.
     int RowsAffected() const { return rowsAffected_; }
     // Runs a query into a forward-only, read-only recordset.
-    bool Execute(const QString& jetSql, Recordset& result);
+    bool Execute(const Sql& jetSql, Recordset& result);
 
     // One window action's save is one transaction, so that a process that dies in the middle
     // leaves all of it or none of it. Statements that fail inside it are still skipped one by
@@ -58,6 +64,12 @@ private:
     friend class Recordset;
     friend class Statement;
     void setError(const QString& message);
+    // Prepares SQLite text with $1, $2 ... and binds the values. Text left after the first
+    // statement (anything but blanks and semicolons) makes it fail, as the original engine refused it.
+    sqlite3_stmt* prepareSqlite(const QString& sqliteSql, const std::vector<QVariant>& values);
+    // A null QVariant as NULL, whole numbers as integers, a double as a double, anything else as
+    // text without NUL characters (core/db/Sql.h).
+    static int bindSqlite(sqlite3_stmt* stmt, int position, const QVariant& value);
     bool serverResult(bool ok);
     void releaseServer();
 

@@ -71,9 +71,9 @@ QString toPostgres(const QString& jetSql)
     sql.replace(between, QStringLiteral("Between Symmetric "));
 
     // The left side of Like is a column in every statement the program builds; the pattern is a
-    // quoted text as concatenated. A pattern broken by an apostrophe is left alone and makes only
-    // this statement fail, as it always has.
-    static const QRegularExpression like(QStringLiteral(R"(([\w.]+)\s+Like\s+('(?:[^']|'')*')(?!'))"),
+    // quoted text the program wrote or the placeholder of a bound one ($1). A pattern broken by an
+    // apostrophe is left alone and makes only this statement fail, as it always has.
+    static const QRegularExpression like(QStringLiteral(R"(([\w.]+)\s+Like\s+('(?:[^']|'')*'(?!')|\$\d+\b))"),
                                          QRegularExpression::CaseInsensitiveOption);
     sql.replace(like, QStringLiteral(
                           R"(lower(\1 COLLATE "und-x-icu") LIKE lower(\2 COLLATE "und-x-icu") ESCAPE '')"));

@@ -23,12 +23,75 @@ enum : Oid {
     kOid = 26,
     kFloat4 = 700,
     kFloat8 = 701,
-    kNumeric = 1700
+    kNumeric = 1700,
+    // Declared for bound text, so that a placeholder in a select list or under COLLATE has a type
+    // without the server guessing one.
+    kText = 25
 };
 
 QString errorText(PGconn* conn)
 {
     return conn ? QString::fromUtf8(PQerrorMessage(conn)).trimmed() : QStringLiteral("no connection");
+}
+
+}  // namespace
+
+// The values of one statement as libpq takes them: text, each with its pointer (null for NULL) and
+// its type (0: the server infers it from the statement). A bool goes as the whole number SQLite
+// would store for it; text loses its NUL characters, which the server's text cannot hold.
+struct PgValues {
+    std::vector<QByteArray> text;
+    std::vector<const char*> pointers;
+    std::vector<Oid> types;
+
+    PgValues(const std::vector<QVariant>* values, bool declared)
+    {
+        if (!values) return;
+        text.reserve(values->size());
+        for (const QVariant& v : *values) {
+            Oid type = kText;
+            switch (v.typeId()) {
+                case QMetaType::Bool:
+                    text.push_back(QByteArray::number(v.toBool() ? 1 : 0));
+                    type = kInt8;
+                    break;
+                case QMetaType::Int:
+                case QMetaType::LongLong:
+                case QMetaType::UInt:
+                    text.push_back(QByteArray::number(v.toLongLong()));
+                    type = kInt8;
+                    break;
+                case QMetaType::Double:
+                    text.push_back(QByteArray::number(v.toDouble(), 'g', 17));
+                    type = kFloat8;
+                    break;
+                default:
+                    text.push_back(WithoutNul(v.toString()).toUtf8());
+            }
+            types.push_back(declared && !v.isNull() ? type : 0);
+        }
+        for (size_t i = 0; i < values->size(); ++i)
+            pointers.push_back((*values)[i].isNull() ? nullptr : text[i].constData());
+    }
+    int count() const { return int(pointers.size()); }
+    const char* const* array() const { return pointers.empty() ? nullptr : pointers.data(); }
+    const Oid* typeArray() const { return types.empty() ? nullptr : types.data(); }
+};
+
+namespace {
+
+// Every statement goes through the extended protocol, which takes exactly one statement: a text
+// that holds a second one is refused by the server as a whole.
+int sendOne(PGconn* conn, const char* sql, const PgValues* values = nullptr)
+{
+    if (!values) return PQsendQueryParams(conn, sql, 0, nullptr, nullptr, nullptr, nullptr, 0);
+    return PQsendQueryParams(conn, sql, values->count(), values->typeArray(), values->array(), nullptr,
+                             nullptr, 0);
+}
+
+PGresult* execOne(PGconn* conn, const char* sql)
+{
+    return PQexecParams(conn, sql, 0, nullptr, nullptr, nullptr, nullptr, 0);
 }
 
 }  // namespace
@@ -129,7 +192,7 @@ std::unique_ptr<PgSession> PgSession::Acquire(const QString& uri, QString* error
             }
         }
         if (!session) break;
-        PGresult* alive = PQexec(session->conn_, "");
+        PGresult* alive = execOne(session->conn_, "");
         const bool ok = PQresultStatus(alive) == PGRES_EMPTY_QUERY && PQstatus(session->conn_) == CONNECTION_OK;
         PQclear(alive);
         if (ok) {
@@ -161,10 +224,12 @@ bool PgSession::loadTables()
     // A row another PC holds locked is waited for as long as SQLite waits for a locked file, and
     // then the statement fails as it would there.
     // Hashing text under the case-insensitive collation is far slower than the planner reckons;
-    // Distinct then walks the column's index instead (same rows, same order), in the same round
-    // trip as the table check.
-    if (!run(QStringLiteral(
-                 "SET enable_hashagg = off; SET lock_timeout = 1500; "
+    // Distinct then walks the column's index instead (same rows, same order). Both settings are
+    // made before the table check, as a statement of their own (the protocol takes one at a time).
+    if (!run(QStringLiteral("SELECT set_config('enable_hashagg', 'off', false), "
+                            "set_config('lock_timeout', '1500', false)"),
+             nullptr) ||
+        !run(QStringLiteral(
                  "SELECT c.relname, a.attname, a.atttypid IN (20, 21, 23), a.attidentity <> '' "
                  "FROM pg_attribute a JOIN pg_class c ON c.oid = a.attrelid "
                  "WHERE c.relkind = 'r' AND c.relnamespace = to_regnamespace(current_schema()) "
@@ -211,7 +276,7 @@ QString PgSession::Literal(const QVariant& value) const
         default:
             break;
     }
-    const QByteArray utf8 = value.toString().toUtf8();
+    const QByteArray utf8 = WithoutNul(value.toString()).toUtf8();
     char* quoted = conn_ ? PQescapeLiteral(conn_, utf8.constData(), size_t(utf8.size())) : nullptr;
     if (!quoted) return QStringLiteral("NULL");
     const QString text = QString::fromUtf8(quoted);
@@ -235,10 +300,17 @@ QString PgSession::ownKeyReadBack(const QString& jetSql) const
         .arg(m.captured(1), m.captured(2), QString::number(insertedKeys_.value(table)));
 }
 
-bool PgSession::Execute(const QString& jetSql, PgRows* rows)
+bool PgSession::Execute(const Sql& jetSql, PgRows* rows)
 {
-    const QString own = ownKeyReadBack(jetSql);
-    return run(own.isEmpty() ? toPostgres(jetSql) : own, rows);
+    const Sql::Bound bound = jetSql.Bind();
+    if (!bound.valid) {
+        lastError_ = QStringLiteral("a value in the statement is not a number");
+        rowsAffected_ = 0;
+        return false;
+    }
+    const QString own = bound.values.empty() ? ownKeyReadBack(bound.text) : QString();
+    if (!own.isEmpty()) return run(own, rows);
+    return run(toPostgres(bound.text), rows, &bound.values, ValueTypes::Declared);
 }
 
 bool PgSession::ExecuteNative(const QString& sql, PgRows* rows)
@@ -248,87 +320,107 @@ bool PgSession::ExecuteNative(const QString& sql, PgRows* rows)
 
 bool PgSession::ExecuteParams(const QString& sql, const std::vector<QVariant>& values, PgRows* rows)
 {
-    return run(sql, rows, &values);
+    return run(sql, rows, &values, ValueTypes::Inferred);
 }
 
-bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values)
+bool PgSession::ExecuteBound(const QString& sql, const std::vector<QVariant>& values, PgRows* rows)
 {
-    if (!conn_) {
-        lastError_ = QStringLiteral("connection is not open");
-        return false;
-    }
-    // Inside a transaction a failed statement would abort the whole transaction; a savepoint around
-    // each statement keeps the rule that a failed statement is skipped and the next one runs. The
-    // three go in one pipeline, one round trip, and each is parsed on its own, so a statement that
-    // does not even parse (an apostrophe in a value) still leaves the savepoint to return to.
-    const QByteArray text = sql.toUtf8();
-    // Bound values as text; a bool goes as the whole number SQLite would store for it.
-    std::vector<QByteArray> valueText;
-    std::vector<const char*> valuePointers;
-    if (values) {
-        valueText.reserve(values->size());
-        for (const QVariant& v : *values) {
-            if (v.typeId() == QMetaType::Bool)
-                valueText.push_back(QByteArray::number(v.toBool() ? 1 : 0));
-            else if (v.typeId() == QMetaType::Double)
-                valueText.push_back(QByteArray::number(v.toDouble(), 'g', 17));
-            else
-                valueText.push_back(v.toString().toUtf8());
-        }
-        for (size_t i = 0; i < values->size(); ++i)
-            valuePointers.push_back((*values)[i].isNull() ? nullptr : valueText[i].constData());
-    }
-    const int valueCount = int(valuePointers.size());
-    const char* const* valueArray = valuePointers.empty() ? nullptr : valuePointers.data();
+    return run(sql, rows, &values, ValueTypes::Declared);
+}
+
+// Collects the results of one statement (and of the savepoints around it): the first row set, the
+// count of changed rows, the first error.
+struct PgSession::Results {
+    PgRows* rows = nullptr;
     bool ok = true;
     bool haveRows = false;
-    rowsAffected_ = 0;
-    const auto take = [&](PGresult* result) {
+    int affected = 0;
+    QString error;
+
+    ExecStatusType take(PGresult* result)
+    {
         const ExecStatusType status = PQresultStatus(result);
         // Savepoints report no count; the statement's own result does.
-        if (status == PGRES_COMMAND_OK && *PQcmdTuples(result)) rowsAffected_ = atoi(PQcmdTuples(result));
+        if (status == PGRES_COMMAND_OK && *PQcmdTuples(result)) affected = atoi(PQcmdTuples(result));
         if (status == PGRES_TUPLES_OK) {
             if (rows && !haveRows) ReadPgResult(result, rows);
             haveRows = true;
         } else if (status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY &&
                    status != PGRES_PIPELINE_SYNC) {
             if (ok && status != PGRES_PIPELINE_ABORTED)
-                lastError_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+                error = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
             ok = false;
         }
         PQclear(result);
         return status;
-    };
-    if (inTransaction_) {
-        if (!PQenterPipelineMode(conn_)) {
-            lastError_ = errorText(conn_);
-            return false;
+    }
+};
+
+// Inside a transaction a failed statement would abort the whole transaction; a savepoint around
+// each statement keeps the rule that a failed statement is skipped and the next one runs. The
+// three go in one pipeline, one round trip, and each is parsed on its own, so a statement that
+// does not even parse still leaves the savepoint to return to.
+bool PgSession::runPiped(const QByteArray& text, const PgValues& values, Results& results)
+{
+    if (!PQenterPipelineMode(conn_)) {
+        results.error = errorText(conn_);
+        return false;
+    }
+    sendOne(conn_, "SAVEPOINT tavrelo_s");
+    sendOne(conn_, text.constData(), &values);
+    sendOne(conn_, "RELEASE SAVEPOINT tavrelo_s");
+    if (!PQpipelineSync(conn_)) results.ok = false;
+    // Each query's results end with a null; the sync's own result ends the pipeline.
+    for (int nulls = 0; nulls < 8;) {
+        PGresult* result = PQgetResult(conn_);
+        if (!result) {
+            if (PQstatus(conn_) != CONNECTION_OK) break;
+            ++nulls;
+            continue;
         }
-        PQsendQueryParams(conn_, "SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
-        PQsendQueryParams(conn_, text.constData(), valueCount, nullptr, valueArray, nullptr, nullptr, 0);
-        PQsendQueryParams(conn_, "RELEASE SAVEPOINT tavrelo_s", 0, nullptr, nullptr, nullptr, nullptr, 0);
-        if (!PQpipelineSync(conn_)) ok = false;
-        // Each query's results end with a null; the sync's own result ends the pipeline.
-        for (int nulls = 0; nulls < 8;) {
-            PGresult* result = PQgetResult(conn_);
-            if (!result) {
-                if (PQstatus(conn_) != CONNECTION_OK) break;
-                ++nulls;
-                continue;
-            }
-            nulls = 0;
-            if (take(result) == PGRES_PIPELINE_SYNC) break;
-        }
-        PQexitPipelineMode(conn_);
-    } else {
-        const int sent = values ? PQsendQueryParams(conn_, text.constData(), valueCount, nullptr, valueArray,
-                                                    nullptr, nullptr, 0)
-                                : PQsendQuery(conn_, text.constData());
-        if (!sent) {
-            lastError_ = errorText(conn_);
-            return false;
-        }
-        while (PGresult* result = PQgetResult(conn_)) take(result);
+        nulls = 0;
+        if (results.take(result) == PGRES_PIPELINE_SYNC) break;
+    }
+    PQexitPipelineMode(conn_);
+    return true;
+}
+
+bool PgSession::runAlone(const QByteArray& text, const PgValues& values, Results& results)
+{
+    if (!sendOne(conn_, text.constData(), &values)) {
+        results.error = errorText(conn_);
+        return false;
+    }
+    while (PGresult* result = PQgetResult(conn_)) results.take(result);
+    return true;
+}
+
+void PgSession::returnToSavepoint()
+{
+    bool undone = true;
+    for (const char* step : {"ROLLBACK TO SAVEPOINT tavrelo_s", "RELEASE SAVEPOINT tavrelo_s"}) {
+        PGresult* result = execOne(conn_, step);
+        undone = undone && PQresultStatus(result) == PGRES_COMMAND_OK;
+        PQclear(result);
+    }
+    if (!undone) inTransaction_ = PQtransactionStatus(conn_) == PQTRANS_INTRANS;
+}
+
+bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values, ValueTypes types)
+{
+    rowsAffected_ = 0;
+    if (!conn_) {
+        lastError_ = QStringLiteral("connection is not open");
+        return false;
+    }
+    const QByteArray text = sql.toUtf8();
+    const PgValues bound(values, types == ValueTypes::Declared);
+    Results results;
+    results.rows = rows;
+    const bool sent = inTransaction_ ? runPiped(text, bound, results) : runAlone(text, bound, results);
+    if (!sent) {
+        lastError_ = results.error;
+        return false;
     }
     if (PQstatus(conn_) != CONNECTION_OK) {
         // The server went away: this connection is done, and what follows fails quietly.
@@ -336,15 +428,14 @@ bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant
         inTransaction_ = false;
         return false;
     }
-    if (!ok && inTransaction_) {
-        PGresult* undo = PQexec(conn_, "ROLLBACK TO SAVEPOINT tavrelo_s; RELEASE SAVEPOINT tavrelo_s");
-        if (PQresultStatus(undo) != PGRES_COMMAND_OK)
-            inTransaction_ = PQtransactionStatus(conn_) == PQTRANS_INTRANS;
-        PQclear(undo);
+    if (!results.ok) {
+        lastError_ = results.error;
+        if (inTransaction_) returnToSavepoint();
+        return false;
     }
-    if (ok && rows && !haveRows) *rows = PgRows();
-    if (!ok) rowsAffected_ = 0;
-    return ok;
+    rowsAffected_ = results.affected;
+    if (rows && !results.haveRows) *rows = PgRows();
+    return true;
 }
 
 bool PgSession::Begin()
@@ -359,7 +450,7 @@ bool PgSession::Commit()
 {
     if (!conn_ || !inTransaction_) return false;
     inTransaction_ = false;
-    PGresult* result = PQexec(conn_, "COMMIT");
+    PGresult* result = execOne(conn_, "COMMIT");
     // A COMMIT of an aborted transaction reports ROLLBACK: that is a failure, not a save.
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK &&
                     QByteArray(PQcmdStatus(result)) == QByteArrayLiteral("COMMIT");
@@ -372,7 +463,7 @@ void PgSession::Rollback()
 {
     if (!conn_ || !inTransaction_) return;
     inTransaction_ = false;
-    PQclear(PQexec(conn_, "ROLLBACK"));
+    PQclear(execOne(conn_, "ROLLBACK"));
 }
 
 }  // namespace db

@@ -7,10 +7,14 @@
 #include <memory>
 #include <vector>
 
+#include "core/db/Sql.h"
+
 typedef struct pg_conn PGconn;
 typedef struct pg_result PGresult;
 
 namespace db {
+
+struct PgValues;
 
 // The rows of one statement run on the server, read in full: names, then width values per row.
 struct PgRows {
@@ -40,14 +44,18 @@ public:
     static std::unique_ptr<PgSession> Acquire(const QString& uri, QString* error);
     static void Release(std::unique_ptr<PgSession> session);
 
-    // Runs one statement in the program's Access/Jet dialect; rows (when given) receive its result.
-    bool Execute(const QString& jetSql, PgRows* rows = nullptr);
-    // Runs SQL that is already PostgreSQL, without the dialect adapter.
+    // Runs one statement in the program's Access/Jet dialect, its values bound (core/db/Sql.h);
+    // rows (when given) receive its result.
+    bool Execute(const Sql& jetSql, PgRows* rows = nullptr);
+    // Runs one statement that is already PostgreSQL, without the dialect adapter.
     bool ExecuteNative(const QString& sql, PgRows* rows = nullptr);
     // Runs one PostgreSQL statement with $1, $2 ... standing for values (a null QVariant is NULL,
     // anything else goes as text and takes the type the statement gives its place); the values are
     // never pasted into the text.
     bool ExecuteParams(const QString& sql, const std::vector<QVariant>& values, PgRows* rows = nullptr);
+    // The same with each value declaring its type (text, whole number, double), for a statement
+    // whose placeholders stand where the server cannot infer one.
+    bool ExecuteBound(const QString& sql, const std::vector<QVariant>& values, PgRows* rows = nullptr);
 
     // Rows the last statement changed (0 after a failure or for a query).
     int RowsAffected() const { return rowsAffected_; }
@@ -76,7 +84,15 @@ public:
     PGconn* Handle() const { return conn_; }
 
 private:
-    bool run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values = nullptr);
+    enum class ValueTypes { Inferred, Declared };
+    struct Results;
+    // Every statement runs as exactly one statement of the extended protocol; inside a transaction
+    // with a savepoint around it (runPiped), otherwise on its own (runAlone).
+    bool run(const QString& sql, PgRows* rows, const std::vector<QVariant>* values = nullptr,
+             ValueTypes types = ValueTypes::Inferred);
+    bool runPiped(const QByteArray& text, const PgValues& values, Results& results);
+    bool runAlone(const QByteArray& text, const PgValues& values, Results& results);
+    void returnToSavepoint();
     QString ownKeyReadBack(const QString& jetSql) const;
     bool loadTables();
 

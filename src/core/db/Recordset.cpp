@@ -15,29 +15,6 @@ namespace {
 
 const char* const kRowidName = "__tavrelo_rowid";
 
-void bindValue(sqlite3_stmt* stmt, int position, const QVariant& value)
-{
-    if (value.isNull()) {
-        sqlite3_bind_null(stmt, position);
-        return;
-    }
-    switch (value.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-    case QMetaType::UInt:
-    case QMetaType::Bool:
-        sqlite3_bind_int64(stmt, position, value.toLongLong());
-        break;
-    case QMetaType::Double:
-        sqlite3_bind_double(stmt, position, value.toDouble());
-        break;
-    default: {
-        const QByteArray utf8 = value.toString().toUtf8();
-        sqlite3_bind_text(stmt, position, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
-    }
-    }
-}
-
 }  // namespace
 
 Recordset::~Recordset()
@@ -69,9 +46,14 @@ void Recordset::Close()
     connection_ = nullptr;
 }
 
-bool Recordset::prepare(const QString& jetSql, Connection& connection)
+bool Recordset::prepare(const Sql& jetSql, Connection& connection)
 {
-    QString sql = toSqlite(jetSql);
+    const Sql::Bound bound = jetSql.Bind();
+    if (!bound.valid) {
+        connection.setError(QStringLiteral("a value in the statement is not a number"));
+        return false;
+    }
+    QString sql = toSqlite(bound.text);
     if (updatable_) {
         // Only "Select * From <one table> ..." or "Select a, b From <one table> ..." can be written
         // back; the row id rides along as a hidden last column so that Update knows which row to change.
@@ -88,14 +70,8 @@ bool Recordset::prepare(const QString& jetSql, Connection& connection)
             updatable_ = false;
         }
     }
-    const QByteArray utf8 = sql.toUtf8();
-    if (sqlite3_prepare_v2(connection.handle_, utf8.constData(), int(utf8.size()), &stmt_, nullptr) != SQLITE_OK) {
-        connection.setError(QString::fromUtf8(sqlite3_errmsg(connection.handle_)));
-        sqlite3_finalize(stmt_);
-        stmt_ = nullptr;
-        return false;
-    }
-    return true;
+    stmt_ = connection.prepareSqlite(sql, bound.values);
+    return stmt_ != nullptr;
 }
 
 void Recordset::readColumnNames()
@@ -113,7 +89,7 @@ void Recordset::readColumnNames()
     }
 }
 
-bool Recordset::Open(const QString& jetSql, Connection& connection, CursorType cursor, LockType lock)
+bool Recordset::Open(const Sql& jetSql, Connection& connection, CursorType cursor, LockType lock)
 {
     Close();
     if (!connection.IsOpen()) {
@@ -323,7 +299,7 @@ bool Recordset::Update()
         return false;
     }
     int position = 1;
-    for (const QVariant& v : values) bindValue(stmt, position++, v);
+    for (const QVariant& v : values) Connection::bindSqlite(stmt, position++, v);
     if (!adding_) sqlite3_bind_int64(stmt, position, buffer_[rowidColumn_].toLongLong());
     const bool ok = sqlite3_step(stmt) == SQLITE_DONE;
     if (!ok) connection_->setError(QString::fromUtf8(sqlite3_errmsg(handle)));

@@ -6,6 +6,8 @@
 #include <QVariant>
 #include <vector>
 
+#include "core/db/Sql.h"
+
 struct sqlite3_stmt;
 
 namespace db {
@@ -28,7 +30,7 @@ public:
     Recordset(const Recordset&) = delete;
     Recordset& operator=(const Recordset&) = delete;
 
-    bool Open(const QString& jetSql, Connection& connection, CursorType cursor = CursorType::Keyset,
+    bool Open(const Sql& jetSql, Connection& connection, CursorType cursor = CursorType::Keyset,
               LockType lock = LockType::ReadOnly);
     void Close();
     bool IsOpen() const { return open_; }
@@ -51,7 +53,7 @@ public:
 
 private:
     friend class Connection;
-    bool prepare(const QString& jetSql, Connection& connection);
+    bool prepare(const Sql& jetSql, Connection& connection);
     void readColumnNames();
     QVariant columnValue(int index) const;
     bool stepForward();
@@ -59,7 +61,7 @@ private:
     bool loadTableColumns();
     bool keepWrittenRow();
     // The server side (RecordsetServer.cpp): every row is read at Open, whatever the cursor.
-    bool openServer(const QString& jetSql, Connection& connection);
+    bool openServer(const Sql& jetSql, Connection& connection);
     bool updateServer(const QStringList& columns, const std::vector<QVariant>& values);
 
     Connection* connection_ = nullptr;

@@ -14,14 +14,19 @@ namespace {
 const char* const kKeyName = "__tavrelo_key";
 }
 
-bool Recordset::openServer(const QString& jetSql, Connection& connection)
+bool Recordset::openServer(const Sql& jetSql, Connection& connection)
 {
     PgSession* server = connection.Server();
-    QString sql = jetSql;
-    bool native = false;
+    PgRows rows;
+    bool ran = false;
     if (updatable_) {
-        sql = toPostgres(jetSql);
-        native = true;
+        const Sql::Bound bound = jetSql.Bind();
+        if (!bound.valid) {
+            connection.lastError_ = QStringLiteral("a value in the statement is not a number");
+            Close();
+            return false;
+        }
+        QString sql = toPostgres(bound.text);
         // As on SQLite, only a plain select from one table can be written back; its key rides along
         // as a hidden last column so that Update knows which row to change.
         static const QRegularExpression single(
@@ -38,9 +43,11 @@ bool Recordset::openServer(const QString& jetSql, Connection& connection)
         } else {
             updatable_ = false;
         }
+        ran = server->ExecuteBound(sql, bound.values, &rows);
+    } else {
+        ran = server->Execute(jetSql, &rows);
     }
-    PgRows rows;
-    if (!(native ? server->ExecuteNative(sql, &rows) : server->Execute(sql, &rows))) {
+    if (!ran) {
         connection.lastError_ = server->LastError();
         Close();
         return false;

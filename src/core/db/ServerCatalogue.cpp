@@ -36,12 +36,15 @@ bool InitServerCatalogue(const QString& uri, QString* error)
         return false;
     };
     if (!conn) return fail(connectError);
-    PQclear(PQexec(conn, "SET client_min_messages = warning"));
+    PQclear(
+        PQexecParams(conn, "SET client_min_messages = warning", 0, nullptr, nullptr, nullptr, nullptr, 0));
 
-    PGresult* existing = PQexec(conn,
-                                "SELECT count(*) FROM pg_class WHERE relkind = 'r' AND relnamespace = "
-                                "to_regnamespace(current_schema()) AND relname IN ('t_housetype', 't_house', "
-                                "'t_content', 't_image', 't_content_auto', 't_file')");
+    PGresult* existing =
+        PQexecParams(conn,
+                     "SELECT count(*) FROM pg_class WHERE relkind = 'r' AND relnamespace = "
+                     "to_regnamespace(current_schema()) AND relname IN ('t_housetype', 't_house', "
+                     "'t_content', 't_image', 't_content_auto', 't_file')",
+                     0, nullptr, nullptr, nullptr, nullptr, 0);
     const bool counted = PQresultStatus(existing) == PGRES_TUPLES_OK;
     const int tables = counted ? atoi(PQgetvalue(existing, 0, 0)) : -1;
     const QString countError = QString::fromUtf8(PQresultErrorMessage(existing)).trimmed();
@@ -49,6 +52,8 @@ bool InitServerCatalogue(const QString& uri, QString* error)
     if (!counted) return fail(countError);
     if (tables > 0) return fail(QStringLiteral("the database already has Tavrelo's tables"));
 
+    // The schema is the one script of several statements the program sends: fixed text, made from
+    // schema.sql, with nothing typed in it.
     const QByteArray schema =
         (QStringLiteral("BEGIN;\n") + PostgresSchema() + QLatin1String(kKeysGrowFunction) +
          QStringLiteral("\nCOMMIT;"))

@@ -7,6 +7,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/PgSession.h"
+#include "core/db/Sql.h"
 
 namespace db {
 
@@ -147,7 +148,7 @@ bool Statement::Bind(int index, const QVariant& value)
                value.typeId() == QMetaType::UInt || value.typeId() == QMetaType::Bool) {
         rc = sqlite3_bind_int64(stmt_, index, value.toLongLong());
     } else {
-        const QByteArray text = value.toString().toUtf8();
+        const QByteArray text = WithoutNul(value.toString()).toUtf8();
         rc = sqlite3_bind_text(stmt_, index, text.constData(), int(text.size()), SQLITE_TRANSIENT);
     }
     return rc == SQLITE_OK || fail();

@@ -32,7 +32,7 @@ public:
     bool IsPrepared() const { return stmt_ != nullptr || !serverSql_.isEmpty(); }
 
     // Binds value number index (1-based): a null QVariant as NULL, whole numbers as integers,
-    // everything else as text.
+    // everything else as text without its NUL characters (core/db/Sql.h).
     bool Bind(int index, const QVariant& value);
     // Runs a statement that returns no rows, then resets it for the next values.
     bool Exec();
