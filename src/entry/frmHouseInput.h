@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QVariant>
 
@@ -15,6 +17,9 @@ class QPushButton;
 class QScrollArea;
 class QWidget;
 
+namespace mdlHouse {
+class Save;
+}
 namespace ui {
 class ListView;
 class WebBrowser;
@@ -95,8 +100,10 @@ private:
     void loadHouse();
     void cmdNext_Click();
     void cmdFinish_Click();
-    void saveNewHouse();
-    void saveEditedHouse();
+    bool saveNewHouse();
+    bool saveEditedHouse();
+    bool holdType(mdlHouse::Save& save);
+    bool closeAfter(bool saved);
     QVariant lookUpTypeId();
     void writeHouseFields(db::Recordset& house);
 
@@ -114,7 +121,9 @@ private:
     // Pictures (HouseInputPictures.cpp)
     void setupImageColumns();
     void loadImages(db::Connection& cn, qint32 houseId);
-    void writeImages(db::Connection& cn, qint32 houseId);
+    using PictureCopy = QPair<QString, QString>;  // source, target in Images
+    void writeImages(db::Connection& cn, qint32 houseId, QList<PictureCopy>* copies);
+    void copyPictures(const QList<PictureCopy>& copies);
     void lsvImage_ItemClick(int row);
     void cmdAddNewImage_Click();
     void cmdEdit_Click();

@@ -14,6 +14,7 @@
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
+#include "core/Save.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
 
@@ -234,12 +235,18 @@ void frmPriceListImport::cmdImport_Click()
             QCoreApplication::processEvents();
             return !cancelRequested_;
         });
+    const bool lookOnly = connection_.Server() && connection_.WriteRefused();
     connection_.Close();
     setWriting(false);
 
     if (result.cancelled) {
         lblSummary->setText(QStringLiteral("导入已取消，没有写入任何内容。"));
         ui::MsgBox(QStringLiteral("导入已取消，没有写入任何内容。"));
+        return;
+    }
+    if (!result.ok && lookOnly) {
+        lblSummary->setText(QStringLiteral("导入失败，没有写入任何内容。"));
+        ui::MsgBox(mdlHouse::kLookOnlyMessage);
         return;
     }
     if (!result.ok) {

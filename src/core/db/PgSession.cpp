@@ -302,6 +302,7 @@ bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant
                    status != PGRES_PIPELINE_SYNC) {
             if (ok && status != PGRES_PIPELINE_ABORTED)
                 lastError_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+            noteRefusal(result);
             ok = false;
         }
         PQclear(result);
@@ -355,9 +356,16 @@ bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant
     return ok;
 }
 
+void PgSession::noteRefusal(const PGresult* result)
+{
+    const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    if (state && (qstrcmp(state, "42501") == 0 || qstrcmp(state, "25006") == 0)) writeRefused_ = true;
+}
+
 bool PgSession::Begin()
 {
     if (!conn_ || inTransaction_) return false;
+    writeRefused_ = false;
     if (!run(QStringLiteral("BEGIN"), nullptr)) return false;
     inTransaction_ = true;
     return true;
@@ -371,7 +379,10 @@ bool PgSession::Commit()
     // A COMMIT of an aborted transaction reports ROLLBACK: that is a failure, not a save.
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK &&
                     QByteArray(PQcmdStatus(result)) == QByteArrayLiteral("COMMIT");
-    if (!ok) lastError_ = errorText(conn_);
+    if (!ok) {
+        lastError_ = errorText(conn_);
+        noteRefusal(result);
+    }
     PQclear(result);
     return ok;
 }
