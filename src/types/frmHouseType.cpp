@@ -418,13 +418,24 @@ void frmHouseType::cmdDelete_Click()
     SetBrowseState();
 }
 
+// The move swaps two neighbours; with one of them gone (another PC deleted a type since this list
+// was read) it would move a single type onto a free position and leave a gap, so it is not made.
+bool frmHouseType::bothPositionsThere(qint16 p, qint16 q)
+{
+    qint64 count = -1;
+    sql_ = QStringLiteral("Select Count(*) as a From t_HouseType Where List = %1 Or List = %2").arg(p).arg(q);
+    if (conn_.Execute(sql_, rs_) && !rs_.Eof()) count = rs_.Field(QStringLiteral("a")).toLongLong();
+    rs_.Close();
+    return count == 2;
+}
+
 void frmHouseType::cmdUp_Click()
 {
     const qint16 p = SelectedPosition();
     if (p <= 1) return;
     mdlHouse::OpenDatabase(conn_);
     mdlHouse::Save save(conn_);
-    if (save.Serialize(kTypeListChange)) {
+    if (save.Serialize(kTypeListChange) && bothPositionsThere(p, p - 1)) {
         sql_ = TypeSql::MoveUp(p);
         conn_.Execute(sql_);
         save.Finish();
@@ -441,7 +452,7 @@ void frmHouseType::cmdDown_Click()
     if (p >= lsvType->Model()->Count()) return;
     mdlHouse::OpenDatabase(conn_);
     mdlHouse::Save save(conn_);
-    if (save.Serialize(kTypeListChange)) {
+    if (save.Serialize(kTypeListChange) && bothPositionsThere(p, p + 1)) {
         sql_ = TypeSql::MoveDown(p);
         conn_.Execute(sql_);
         save.Finish();

@@ -89,6 +89,7 @@ private:
     bool DeleteType();
     bool holdTypeAt(mdlHouse::Save& save, qint16 list, const QString& goneMessage);
     qint32 heldTypeId_ = 0;
+    bool bothPositionsThere(qint16 p, qint16 q);
     void SetBrowseState();
     void SetEditState();
     void SaveEditedType();

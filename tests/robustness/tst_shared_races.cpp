@@ -134,6 +134,7 @@ class tst_shared_races : public QObject {
         int actions = 0;
         int gone = 0;
         int messages = 0;
+        QMap<QString, int> said;
         for (Worker& w : workers) {
             ::kill(pid_t(w.process->processId()), SIGKILL);
             QVERIFY(w.process->waitForFinished(10000));
@@ -141,6 +142,8 @@ class tst_shared_races : public QObject {
             actions += int(w.out.count('\n')) - 1;
             messages += int(w.err.count("message: "));
             gone += int(w.err.count("已被其他人删除"));
+            for (const QString& line : QString::fromUtf8(w.err).split('\n'))
+                if (line.startsWith("message: ")) ++said[line.mid(9, 24)];
             QVERIFY2(w.out.count('\n') > 10, qPrintable("a worker hardly saved: " + QString::fromLocal8Bit(w.err).right(2000)));
         }
         const QStringList wrong = raceFaults(folder);
@@ -152,6 +155,7 @@ class tst_shared_races : public QObject {
               qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toString()),
               qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_HouseType")).toString()),
               qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM race_deleted_types")).toString()));
+        for (auto it = said.cbegin(); it != said.cend(); ++it) qInfo("  %5d x %s", it.value(), qPrintable(it.key()));
     }
 
 private slots:
