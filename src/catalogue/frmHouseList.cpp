@@ -2,20 +2,20 @@
 
 #include <QAction>
 #include <QComboBox>
-#include <QSet>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMetaObject>
 #include <QPushButton>
+#include <QSet>
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
 #include "core/PriceListExport.h"
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
-#include "core/Save.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
 
@@ -345,8 +345,8 @@ void frmHouseList::DeleteHouse() {
     // rows it wrote too (each statement here sees what was committed before it began). A house
     // another PC deleted already leaves nothing to do.
     mdlHouse::Save deletion(connection_);
-    if (deletion.Require(QStringLiteral("t_House"), QStringLiteral("HouseID"), key, db::Connection::RowLock::Update,
-                         QString()) != 1) {
+    if (deletion.Require(QStringLiteral("t_House"), QStringLiteral("HouseID"), key,
+                         db::Connection::RowLock::Update, QString()) != 1) {
         connection_.Close();
         return;
     }

@@ -45,7 +45,8 @@ QString DefaultProgramFolder()
 FolderState StateOf(const QString& folder)
 {
     const QFileInfo info(folder);
-    if (info.exists() && QFileInfo(folder + QLatin1Char('/') + kCatalogue).exists()) return FolderState::Ready;
+    if (info.exists() && QFileInfo(folder + QLatin1Char('/') + kCatalogue).exists())
+        return FolderState::Ready;
     if (info.exists() && !info.isDir()) return FolderState::NotAProgramFolder;
     // The catalogue is on a server: the folder holds the setting and the local copies of pictures
     // and tunes, and a House.db there would never be used.
@@ -88,7 +89,8 @@ bool HoldFolderExclusively(const QString& folder)
 QString ServerFolderMessage(const QString& folder)
 {
     return QStringLiteral(
-               "the catalogue of %1 is on a server (its Tavrelo.conf or TAVRELO_SERVER names one); a House.db "
+               "the catalogue of %1 is on a server (its Tavrelo.conf or TAVRELO_SERVER names one); a "
+               "House.db "
                "written there would never be used. Use a folder of its own and move the catalogue to the "
                "server with tavrelo-server upload.")
         .arg(QDir::toNativeSeparators(folder));

@@ -29,9 +29,9 @@ enum class FolderState {
 FolderState StateOf(const QString& folder);
 
 // Makes a program folder usable: the folder itself, an empty catalogue (the schema compiled into
-// the program) when House.db is missing and no server is named, and Images/ and Music/. A House.db already there is never
-// touched. Refuses a folder that StateOf() calls NotAProgramFolder. On failure returns false with
-// a message naming the folder (in the interface's language) in *error.
+// the program) when House.db is missing and no server is named, and Images/ and Music/. A House.db already
+// there is never touched. Refuses a folder that StateOf() calls NotAProgramFolder. On failure returns false
+// with a message naming the folder (in the interface's language) in *error.
 bool Prepare(const QString& folder, QString* error);
 // The same for a folder whose state was looked at earlier: the program looks before its frame
 // makes Images/ and Music/ and prepares afterwards, when an empty folder no longer looks empty.

@@ -53,16 +53,17 @@ namespace {
 // The character references that HTML reads without their closing semicolon: text that starts
 // with one of these after an ampersand would show as another character.
 const char* const kLegacyReferences[] = {
-    "AElig", "AMP", "Aacute", "Acirc", "Agrave", "Aring", "Atilde", "Auml", "COPY", "Ccedil", "ETH",
-    "Eacute", "Ecirc", "Egrave", "Euml", "GT", "Iacute", "Icirc", "Igrave", "Iuml", "LT", "Ntilde",
-    "Oacute", "Ocirc", "Ograve", "Oslash", "Otilde", "Ouml", "QUOT", "REG", "THORN", "Uacute", "Ucirc",
-    "Ugrave", "Uuml", "Yacute", "aacute", "acirc", "acute", "aelig", "agrave", "amp", "aring", "atilde",
-    "auml", "brvbar", "ccedil", "cedil", "cent", "copy", "curren", "deg", "divide", "eacute", "ecirc",
-    "egrave", "eth", "euml", "frac12", "frac14", "frac34", "gt", "iacute", "icirc", "iexcl", "igrave",
-    "iquest", "iuml", "laquo", "lt", "macr", "micro", "middot", "nbsp", "not", "ntilde", "oacute",
-    "ocirc", "ograve", "ordf", "ordm", "oslash", "otilde", "ouml", "para", "plusmn", "pound", "quot",
-    "raquo", "reg", "sect", "shy", "sup1", "sup2", "sup3", "szlig", "thorn", "times", "uacute", "ucirc",
-    "ugrave", "uml", "uuml", "yacute", "yen", "yuml"};
+    "AElig",  "AMP",    "Aacute", "Acirc",  "Agrave", "Aring",  "Atilde", "Auml",  "COPY",   "Ccedil",
+    "ETH",    "Eacute", "Ecirc",  "Egrave", "Euml",   "GT",     "Iacute", "Icirc", "Igrave", "Iuml",
+    "LT",     "Ntilde", "Oacute", "Ocirc",  "Ograve", "Oslash", "Otilde", "Ouml",  "QUOT",   "REG",
+    "THORN",  "Uacute", "Ucirc",  "Ugrave", "Uuml",   "Yacute", "aacute", "acirc", "acute",  "aelig",
+    "agrave", "amp",    "aring",  "atilde", "auml",   "brvbar", "ccedil", "cedil", "cent",   "copy",
+    "curren", "deg",    "divide", "eacute", "ecirc",  "egrave", "eth",    "euml",  "frac12", "frac14",
+    "frac34", "gt",     "iacute", "icirc",  "iexcl",  "igrave", "iquest", "iuml",  "laquo",  "lt",
+    "macr",   "micro",  "middot", "nbsp",   "not",    "ntilde", "oacute", "ocirc", "ograve", "ordf",
+    "ordm",   "oslash", "otilde", "ouml",   "para",   "plusmn", "pound",  "quot",  "raquo",  "reg",
+    "sect",   "shy",    "sup1",   "sup2",   "sup3",   "szlig",  "thorn",  "times", "uacute", "ucirc",
+    "ugrave", "uml",    "uuml",   "yacute", "yen",    "yuml"};
 
 // True when the ampersand at `at` would start a character reference: "&#", "&name;" or one of the
 // names read without a semicolon. Any other ampersand ("R&D") shows as itself and stays as it is,
@@ -87,8 +88,10 @@ QString escapeAmpersands(const QString& s)
     QString out;
     out.reserve(s.size());
     for (int i = 0; i < s.size(); ++i) {
-        if (s[i] == QLatin1Char('&') && startsReference(s, i)) out += QLatin1String("&amp;");
-        else out += s[i];
+        if (s[i] == QLatin1Char('&') && startsReference(s, i))
+            out += QLatin1String("&amp;");
+        else
+            out += s[i];
     }
     return out;
 }
@@ -120,12 +123,23 @@ QString inScriptString(const QString& text)
     s.reserve(text.size());
     for (const QChar c : text) {
         switch (c.unicode()) {
-            case '\\': s += QLatin1String("\\\\"); break;
-            case '\'': s += QLatin1String("\\'"); break;
-            case '\r': s += QLatin1String("\\r"); break;
-            case 0x2028: s += QLatin1String("\\u2028"); break;
-            case 0x2029: s += QLatin1String("\\u2029"); break;
-            default: s += c;
+            case '\\':
+                s += QLatin1String("\\\\");
+                break;
+            case '\'':
+                s += QLatin1String("\\'");
+                break;
+            case '\r':
+                s += QLatin1String("\\r");
+                break;
+            case 0x2028:
+                s += QLatin1String("\\u2028");
+                break;
+            case 0x2029:
+                s += QLatin1String("\\u2029");
+                break;
+            default:
+                s += c;
         }
     }
     return s;
@@ -163,7 +177,8 @@ QString ImageHtml(qint16 sAction, const QString& sImageCaption, const QString& s
             return QStringLiteral("<img id=\"ImageShow\" src=\"") + src +
                    QStringLiteral("\" border=0 style=\"cursor: hand\" onclick=\"") +
                    QStringLiteral("var NewWin = window.open(''); NewWin.document.write(") +
-                   QStringLiteral("'<html><head><title>") + clickText(sImageCaption) + QStringLiteral("</title>") +
+                   QStringLiteral("'<html><head><title>") + clickText(sImageCaption) +
+                   QStringLiteral("</title>") +
                    QStringLiteral("<meta http-equiv=Content-Type content=text/html; charset=gb2312>") +
                    QStringLiteral("<style>td{font-family: 宋体;font-size: 9pt}</style></head><body>") +
                    QStringLiteral("<table align=center><tr><td align=center>") + clickText(sImageIntro) +

@@ -33,12 +33,14 @@ void Save::Fail()
 }
 
 int Save::Require(const QString& table, const QString& keyColumn, qint64 key, db::Connection::RowLock lock,
-                   const QString& goneMessage)
+                  const QString& goneMessage)
 {
     if (!began_) return -1;
     const int found = connection_.LockRow(table, keyColumn, key, lock);
-    if (found == 0) Abort(goneMessage);
-    else if (found < 0) Fail();
+    if (found == 0)
+        Abort(goneMessage);
+    else if (found < 0)
+        Fail();
     return found;
 }
 

@@ -32,7 +32,7 @@ public:
     // When it is gone the save ends with `goneMessage` (0); when the read fails, as a failed save
     // (-1); 1 when the row is held.
     int Require(const QString& table, const QString& keyColumn, qint64 key, db::Connection::RowLock lock,
-                 const QString& goneMessage);
+                const QString& goneMessage);
     // Waits for any other PC's change of the same kind (the type list) to end first.
     bool Serialize(int kind);
     // Commits. True when the save is written; otherwise nothing is and the user has been told.
@@ -44,7 +44,6 @@ public:
     void Fail();
 
 private:
-
     db::Connection& connection_;
     bool began_ = false;
 };

@@ -70,8 +70,9 @@ QString shownIntro(const QString& stored)
 
 // A house deleted by another PC while its edit was open: nothing is written, and the wizard offers
 // to keep what was entered as a new house.
-const QString kHouseGoneOffer = mdlHouse::kHouseGoneMessage +
-                                QStringLiteral("\n输入的资料仍保留在窗口中，再按“完成”即可将其作为新房源保存。");
+const QString kHouseGoneOffer =
+    mdlHouse::kHouseGoneMessage +
+    QStringLiteral("\n输入的资料仍保留在窗口中，再按“完成”即可将其作为新房源保存。");
 
 }  // namespace
 

@@ -9,12 +9,12 @@
 #include <QProgressBar>
 #include <QPushButton>
 
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
-#include "core/Save.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
 

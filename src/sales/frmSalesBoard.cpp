@@ -11,14 +11,14 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "core/Save.h"
 #include "core/db/Recordset.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/InputBox.h"
-#include "core/Save.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/FileDialog.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"

@@ -6,13 +6,13 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/MediaControl.h"
-#include "core/Save.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
 #include "types/TypeMusic.h"
@@ -392,7 +392,8 @@ bool frmHouseType::holdTypeAt(mdlHouse::Save& save, qint16 list, const QString& 
 {
     qint32 typeId = 0;
     sql_ = TypeSql::TypeIdAt(list);
-    if (conn_.Execute(sql_, rs_) && !rs_.Eof()) typeId = qint32(rs_.Field(QStringLiteral("TypeID")).toLongLong());
+    if (conn_.Execute(sql_, rs_) && !rs_.Eof())
+        typeId = qint32(rs_.Field(QStringLiteral("TypeID")).toLongLong());
     rs_.Close();
     heldTypeId_ = typeId;
     return save.Require(QStringLiteral("t_HouseType"), QStringLiteral("TypeID"), typeId,

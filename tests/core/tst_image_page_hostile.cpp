@@ -35,7 +35,8 @@ class tst_image_page_hostile : public QObject {
     QString pictureAttributes()
     {
         return js("var i=document.getElementById('ImageShow'); if(!i) ''; else "
-                  "Array.prototype.filter.call(i.attributes, function(a){return a.name!='width'&&a.name!='height';})"
+                  "Array.prototype.filter.call(i.attributes, function(a){return "
+                  "a.name!='width'&&a.name!='height';})"
                   ".map(function(a){return a.name+'='+a.value;}).join('\\n')")
             .toString();
     }
@@ -56,16 +57,15 @@ private slots:
         QTest::addColumn<QString>("intro");
         QTest::addColumn<QString>("file");
         // A backslash before the quote ends the old script string and runs what follows.
-        QTest::newRow("caption breaks out of the script") << QString("\\');window.pwned=1;//")
-                                                          << QString("plain") << QString("p1.png");
-        QTest::newRow("issue's caption") << QString("');alert(1);window.pwned=1;//") << QString("x")
-                                         << QString("p2.png");
+        QTest::newRow("caption breaks out of the script")
+            << QString("\\');window.pwned=1;//") << QString("plain") << QString("p1.png");
+        QTest::newRow("issue's caption")
+            << QString("');alert(1);window.pwned=1;//") << QString("x") << QString("p2.png");
         // Markup in a description reaches the large view's document.
         QTest::newRow("markup in description")
             << QString("t") << QString("<svg/onload=opener.pwned=2><b>bold</b>") << QString("p3.png");
-        QTest::newRow("script element in title")
-            << QString("</title><script>opener.pwned=5</script>") << QString("&copy; &lt; R&D &#65;")
-            << QString("p4.png");
+        QTest::newRow("script element in title") << QString("</title><script>opener.pwned=5</script>")
+                                                 << QString("&copy; &lt; R&D &#65;") << QString("p4.png");
         // A double quote in a file name ends the src attribute and adds another one.
         QTest::newRow("quote in file name")
             << QString("t") << QString("i") << QString("p5\" onerror=\"window.pwned=3\" x=\".png");
@@ -89,14 +89,14 @@ private slots:
         mdlHouse::ShowImage(browser.get(), 1, caption, intro, path);
         QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow') !== null").toBool(), 30000);
         QCOMPARE(pictureAttributes(), QString("id=ImageShow\nsrc=%1\nborder=0").arg(path));
-        QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt(), 120, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt(), 120,
+                                  30000);
         QCOMPARE(pwned(), QString("undefined"));
 
         // Clickable picture and its large view.
         mdlHouse::ShowImage(browser.get(), 2, caption, intro, path);
-        QTRY_VERIFY_WITH_TIMEOUT(js("var i=document.getElementById('ImageShow'); i && i.hasAttribute('onclick')")
-                                     .toBool(),
-                                 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            js("var i=document.getElementById('ImageShow'); i && i.hasAttribute('onclick')").toBool(), 30000);
         const QStringList names =
             js("Array.prototype.map.call(document.getElementById('ImageShow').attributes, "
                "function(a){return a.name;}).filter(function(n){return n!='width'&&n!='height';}).join(',')")
@@ -138,7 +138,8 @@ private slots:
         QVERIFY(popup);
         auto eval = [popup](const QString& s) { return ui::WebBrowser::Evaluate(popup->page(), s); };
         QTRY_VERIFY_WITH_TIMEOUT(eval("document.images.length").toInt() == 1, 30000);
-        QCOMPARE(eval("document.querySelector('td').innerHTML").toString(), QString("first&lt;i&gt;<br>second"));
+        QCOMPARE(eval("document.querySelector('td').innerHTML").toString(),
+                 QString("first&lt;i&gt;<br>second"));
         QCOMPARE(eval("document.title").toString(), QString("a<b"));
         popup->close();
     }

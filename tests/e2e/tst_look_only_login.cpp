@@ -76,14 +76,18 @@ private slots:
     void every_write_is_refused_in_the_programs_words()
     {
         folder = std::make_unique<testsupport::ProgramFolder>();
-        QVERIFY(folder->Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, '公寓', '', ''), "
-                             "(2, '别墅', '', ''), (3, '商铺', '', '')"));
+        QVERIFY(folder->Exec(
+            "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, '公寓', '', ''), "
+            "(2, '别墅', '', ''), (3, '商铺', '', '')"));
         const qint64 type = folder->Value("SELECT min(TypeID) FROM t_HouseType").toLongLong();
-        QVERIFY(folder->Exec(QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                            "VALUES ('一号楼', '101', 'x', 1, %1)").arg(type)));
+        QVERIFY(
+            folder->Exec(QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                                        "VALUES ('一号楼', '101', 'x', 1, %1)")
+                             .arg(type)));
         const qint64 house = folder->Value("SELECT max(HouseID) FROM t_House").toLongLong();
         QVERIFY(folder->Exec(QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES "
-                                            "(%1, '状态', '在售', 1)").arg(house)));
+                                            "(%1, '状态', '在售', 1)")
+                                 .arg(house)));
         // A login that may read every table and change none.
         const QString role = QStringLiteral("look_%1").arg(getpid());
         QVERIFY(folder->Exec(QStringLiteral("CREATE ROLE %1 LOGIN").arg(role)));

@@ -20,12 +20,14 @@ namespace {
 QMap<QString, QByteArray> images(const QString& folder)
 {
     QMap<QString, QByteArray> files;
-    QDirIterator it(folder + "/Images", QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    QDirIterator it(folder + "/Images", QDir::Files | QDir::Hidden | QDir::System,
+                    QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
         QFile f(path);
         QByteArray sum = "<unreadable>";
-        if (f.open(QIODevice::ReadOnly)) sum = QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256).toHex();
+        if (f.open(QIODevice::ReadOnly))
+            sum = QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256).toHex();
         files.insert(it.fileName(), sum);
     }
     return files;
@@ -41,11 +43,15 @@ private slots:
     {
         qunsetenv("TAVRELO_TEST_STORE");
         testsupport::ProgramFolder folder;
-        QVERIFY(folder.Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, '公寓', '', '')"));
+        QVERIFY(folder.Exec(
+            "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, '公寓', '', '')"));
         // House 12 with its picture, the newest house of the catalogue.
-        QVERIFY(folder.Exec("INSERT INTO t_House (HouseID, HouseName, TypeID, HouseNo, Intro) VALUES (12, 'old', 1, '1', '')"));
-        QVERIFY(folder.Exec("INSERT INTO t_Image (HouseID, List, Caption, Intro, ImageFile) VALUES (12, 1, 'c', 'i', "
-                            "'000012_0001.png')"));
+        QVERIFY(
+            folder.Exec("INSERT INTO t_House (HouseID, HouseName, TypeID, HouseNo, Intro) VALUES (12, 'old', "
+                        "1, '1', '')"));
+        QVERIFY(folder.Exec(
+            "INSERT INTO t_Image (HouseID, List, Caption, Intro, ImageFile) VALUES (12, 1, 'c', 'i', "
+            "'000012_0001.png')"));
         testsupport::MakePicture(folder.File("Images/000012_0001.png"), 10, 10, Qt::red);
         const QString picture = testsupport::MakePicture(folder.File("new.png"), 20, 20, Qt::blue);
         const QStringList tablesBefore = {folder.Value("SELECT count(*) FROM t_House").toString(),
@@ -55,13 +61,16 @@ private slots:
 
         // The catalogue may be read by anyone and written by nobody but its owner; Images may be
         // written, so that a stray copy would show.
-        QVERIFY(QFile::setPermissions(folder.DatabasePath(), QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
-        const QFile::Permissions open = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
-                                        QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther;
+        QVERIFY(QFile::setPermissions(folder.DatabasePath(),
+                                      QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+        const QFile::Permissions open = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                        QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
+                                        QFile::ExeOther;
         QVERIFY(QFile::setPermissions(folder.Path(), open));
         QVERIFY(QFile::setPermissions(folder.File("Images"), open | QFile::WriteGroup | QFile::WriteOther));
-        QVERIFY(QFile::setPermissions(folder.File("Images/000012_0001.png"),
-                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther | QFile::WriteOther));
+        QVERIFY(QFile::setPermissions(
+            folder.File("Images/000012_0001.png"),
+            QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther | QFile::WriteOther));
 
         QTemporaryDir home;
         QVERIFY(QFile::setPermissions(home.path(), open | QFile::WriteGroup | QFile::WriteOther));
@@ -76,14 +85,17 @@ private slots:
         QStringList command{helper, folder.Path(), picture};
         // Root may write any file: the wizard runs as nobody then.
         if (geteuid() == 0) {
-            QVERIFY2(!QStandardPaths::findExecutable("setpriv").isEmpty(), "running as root needs setpriv (util-linux)");
-            command = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"} + command;
+            QVERIFY2(!QStandardPaths::findExecutable("setpriv").isEmpty(),
+                     "running as root needs setpriv (util-linux)");
+            command =
+                QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"} + command;
         }
         wizard.start(command.takeFirst(), command);
         QVERIFY(wizard.waitForFinished(120000));
         const QString out = QString::fromUtf8(wizard.readAllStandardOutput());
         const QString err = QString::fromLocal8Bit(wizard.readAllStandardError());
-        QVERIFY2(wizard.exitStatus() == QProcess::NormalExit && wizard.exitCode() == 0, qPrintable(out + err));
+        QVERIFY2(wizard.exitStatus() == QProcess::NormalExit && wizard.exitCode() == 0,
+                 qPrintable(out + err));
 
         QVERIFY2(out.contains("message: " + mdlHouse::kNothingSavedMessage), qPrintable(out));
         QVERIFY2(out.contains("open=1\nname=新楼 rows=2 pictures=1"), qPrintable(out));

@@ -81,10 +81,12 @@ private slots:
         qputenv("TAVRELO_TEST_STORE", "server");
         QVERIFY(PgCluster::Instance().Start());
         catalogue = std::make_unique<testsupport::ProgramFolder>();
-        QVERIFY(catalogue->Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, 'A', '', '')"));
+        QVERIFY(catalogue->Exec(
+            "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, 'A', '', '')"));
         const QString type = catalogue->Value("SELECT min(TypeID) FROM t_HouseType").toString();
-        QVERIFY(catalogue->Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, TypeID) VALUES ('one', '1', '', " +
-                                type + "), ('two', '2', '', " + type + ")"));
+        QVERIFY(catalogue->Exec(
+            "INSERT INTO t_House (HouseName, HouseNo, Intro, TypeID) VALUES ('one', '1', '', " + type +
+            "), ('two', '2', '', " + type + ")"));
         QVERIFY(QDir().mkpath(scratch.path() + "/bin"));
         installed = scratch.path() + "/bin/tavrelo";
         QVERIFY(QFile::copy(binary("tavrelo"), installed));
@@ -97,7 +99,8 @@ private slots:
         environment.insert("HOME", scratch.path() + "/home");
         environment.insert("XDG_DATA_HOME", scratch.path() + "/data");
         QVERIFY(QDir().mkpath(scratch.path() + "/runtime"));
-        QFile::setPermissions(scratch.path() + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(scratch.path() + "/runtime",
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         environment.insert("XDG_RUNTIME_DIR", scratch.path() + "/runtime");
         environment.insert("TAVRELO_REPORT_WINDOW", "frmHouseList");
     }
@@ -131,7 +134,8 @@ private slots:
         QVERIFY(writeConf(folder, catalogue->ServerUri()));
         QProcessEnvironment tools = environment;
         tools.remove("TAVRELO_REPORT_WINDOW");
-        const Run exported = run(binary("tavrelo-pricelist"), {"export", scratch.path() + "/list.csv", folder}, tools);
+        const Run exported =
+            run(binary("tavrelo-pricelist"), {"export", scratch.path() + "/list.csv", folder}, tools);
         QVERIFY2(exported.code == 0, qPrintable(exported.out + exported.err));
         QVERIFY(QFileInfo(scratch.path() + "/list.csv").size() > 0);
         const QString mdb = qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/tests/import/fixtures/House.MDB";

@@ -67,11 +67,13 @@ private slots:
         Type(w, QStringLiteral("txtHouseIntro"), QStringLiteral("改过"));
         QVERIFY(Click(w, "cmdNext"));
         for (const char* table : {"t_Content", "t_Image", "t_House"})
-            QVERIFY(folder->Exec(QStringLiteral("DELETE FROM %1 WHERE HouseID = %2").arg(QLatin1String(table)).arg(house)));
+            QVERIFY(folder->Exec(
+                QStringLiteral("DELETE FROM %1 WHERE HouseID = %2").arg(QLatin1String(table)).arg(house)));
         messages->Clear();
         QVERIFY(Click(w, "cmdFinish"));
         QCOMPARE(messages->Texts().size(), 1);
-        QVERIFY2(messages->Texts().value(0).startsWith(mdlHouse::kHouseGoneMessage), qPrintable(messages->Texts().join("|")));
+        QVERIFY2(messages->Texts().value(0).startsWith(mdlHouse::kHouseGoneMessage),
+                 qPrintable(messages->Texts().join("|")));
         QCOMPARE(count("SELECT count(*) FROM t_House"), 0);
         QCOMPARE(count("SELECT count(*) FROM t_Content"), 0);
         QCOMPARE(count("SELECT count(*) FROM t_Image"), 0);
@@ -91,9 +93,11 @@ private slots:
         QCOMPARE(Table(*folder, QStringLiteral("SELECT HouseID, Caption, Content FROM t_Content")),
                  QStringList{QStringLiteral("%1|朝向|北").arg(added)});
         QCOMPARE(Table(*folder, QStringLiteral("SELECT HouseID, Caption, ImageFile FROM t_Image")),
-                 QStringList{QStringLiteral("%1|客厅|%2_0001.png").arg(added).arg(added, 6, 10, QLatin1Char('0'))});
-        QCOMPARE(Bytes(folder->File(QStringLiteral("Images/%1_0001.png").arg(added, 6, 10, QLatin1Char('0')))),
-                 Bytes(picture));
+                 QStringList{
+                     QStringLiteral("%1|客厅|%2_0001.png").arg(added).arg(added, 6, 10, QLatin1Char('0'))});
+        QCOMPARE(
+            Bytes(folder->File(QStringLiteral("Images/%1_0001.png").arg(added, 6, 10, QLatin1Char('0')))),
+            Bytes(picture));
     }
 
     void template_for_a_type_deleted_meanwhile_writes_nothing()

@@ -114,7 +114,8 @@ void finishWizard(frmHouseInput* w, bool editing)
     pause();
     click(w, "cmdFinish");
     // The house was deleted meanwhile: the wizard kept what was entered, as a new house.
-    if (editing && Forms::Find(QStringLiteral("frmHouseInput")) == w && w->InputMode() == 0 && rng.bounded(2)) {
+    if (editing && Forms::Find(QStringLiteral("frmHouseInput")) == w && w->InputMode() == 0 &&
+        rng.bounded(2)) {
         click(w, "cmdFinish");
         say("saved a house deleted meanwhile as a new one");
     }

@@ -60,19 +60,20 @@ void runFor(std::vector<Worker>& workers, int milliseconds)
 bool addDeletionLog(const ProgramFolder& folder)
 {
     if (folder.ServerUri().isEmpty())
-        return folder.Exec(QStringLiteral(
-                   "CREATE TABLE race_deleted_types (TypeID INTEGER, TemplateRows INTEGER, MaxContent INTEGER)")) &&
+        return folder.Exec(QStringLiteral("CREATE TABLE race_deleted_types (TypeID INTEGER, TemplateRows "
+                                          "INTEGER, MaxContent INTEGER)")) &&
                folder.Exec(QStringLiteral(
                    "CREATE TRIGGER race_log AFTER DELETE ON t_HouseType BEGIN INSERT INTO race_deleted_types "
-                   "SELECT OLD.TypeID, count(*), max(ContentID) FROM t_Content_Auto WHERE TypeID = OLD.TypeID; END"));
+                   "SELECT OLD.TypeID, count(*), max(ContentID) FROM t_Content_Auto WHERE TypeID = "
+                   "OLD.TypeID; END"));
     return folder.Exec(QStringLiteral(
                "CREATE TABLE race_deleted_types (TypeID bigint, TemplateRows bigint, MaxContent bigint)")) &&
            folder.Exec(QStringLiteral(
                "CREATE FUNCTION race_log() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN INSERT INTO "
                "race_deleted_types SELECT OLD.TypeID, count(*), max(ContentID) FROM t_Content_Auto WHERE "
                "TypeID = OLD.TypeID; RETURN OLD; END $$")) &&
-           folder.Exec(QStringLiteral(
-               "CREATE TRIGGER race_log AFTER DELETE ON t_HouseType FOR EACH ROW EXECUTE FUNCTION race_log()"));
+           folder.Exec(QStringLiteral("CREATE TRIGGER race_log AFTER DELETE ON t_HouseType FOR EACH ROW "
+                                      "EXECUTE FUNCTION race_log()"));
 }
 
 QStringList raceFaults(const ProgramFolder& folder)
@@ -80,20 +81,25 @@ QStringList raceFaults(const ProgramFolder& folder)
     QStringList found = killtest::Faults(folder);
     const auto orphans = folder.Rows(QStringLiteral(
         "SELECT a.TypeID, count(*), max(a.ContentID), (SELECT count(*) FROM race_deleted_types d WHERE "
-        "d.TypeID = a.TypeID), (SELECT max(d.TemplateRows) FROM race_deleted_types d WHERE d.TypeID = a.TypeID), "
-        "(SELECT max(d.MaxContent) FROM race_deleted_types d WHERE d.TypeID = a.TypeID) FROM t_Content_Auto a "
+        "d.TypeID = a.TypeID), (SELECT max(d.TemplateRows) FROM race_deleted_types d WHERE d.TypeID = "
+        "a.TypeID), "
+        "(SELECT max(d.MaxContent) FROM race_deleted_types d WHERE d.TypeID = a.TypeID) FROM t_Content_Auto "
+        "a "
         "WHERE a.TypeID NOT IN (SELECT TypeID FROM t_HouseType) GROUP BY a.TypeID"));
     for (const QVariantList& o : orphans) {
         if (o[3].toLongLong() != 1 || o[1].toLongLong() != o[4].toLongLong() ||
             o[2].toLongLong() != o[5].toLongLong())
-            found << QStringLiteral("%1 template rows (up to key %2) of type %3, which is gone; at its deletion it "
-                                    "had %4 (up to key %5)")
-                         .arg(o[1].toString(), o[2].toString(), o[0].toString(), o[4].toString(), o[5].toString());
+            found << QStringLiteral(
+                         "%1 template rows (up to key %2) of type %3, which is gone; at its deletion it "
+                         "had %4 (up to key %5)")
+                         .arg(o[1].toString(), o[2].toString(), o[0].toString(), o[4].toString(),
+                              o[5].toString());
     }
-    const qint64 typeless = folder
-                                .Value(QStringLiteral("SELECT count(*) FROM t_House WHERE TypeID IS NOT NULL AND "
-                                                      "TypeID NOT IN (SELECT TypeID FROM t_HouseType)"))
-                                .toLongLong();
+    const qint64 typeless =
+        folder
+            .Value(QStringLiteral("SELECT count(*) FROM t_House WHERE TypeID IS NOT NULL AND "
+                                  "TypeID NOT IN (SELECT TypeID FROM t_HouseType)"))
+            .toLongLong();
     if (typeless) found << QStringLiteral("%1 houses whose type is gone").arg(typeless);
     return found;
 }
@@ -114,8 +120,9 @@ class tst_shared_races : public QObject {
         for (size_t i = 0; i < workers.size(); ++i) {
             workers[i].process = std::make_unique<QProcess>();
             workers[i].process->setProcessEnvironment(killtest::WorkerEnvironment());
-            workers[i].process->start(killtest::WorkerPath(),
-                                      {folders[int(i)], QString::number(random.generate()), QStringLiteral("race")});
+            workers[i].process->start(
+                killtest::WorkerPath(),
+                {folders[int(i)], QString::number(random.generate()), QStringLiteral("race")});
             QVERIFY2(workers[i].process->waitForStarted(10000), "a save worker did not start");
         }
         QElapsedTimer clock;
@@ -128,8 +135,9 @@ class tst_shared_races : public QObject {
                                      QString::fromLocal8Bit(w.err).right(2000)));
             const QStringList wrong = raceFaults(folder);
             if (!wrong.isEmpty())
-                QFAIL(qPrintable(QStringLiteral("after %1 s (seed %2):\n  ").arg(clock.elapsed() / 1000).arg(seed_) +
-                                 wrong.join(QStringLiteral("\n  "))));
+                QFAIL(qPrintable(
+                    QStringLiteral("after %1 s (seed %2):\n  ").arg(clock.elapsed() / 1000).arg(seed_) +
+                    wrong.join(QStringLiteral("\n  "))));
         }
         int actions = 0;
         int gone = 0;
@@ -144,28 +152,35 @@ class tst_shared_races : public QObject {
             gone += int(w.err.count("已被其他人删除"));
             for (const QString& line : QString::fromUtf8(w.err).split('\n'))
                 if (line.startsWith("message: ")) ++said[line.mid(9, 24)];
-            QVERIFY2(w.out.count('\n') > 10, qPrintable("a worker hardly saved: " + QString::fromLocal8Bit(w.err).right(2000)));
+            QVERIFY2(w.out.count('\n') > 10,
+                     qPrintable("a worker hardly saved: " + QString::fromLocal8Bit(w.err).right(2000)));
         }
         const QStringList wrong = raceFaults(folder);
         if (!wrong.isEmpty())
-            QFAIL(qPrintable(QStringLiteral("at the end (seed %1):\n  ").arg(seed_) + wrong.join(QStringLiteral("\n  "))));
-        qInfo("%s: %d window actions in %.1f s, %d messages (%d of them: deleted by someone else), %s houses, "
-              "%s types, %s types deleted",
-              folder.ServerUri().isEmpty() ? "House.db" : "server", actions, clock.elapsed() / 1000.0, messages, gone,
-              qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toString()),
-              qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_HouseType")).toString()),
-              qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM race_deleted_types")).toString()));
-        for (auto it = said.cbegin(); it != said.cend(); ++it) qInfo("  %5d x %s", it.value(), qPrintable(it.key()));
+            QFAIL(qPrintable(QStringLiteral("at the end (seed %1):\n  ").arg(seed_) +
+                             wrong.join(QStringLiteral("\n  "))));
+        qInfo(
+            "%s: %d window actions in %.1f s, %d messages (%d of them: deleted by someone else), %s houses, "
+            "%s types, %s types deleted",
+            folder.ServerUri().isEmpty() ? "House.db" : "server", actions, clock.elapsed() / 1000.0, messages,
+            gone, qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_House")).toString()),
+            qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM t_HouseType")).toString()),
+            qPrintable(folder.Value(QStringLiteral("SELECT count(*) FROM race_deleted_types")).toString()));
+        for (auto it = said.cbegin(); it != said.cend(); ++it)
+            qInfo("  %5d x %s", it.value(), qPrintable(it.key()));
     }
 
 private slots:
     void initTestCase()
     {
-        seed_ = qEnvironmentVariableIsSet("TAVRELO_RACE_SEED") ? quint32(qEnvironmentVariableIntValue("TAVRELO_RACE_SEED"))
-                                                               : QRandomGenerator::system()->generate();
-        if (qEnvironmentVariableIsSet("TAVRELO_RACE_SECONDS")) seconds_ = qEnvironmentVariableIntValue("TAVRELO_RACE_SECONDS");
+        seed_ = qEnvironmentVariableIsSet("TAVRELO_RACE_SEED")
+                    ? quint32(qEnvironmentVariableIntValue("TAVRELO_RACE_SEED"))
+                    : QRandomGenerator::system()->generate();
+        if (qEnvironmentVariableIsSet("TAVRELO_RACE_SECONDS"))
+            seconds_ = qEnvironmentVariableIntValue("TAVRELO_RACE_SECONDS");
         qInfo("seed %u (TAVRELO_RACE_SEED=%u replays it), %d s a store", seed_, seed_, seconds_);
-        QVERIFY2(QFileInfo(killtest::WorkerPath()).isExecutable(), qPrintable(killtest::WorkerPath() + " is missing"));
+        QVERIFY2(QFileInfo(killtest::WorkerPath()).isExecutable(),
+                 qPrintable(killtest::WorkerPath() + " is missing"));
     }
 
     void three_pcs_on_one_house_db()

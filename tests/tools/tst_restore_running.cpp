@@ -26,7 +26,8 @@ QMap<QString, QByteArray> snapshot(const QString& folder)
         if (path.endsWith(QLatin1String(folders::kFolderLockName))) continue;
         QFile f(path);
         QByteArray sum = "<unreadable>";
-        if (f.open(QIODevice::ReadOnly)) sum = QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256).toHex();
+        if (f.open(QIODevice::ReadOnly))
+            sum = QCryptographicHash::hash(f.readAll(), QCryptographicHash::Sha256).toHex();
         files.insert(QDir(folder).relativeFilePath(path), sum);
     }
     return files;
@@ -35,7 +36,8 @@ QMap<QString, QByteArray> snapshot(const QString& folder)
 // Whether some process holds the folder's lock (an exclusive try fails).
 bool folderHeld(const QString& folder)
 {
-    const QByteArray path = QFile::encodeName(folder + QLatin1Char('/') + QLatin1String(folders::kFolderLockName));
+    const QByteArray path =
+        QFile::encodeName(folder + QLatin1Char('/') + QLatin1String(folders::kFolderLockName));
     const int fd = ::open(path.constData(), O_RDONLY);
     if (fd < 0) return false;
     const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
@@ -52,15 +54,18 @@ private slots:
     void restore_refuses_a_folder_a_running_program_holds()
     {
         testsupport::ProgramFolder folder;
-        QVERIFY(folder.Exec("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, 'A', '', '')"));
-        QVERIFY(folder.Exec("INSERT INTO t_House (HouseName, TypeID, HouseNo, Intro) VALUES ('one', 1, '1', '')"));
+        QVERIFY(folder.Exec(
+            "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) VALUES (1, 'A', '', '')"));
+        QVERIFY(folder.Exec(
+            "INSERT INTO t_House (HouseName, TypeID, HouseNo, Intro) VALUES ('one', 1, '1', '')"));
         testsupport::MakePicture(folder.File("Images/000001_0001.png"), 20, 10);
         QTemporaryDir scratch;
         const QString archive = scratch.path() + "/copy.tar.gz";
         const backuptest::Run created = backuptest::runTool({"create", folder.Path(), archive});
         QVERIFY2(created.exitCode == 0, qPrintable(created.err));
         // Changed after the archive, so that a restore would change the folder.
-        QVERIFY(folder.Exec("INSERT INTO t_House (HouseName, TypeID, HouseNo, Intro) VALUES ('two', 1, '2', '')"));
+        QVERIFY(folder.Exec(
+            "INSERT INTO t_House (HouseName, TypeID, HouseNo, Intro) VALUES ('two', 1, '2', '')"));
         testsupport::MakePicture(folder.File("Images/000002_0001.png"), 30, 10);
         const auto before = snapshot(folder.Path());
 
@@ -89,7 +94,8 @@ private slots:
 
         program.kill();
         QVERIFY(program.waitForFinished(30000));
-        const backuptest::Run restored = backuptest::runTool({"restore", "--replace", archive, folder.Path()});
+        const backuptest::Run restored =
+            backuptest::runTool({"restore", "--replace", archive, folder.Path()});
         QVERIFY2(restored.exitCode == 0, qPrintable(restored.err));
         QCOMPARE(folder.Value("SELECT count(*) FROM t_House").toInt(), 1);
         QVERIFY(QFileInfo::exists(folder.File("House.db.bak")));

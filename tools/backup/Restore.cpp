@@ -10,10 +10,10 @@
 #include <QTemporaryFile>
 
 #include "ArchiveIO.h"
-#include "core/db/TextCollation.h"
 #include "Backup.h"
-#include "core/Folders.h"
 #include "Manifest.h"
+#include "core/Folders.h"
+#include "core/db/TextCollation.h"
 
 namespace backup {
 

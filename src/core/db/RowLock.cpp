@@ -26,7 +26,8 @@ int Connection::LockRow(const QString& table, const QString& keyColumn, qint64 k
     if (server_) {
         // Locking a row needs a right to change the table: a login that may only look fails here,
         // before anything else of the save is sent.
-        const QString clause = lock == RowLock::Update ? QStringLiteral(" FOR UPDATE") : QStringLiteral(" FOR KEY SHARE");
+        const QString clause =
+            lock == RowLock::Update ? QStringLiteral(" FOR UPDATE") : QStringLiteral(" FOR KEY SHARE");
         PgRows rows;
         if (!serverResult(server_->ExecuteNative(select + clause, &rows))) return -1;
         return rows.rowCount == 0 ? 0 : 1;
@@ -40,8 +41,10 @@ int Connection::LockRow(const QString& table, const QString& keyColumn, qint64 k
     int found = -1;
     if (sqlite3_prepare_v2(handle_, sql.constData(), int(sql.size()), &stmt, nullptr) == SQLITE_OK) {
         const int rc = sqlite3_step(stmt);
-        if (rc == SQLITE_ROW) found = 1;
-        else if (rc == SQLITE_DONE) found = 0;
+        if (rc == SQLITE_ROW)
+            found = 1;
+        else if (rc == SQLITE_DONE)
+            found = 0;
     }
     if (found < 0) setError(QString::fromUtf8(sqlite3_errmsg(handle_)));
     sqlite3_finalize(stmt);
