@@ -1,5 +1,6 @@
 #include "core/Folders.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -61,12 +62,14 @@ FolderState StateOf(const QString& folder)
 
 namespace {
 
-// The descriptor stays open (and the lock held) until the process ends.
-bool lockFolder(const QString& folder, int operation)
+// The descriptor stays open (and the lock held) until the process ends. Only the program makes the
+// file: a tool that finds none knows that no program has the folder open, and leaves the folder
+// exactly as it was.
+bool lockFolder(const QString& folder, int operation, bool create)
 {
     const QByteArray path = QFile::encodeName(folder + QLatin1Char('/') + QLatin1String(kFolderLockName));
-    const int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) return false;
+    const int fd = ::open(path.constData(), (create ? O_RDWR | O_CREAT : O_RDONLY) | O_CLOEXEC, 0644);
+    if (fd < 0) return !create && errno == ENOENT;
     if (::flock(fd, operation | LOCK_NB) != 0) {
         ::close(fd);
         return false;
@@ -78,12 +81,12 @@ bool lockFolder(const QString& folder, int operation)
 
 bool HoldFolderForProgram(const QString& folder)
 {
-    return lockFolder(folder, LOCK_SH);
+    return lockFolder(folder, LOCK_SH, true);
 }
 
 bool HoldFolderExclusively(const QString& folder)
 {
-    return lockFolder(folder, LOCK_EX);
+    return lockFolder(folder, LOCK_EX, false);
 }
 
 QString ServerFolderMessage(const QString& folder)

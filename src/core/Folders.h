@@ -44,8 +44,8 @@ inline constexpr const char* kFolderLockName = "Tavrelo.lock";
 // Takes the program's shared lock on its folder and keeps it for the life of the process. False
 // when the folder cannot be locked (read-only, or a restore holds it).
 bool HoldFolderForProgram(const QString& folder);
-// Takes the folder exclusively for the life of the process: false (with nothing changed but the
-// lock file) while a Tavrelo holds it open.
+// Takes the folder exclusively for the life of the process: false while a Tavrelo holds it open.
+// Makes no file: a folder without the lock file has no program running on it.
 bool HoldFolderExclusively(const QString& folder);
 
 // For the tools that write a House.db (import, demo, restore): the message that refuses a folder

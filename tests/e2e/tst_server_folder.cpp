@@ -142,7 +142,7 @@ private slots:
         const Run imported = run(binary("tavrelo-import"), {mdb, folder}, tools);
         QCOMPARE(imported.code, 1);
         QVERIFY2(imported.err.contains("is on a server"), qPrintable(imported.err));
-        const Run demo = run(binary("tavrelo-demo"), {folder}, tools);
+        const Run demo = run(binary("tools/demo/tavrelo-demo"), {folder}, tools);
         QCOMPARE(demo.code, 1);
         QVERIFY2(demo.err.contains("is on a server"), qPrintable(demo.err));
         QVERIFY(!QFileInfo::exists(folder + "/House.db"));
