@@ -94,6 +94,8 @@ void finishWizard(frmHouseInput* w, bool editing)
         w->cmbCaption[i]->setEditText(QStringLiteral("属性%1").arg(i));
         w->cmbContent[i]->setEditText(QStringLiteral("值%1").arg(rng.bounded(100)));
     }
+    // The wizard does not read a house's floor back: it is chosen again, as a user would.
+    if (racing && editing) setText(w, QStringLiteral("cmbHouseFloor"), QString::number(rng.bounded(1, 30)));
     if (!editing) {
         setText(w, QStringLiteral("cmbHouseName"), QStringLiteral("楼宇%1").arg(rng.bounded(20)));
         auto* type = w->findChild<QComboBox*>(QStringLiteral("cmbHouseType"));

@@ -151,7 +151,7 @@ class tst_shared_races : public QObject {
             messages += int(w.err.count("message: "));
             gone += int(w.err.count("已被其他人删除"));
             for (const QString& line : QString::fromUtf8(w.err).split('\n'))
-                if (line.startsWith("message: ")) ++said[line.mid(9, 24)];
+                if (line.startsWith("message: ")) ++said[line.mid(9, 8)];
             QVERIFY2(w.out.count('\n') > 10,
                      qPrintable("a worker hardly saved: " + QString::fromLocal8Bit(w.err).right(2000)));
         }
