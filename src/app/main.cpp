@@ -165,6 +165,9 @@ int main(int argc, char* argv[])
         complain(error);
         return 1;
     }
+    // Held while this copy runs, so that tavrelo-backup restore leaves the folder alone meanwhile.
+    // A folder that cannot hold it (read-only) still opens.
+    folders::HoldFolderForProgram(folder);
     reportWindowIfAsked();
     return app.exec();
 }

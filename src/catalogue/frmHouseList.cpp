@@ -2,14 +2,15 @@
 
 #include <QAction>
 #include <QComboBox>
-#include <QSet>
 #include <QGroupBox>
 #include <QLabel>
 #include <QMetaObject>
 #include <QPushButton>
+#include <QSet>
 #include <vector>
 
 #include "catalogue/HouseQuery.h"
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
@@ -336,8 +337,16 @@ void frmHouseList::OpenEntry(ui::InputMode mode) {
 void frmHouseList::DeleteHouse() {
     const qint32 key = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(connection_);
-    // The house and its rows go together or not at all.
-    db::Transaction deletion(connection_);
+    // The house and its rows go together or not at all. The house is held first: a wizard on
+    // another PC saving it holds it until that save is written, and this deletion then removes the
+    // rows it wrote too (each statement here sees what was committed before it began). A house
+    // another PC deleted already leaves nothing to do.
+    mdlHouse::Save deletion(connection_);
+    if (deletion.Require(QStringLiteral("t_House"), QStringLiteral("HouseID"), key,
+                         db::Connection::RowLock::Update, QString()) != 1) {
+        connection_.Close();
+        return;
+    }
     connection_.Execute(catalogue::DeleteHouseSql(key));
     connection_.Execute(catalogue::DeleteContentSql(key));
     // The picture rows are read and walked but their files are left in Images on purpose:
@@ -347,7 +356,7 @@ void frmHouseList::DeleteHouse() {
     }
     recordset_.Close();
     connection_.Execute(catalogue::DeleteImageSql(key));
-    deletion.Commit();
+    deletion.Finish();
     connection_.Close();
 }
 

@@ -1,5 +1,10 @@
 #include "core/Folders.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -7,6 +12,7 @@
 #include <QStandardPaths>
 
 #include "core/db/Connection.h"
+#include "core/db/Store.h"
 
 namespace folders {
 
@@ -40,13 +46,57 @@ QString DefaultProgramFolder()
 FolderState StateOf(const QString& folder)
 {
     const QFileInfo info(folder);
+    if (info.exists() && QFileInfo(folder + QLatin1Char('/') + kCatalogue).exists())
+        return FolderState::Ready;
+    if (info.exists() && !info.isDir()) return FolderState::NotAProgramFolder;
+    // The catalogue is on a server: the folder holds the setting and the local copies of pictures
+    // and tunes, and a House.db there would never be used.
+    if (!db::ServerUri(folder).isEmpty()) return FolderState::ServerCatalogue;
     if (!info.exists()) return FolderState::NeedsCatalogue;
-    if (QFileInfo(folder + QLatin1Char('/') + kCatalogue).exists()) return FolderState::Ready;
-    if (!info.isDir()) return FolderState::NotAProgramFolder;
-    const QDir dir(folder);
-    if (dir.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
-        return FolderState::NeedsCatalogue;
-    return FolderState::NotAProgramFolder;
+    QStringList entries =
+        QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    // The lock file of a program that ran there says nothing about the folder's contents.
+    entries.removeAll(QLatin1String(kFolderLockName));
+    return entries.isEmpty() ? FolderState::NeedsCatalogue : FolderState::NotAProgramFolder;
+}
+
+namespace {
+
+// The descriptor stays open (and the lock held) until the process ends. Only the program makes the
+// file: a tool that finds none knows that no program has the folder open, and leaves the folder
+// exactly as it was.
+bool lockFolder(const QString& folder, int operation, bool create)
+{
+    const QByteArray path = QFile::encodeName(folder + QLatin1Char('/') + QLatin1String(kFolderLockName));
+    const int fd = ::open(path.constData(), (create ? O_RDWR | O_CREAT : O_RDONLY) | O_CLOEXEC, 0644);
+    if (fd < 0) return !create && errno == ENOENT;
+    if (::flock(fd, operation | LOCK_NB) != 0) {
+        ::close(fd);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool HoldFolderForProgram(const QString& folder)
+{
+    return lockFolder(folder, LOCK_SH, true);
+}
+
+bool HoldFolderExclusively(const QString& folder)
+{
+    return lockFolder(folder, LOCK_EX, false);
+}
+
+QString ServerFolderMessage(const QString& folder)
+{
+    return QStringLiteral(
+               "the catalogue of %1 is on a server (its Tavrelo.conf or TAVRELO_SERVER names one); a "
+               "House.db "
+               "written there would never be used. Use a folder of its own and move the catalogue to the "
+               "server with tavrelo-server upload.")
+        .arg(QDir::toNativeSeparators(folder));
 }
 
 QString NotAProgramFolderMessage(const QString& folder)

@@ -40,7 +40,6 @@ bool CopyPictureFile(const QString& source, const QString& target)
         QFile::remove(partial);
         return false;
     }
-    db::ShareMediaFile(mdlHouse::ProgramFolder(), target);
     return true;
 }
 
@@ -170,7 +169,7 @@ void frmHouseInput::loadImages(db::Connection& connection, qint32 houseId)
     images.Close();
 }
 
-void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId)
+void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId, QList<PictureCopy>* copies)
 {
     // Rows are written in the list's present order; each keeps the number it was given.
     const ui::ListModel* model = lsvImage->Model();
@@ -190,6 +189,16 @@ void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId)
             image.Update();
         }
         image.Close();
-        entry::CopyPictureFile(source, mdlHouse::ProgramPath(QStringLiteral("/Images/")) + stored);
+        const QString target = mdlHouse::ProgramPath(QStringLiteral("/Images/")) + stored;
+        // A shared catalogue's server holds the picture before its row is committed, so that no
+        // other PC ever sees a row whose picture it cannot fetch; the copy into this PC's Images
+        // waits until the save is written, so a save that fails changes no file there.
+        db::ShareMediaFileAs(mdlHouse::ProgramFolder(), target, source);
+        copies->append({source, target});
     }
+}
+
+void frmHouseInput::copyPictures(const QList<PictureCopy>& copies)
+{
+    for (const PictureCopy& copy : copies) entry::CopyPictureFile(copy.first, copy.second);
 }

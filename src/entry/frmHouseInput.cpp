@@ -10,6 +10,7 @@
 #include <QStringListModel>
 
 #include "core/ImagePage.h"
+#include "core/Save.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -51,6 +52,12 @@ QString shownIntro(const QString& stored)
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     return text;
 }
+
+// A house deleted by another PC while its edit was open: nothing is written, and the wizard offers
+// to keep what was entered as a new house.
+const QString kHouseGoneOffer =
+    mdlHouse::kHouseGoneMessage +
+    QStringLiteral("\n输入的资料仍保留在窗口中，再按“完成”即可将其作为新房源保存。");
 
 }  // namespace
 
@@ -323,14 +330,12 @@ void frmHouseInput::cmdFinish_Click()
     cmdPrevious->setEnabled(false);
     cmdFinish->setEnabled(false);
     cmdCancel2->setEnabled(false);
-    if (inputMode_ == ui::InputMode::Add) {
-        saveNewHouse();
-    } else {
-        saveEditedHouse();
-    }
+    const bool saved = inputMode_ == ui::InputMode::Add ? saveNewHouse() : saveEditedHouse();
     cmdPrevious->setEnabled(true);
     cmdFinish->setEnabled(true);
     cmdCancel2->setEnabled(true);
+    // A save that wrote nothing keeps everything entered, for another try.
+    if (!saved) return;
 
     if (ui::HouseListCalls* list = ui::OpenHouseList()) list->StartList();
 
@@ -363,41 +368,76 @@ void frmHouseInput::writeHouseFields(db::Recordset& house)
     house.SetField(QStringLiteral("housefloor"), cmbHouseFloor->currentText());
 }
 
-void frmHouseInput::saveNewHouse()
+// The type the house is saved under stays for the save: a PC deleting it waits until the house is
+// written (and then finds a house of that type and refuses), or has deleted it already, and then
+// the house is not saved. A name that finds no type at all keeps its old outcome, a house without
+// a type.
+bool frmHouseInput::holdType(mdlHouse::Save& save)
+{
+    if (!typeIdForSave_.isValid() || typeIdForSave_.isNull()) return true;
+    return save.Require(QStringLiteral("t_HouseType"), QStringLiteral("TypeID"), typeIdForSave_.toLongLong(),
+                        db::Connection::RowLock::KeyShare, mdlHouse::kTypeGoneMessage) == 1;
+}
+
+bool frmHouseInput::saveNewHouse()
 {
     mdlHouse::OpenDatabase(cn);
     // The house, its rows and its pictures are one save: a process that dies halfway leaves none
     // of it, never a house without its rows.
-    db::Transaction save(cn);
+    mdlHouse::Save save(cn);
+    if (!save.Began()) return closeAfter(false);
     typeIdForSave_ = lookUpTypeId();
+    if (!holdType(save)) return closeAfter(false);
 
+    bool added = false;
     if (rs.Open(entry::SqlEmptyHouse(), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
         rs.AddNew();
         writeHouseFields(rs);
-        rs.Update();
+        added = rs.Update();
     }
     rs.Close();
 
     // The newest house has the largest key: one user, and keys that only grow.
     qint32 houseId = 0;
-    if (cn.Execute(entry::SqlLastHouseId(), rs) && !rs.Eof())
+    if (added && cn.Execute(entry::SqlLastHouseId(), rs) && !rs.Eof())
         houseId = rs.Field(QStringLiteral("HouseID")).toInt();
     rs.Close();
+    // Without its own house the rows and pictures would go to another house's key (and its
+    // picture files): nothing is saved.
+    if (houseId == 0) {
+        save.Fail();
+        return closeAfter(false);
+    }
 
+    QList<PictureCopy> copies;
     writeContentRows(cn, houseId);
-    writeImages(cn, houseId);
-    save.Commit();
+    writeImages(cn, houseId, &copies);
+    const bool saved = save.Finish();
     cn.Close();
+    if (saved) copyPictures(copies);
+    return saved;
 }
 
-void frmHouseInput::saveEditedHouse()
+bool frmHouseInput::saveEditedHouse()
 {
     const qint32 houseId = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(cn);
     // The rows are deleted and written again: one save, so that a process that dies halfway
     // leaves the house as it was rather than without its rows.
-    db::Transaction save(cn);
+    mdlHouse::Save save(cn);
+    if (!save.Began()) return closeAfter(false);
+    // The house is held for the whole save. A PC deleting it meanwhile either has deleted it
+    // already (nothing is written here: rows without their house would be left otherwise) or
+    // waits until this save is written and then deletes the house with these rows.
+    const int held = save.Require(QStringLiteral("t_House"), QStringLiteral("HouseID"), houseId,
+                                  db::Connection::RowLock::Update, kHouseGoneOffer);
+    if (held == 0) {
+        // What was entered is kept; the next "完成" saves it as a new house.
+        inputMode_ = ui::InputMode::Add;
+    }
+    if (held != 1) return closeAfter(false);
     typeIdForSave_ = lookUpTypeId();
+    if (!holdType(save)) return closeAfter(false);
 
     if (rs.Open(entry::SqlHouseById(houseId), cn, db::CursorType::Keyset, db::LockType::Optimistic)) {
         writeHouseFields(rs);
@@ -405,11 +445,21 @@ void frmHouseInput::saveEditedHouse()
     }
     rs.Close();
 
+    QList<PictureCopy> copies;
     cn.Execute(entry::SqlDeleteContent(houseId));
     writeContentRows(cn, houseId);
     // Rows of pictures removed in the wizard go; their files stay in Images.
     cn.Execute(entry::SqlDeleteImages(houseId));
-    writeImages(cn, houseId);
-    save.Commit();
+    writeImages(cn, houseId, &copies);
+    const bool saved = save.Finish();
     cn.Close();
+    if (saved) copyPictures(copies);
+    return saved;
+}
+
+bool frmHouseInput::closeAfter(bool saved)
+{
+    rs.Close();
+    cn.Close();
+    return saved;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QVariant>
 
@@ -16,6 +18,9 @@ class QPushButton;
 class QScrollArea;
 class QWidget;
 
+namespace mdlHouse {
+class Save;
+}
 namespace ui {
 class ListView;
 class WebBrowser;
@@ -101,8 +106,10 @@ private:
     void loadHouse();
     void cmdNext_Click();
     void cmdFinish_Click();
-    void saveNewHouse();
-    void saveEditedHouse();
+    bool saveNewHouse();
+    bool saveEditedHouse();
+    bool holdType(mdlHouse::Save& save);
+    bool closeAfter(bool saved);
     QVariant lookUpTypeId();
     void writeHouseFields(db::Recordset& house);
 
@@ -120,7 +127,9 @@ private:
     // Pictures (HouseInputPictures.cpp)
     void setupImageColumns();
     void loadImages(db::Connection& cn, qint32 houseId);
-    void writeImages(db::Connection& cn, qint32 houseId);
+    using PictureCopy = QPair<QString, QString>;  // source, target in Images
+    void writeImages(db::Connection& cn, qint32 houseId, QList<PictureCopy>* copies);
+    void copyPictures(const QList<PictureCopy>& copies);
     void lsvImage_ItemClick(int row);
     void cmdAddNewImage_Click();
     void cmdEdit_Click();

@@ -9,6 +9,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
@@ -232,12 +233,18 @@ void frmPriceListImport::cmdImport_Click()
             QCoreApplication::processEvents();
             return !cancelRequested_;
         });
+    const bool lookOnly = connection_.Server() && connection_.WriteRefused();
     connection_.Close();
     setWriting(false);
 
     if (result.cancelled) {
         lblSummary->setText(QStringLiteral("导入已取消，没有写入任何内容。"));
         ui::MsgBox(QStringLiteral("导入已取消，没有写入任何内容。"));
+        return;
+    }
+    if (!result.ok && lookOnly) {
+        lblSummary->setText(QStringLiteral("导入失败，没有写入任何内容。"));
+        ui::MsgBox(mdlHouse::kLookOnlyMessage);
         return;
     }
     if (!result.ok) {

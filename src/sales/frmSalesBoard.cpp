@@ -11,8 +11,10 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "core/Save.h"
 #include "core/db/Recordset.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/MsgBox.h"
@@ -289,6 +291,7 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
         // A statement or a commit that failed is not somebody else's change.
         failed = !ran || (held && !written);
     }
+    const bool refused = connection_.Server() && connection_.WriteRefused();
     // What is stored now, read the way the board reads it.
     db::Recordset rs;
     if (connection_.Execute(sales::HouseCaptionRowSql(houseId, caption), rs)) {
@@ -300,7 +303,9 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
     picBoard->UpdateUnit(houseId);
     showLegend();
     if (!written) {
-        if (failed)
+        if (failed && refused)
+            ui::MsgBox(mdlHouse::kLookOnlyMessage);
+        else if (failed)
             ui::MsgBox(QStringLiteral("房间 %1 的%2未能保存，请稍后再试。").arg(unit.houseNo, caption));
         else
             ui::MsgBox(QStringLiteral("房间 %1 的%2已在别处改为“%3”，本次设置未保存。")

@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include "core/Save.h"
 #include "core/mdlHouse.h"
 #include "core/ui/ListView.h"
 #include "core/ui/Twips.h"
@@ -233,8 +234,15 @@ void frmContent::cmdClear_Click()
 void frmContent::cmdOK_Click()
 {
     mdlHouse::OpenDatabase(conn_);
-    // The old template is replaced as one save: never half of the new rows.
-    db::Transaction save(conn_);
+    // The old template is replaced as one save: never half of the new rows. Its type is held for
+    // the save: a type deleted by another PC meanwhile gets no rows (they would belong to no
+    // type), and a deletion that comes while this save runs waits for it.
+    mdlHouse::Save save(conn_);
+    if (save.Require(QStringLiteral("t_HouseType"), QStringLiteral("TypeID"), CurrentTypeID,
+                     db::Connection::RowLock::KeyShare, mdlHouse::kTypeGoneMessage) != 1) {
+        conn_.Close();
+        return;
+    }
     sql_ = TypeSql::DeleteTemplateOf(CurrentTypeID);
     conn_.Execute(sql_);
     const ui::ListModel* model = lsvContent->Model();
@@ -250,7 +258,8 @@ void frmContent::cmdOK_Click()
         }
         rs_.Close();
     }
-    save.Commit();
+    const bool saved = save.Finish();
     conn_.Close();
-    UnloadForm();
+    // A save that wrote nothing keeps the list in the window for another try.
+    if (saved) UnloadForm();
 }

@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 
+#include "core/Save.h"
 #include "core/db/Convert.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
@@ -19,6 +20,10 @@
 #include "types/frmContent.h"
 
 namespace {
+
+// Every change of the type list (add, edit, delete, move) waits for another PC's to end: each
+// reads positions and writes them back, and two at once on a server could leave a gap.
+constexpr int kTypeListChange = 1;
 
 const QString kStopped = QStringLiteral("▲");
 const QString kPlaying = QStringLiteral("■");
@@ -289,17 +294,21 @@ void frmHouseType::SaveEditedType()
 {
     const QString fileName = TypeMusic::FileName(txtMusicFile->text());
     mdlHouse::OpenDatabase(conn_);
-    db::Transaction save(conn_);
-    sql_ = TypeSql::EditedTypeAt(CurrentList);
-    rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
-    rs_.SetField(QStringLiteral("HouseType"), txtHouseType->text());
-    rs_.SetField(QStringLiteral("MusicTitle"), txtMusicTitle->text());
-    rs_.SetField(QStringLiteral("MusicFile"), fileName);
-    rs_.Update();
-    rs_.Close();
-    save.Commit();
+    mdlHouse::Save save(conn_);
+    // The type edited is the one at its position when the save runs: a type deleted meanwhile
+    // (the row at that position gone) is not written again.
+    if (save.Serialize(kTypeListChange) && holdTypeAt(save, CurrentList, mdlHouse::kTypeGoneMessage)) {
+        sql_ = TypeSql::EditedTypeAt(CurrentList);
+        rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
+        rs_.SetField(QStringLiteral("HouseType"), txtHouseType->text());
+        rs_.SetField(QStringLiteral("MusicTitle"), txtMusicTitle->text());
+        rs_.SetField(QStringLiteral("MusicFile"), fileName);
+        rs_.Update();
+        rs_.Close();
+    }
+    const bool saved = save.Finish();
     conn_.Close();
-    CopyMusicFile(fileName);
+    if (saved) CopyMusicFile(fileName);
 }
 
 void frmHouseType::SaveNewType()
@@ -308,20 +317,22 @@ void frmHouseType::SaveNewType()
     mdlHouse::OpenDatabase(conn_);
     // The last position is read and the new type placed after it in one save, so positions stay
     // 1..N even with a second copy adding a type at the same moment.
-    db::Transaction save(conn_);
-    sql_ = TypeSql::LastType();
-    rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
-    const qint16 position = qint16((rs_.Eof() ? 0 : rs_.Field(QStringLiteral("List")).toInt()) + 1);
-    rs_.AddNew();
-    rs_.SetField(QStringLiteral("List"), int(position));
-    rs_.SetField(QStringLiteral("HouseType"), txtHouseType->text());
-    rs_.SetField(QStringLiteral("MusicTitle"), txtMusicTitle->text());
-    rs_.SetField(QStringLiteral("MusicFile"), fileName);
-    rs_.Update();
-    rs_.Close();
-    save.Commit();
+    mdlHouse::Save save(conn_);
+    if (save.Serialize(kTypeListChange)) {
+        sql_ = TypeSql::LastType();
+        rs_.Open(sql_, conn_, db::CursorType::Keyset, db::LockType::Optimistic);
+        const qint16 position = qint16((rs_.Eof() ? 0 : rs_.Field(QStringLiteral("List")).toInt()) + 1);
+        rs_.AddNew();
+        rs_.SetField(QStringLiteral("List"), int(position));
+        rs_.SetField(QStringLiteral("HouseType"), txtHouseType->text());
+        rs_.SetField(QStringLiteral("MusicTitle"), txtMusicTitle->text());
+        rs_.SetField(QStringLiteral("MusicFile"), fileName);
+        rs_.Update();
+        rs_.Close();
+    }
+    const bool saved = save.Finish();
     conn_.Close();
-    CopyMusicFile(fileName);
+    if (saved) CopyMusicFile(fileName);
 }
 
 void frmHouseType::CopyMusicFile(const QString& fileName)
@@ -345,17 +356,48 @@ bool frmHouseType::CanDeleteType()
     return count == 0;
 }
 
-void frmHouseType::DeleteType()
+bool frmHouseType::DeleteType()
 {
     mdlHouse::OpenDatabase(conn_);
-    // The deletion and the closing of its gap are one save: positions stay 1..N.
-    db::Transaction save(conn_);
-    sql_ = TypeSql::DeleteTypeAt(CurrentList);
-    conn_.Execute(sql_);
-    sql_ = TypeSql::CloseGapAfter(CurrentList);
-    conn_.Execute(sql_);
-    save.Commit();
+    // The deletion and the closing of its gap are one save: positions stay 1..N. The count of its
+    // houses is taken again inside the save, with the type row held: a house saved by another PC
+    // since the first count holds that row until it is written, and is then counted here.
+    mdlHouse::Save save(conn_);
+    const bool held = save.Serialize(kTypeListChange) && holdTypeAt(save, CurrentList, QString());
+    qint64 count = -1;
+    if (held) {
+        sql_ = TypeSql::CountHousesOfType(heldTypeId_);
+        if (conn_.Execute(sql_, rs_) && !rs_.Eof()) count = rs_.Field(QStringLiteral("a")).toLongLong();
+        rs_.Close();
+    }
+    if (held && count != 0) {
+        save.Abort(QString());
+        conn_.Close();
+        return false;
+    }
+    if (held) {
+        sql_ = TypeSql::DeleteTypeAt(CurrentList);
+        conn_.Execute(sql_);
+        sql_ = TypeSql::CloseGapAfter(CurrentList);
+        conn_.Execute(sql_);
+        save.Finish();
+    }
     conn_.Close();
+    return true;
+}
+
+// Reads the type at a position inside the save and holds its row to the end of the save. False
+// (the save ended) when no type is there any more.
+bool frmHouseType::holdTypeAt(mdlHouse::Save& save, qint16 list, const QString& goneMessage)
+{
+    qint32 typeId = 0;
+    sql_ = TypeSql::TypeIdAt(list);
+    if (conn_.Execute(sql_, rs_) && !rs_.Eof())
+        typeId = qint32(rs_.Field(QStringLiteral("TypeID")).toLongLong());
+    rs_.Close();
+    heldTypeId_ = typeId;
+    return save.Require(QStringLiteral("t_HouseType"), QStringLiteral("TypeID"), typeId,
+                        db::Connection::RowLock::Update, goneMessage) == 1;
 }
 
 void frmHouseType::cmdDelete_Click()
@@ -370,9 +412,22 @@ void frmHouseType::cmdDelete_Click()
     if (ui::MsgBox(QStringLiteral("确定要删除类型 \"") + typeName + QStringLiteral("\" 吗？"), ui::Buttons::YesNo) !=
         ui::Answer::Yes)
         return;
-    DeleteType();
+    if (!DeleteType())
+        ui::MsgBox(QStringLiteral("当前数据库中包含有类型为 \"") + typeName +
+                   QStringLiteral("\" 的记录，不能删除该类型。"));
     LoadTypeList();
     SetBrowseState();
+}
+
+// The move swaps two neighbours; with one of them gone (another PC deleted a type since this list
+// was read) it would move a single type onto a free position and leave a gap, so it is not made.
+bool frmHouseType::bothPositionsThere(qint16 p, qint16 q)
+{
+    qint64 count = -1;
+    sql_ = QStringLiteral("Select Count(*) as a From t_HouseType Where List = %1 Or List = %2").arg(p).arg(q);
+    if (conn_.Execute(sql_, rs_) && !rs_.Eof()) count = rs_.Field(QStringLiteral("a")).toLongLong();
+    rs_.Close();
+    return count == 2;
 }
 
 void frmHouseType::cmdUp_Click()
@@ -380,10 +435,12 @@ void frmHouseType::cmdUp_Click()
     const qint16 p = SelectedPosition();
     if (p <= 1) return;
     mdlHouse::OpenDatabase(conn_);
-    db::Transaction save(conn_);
-    sql_ = TypeSql::MoveUp(p);
-    conn_.Execute(sql_);
-    save.Commit();
+    mdlHouse::Save save(conn_);
+    if (save.Serialize(kTypeListChange) && bothPositionsThere(p, p - 1)) {
+        sql_ = TypeSql::MoveUp(p);
+        conn_.Execute(sql_);
+        save.Finish();
+    }
     conn_.Close();
     LoadTypeList();
     lsvType->SelectRow(p - 2);
@@ -395,10 +452,12 @@ void frmHouseType::cmdDown_Click()
     const qint16 p = SelectedPosition();
     if (p >= lsvType->Model()->Count()) return;
     mdlHouse::OpenDatabase(conn_);
-    db::Transaction save(conn_);
-    sql_ = TypeSql::MoveDown(p);
-    conn_.Execute(sql_);
-    save.Commit();
+    mdlHouse::Save save(conn_);
+    if (save.Serialize(kTypeListChange) && bothPositionsThere(p, p + 1)) {
+        sql_ = TypeSql::MoveDown(p);
+        conn_.Execute(sql_);
+        save.Finish();
+    }
     conn_.Close();
     LoadTypeList();
     lsvType->SelectRow(p);

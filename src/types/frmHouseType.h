@@ -15,6 +15,10 @@ class MediaControl;
 
 // The manager of house types: the types in the user's order with their background music, add,
 // edit, delete, move up/down, choose and play the tune, and the way into each type's template.
+namespace mdlHouse {
+class Save;
+}
+
 class frmHouseType : public ui::Form {
     Q_OBJECT
 public:
@@ -81,7 +85,11 @@ private:
     QString MusicFileAtPosition();
     qint32 TypeIdAtPosition();
     bool CanDeleteType();
-    void DeleteType();
+    // False when the type still (or again) has houses: nothing was deleted.
+    bool DeleteType();
+    bool holdTypeAt(mdlHouse::Save& save, qint16 list, const QString& goneMessage);
+    qint32 heldTypeId_ = 0;
+    bool bothPositionsThere(qint16 p, qint16 q);
     void SetBrowseState();
     void SetEditState();
     void SaveEditedType();

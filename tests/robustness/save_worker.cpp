@@ -3,10 +3,14 @@
 // Intro ("rows=N pictures=M") and every template row carries the number of rows of its template,
 // so that whoever looks at the catalogue afterwards can tell a whole save from half of one.
 //
-//   save_worker PROGRAM_FOLDER SEED [adds]
+//   save_worker PROGRAM_FOLDER SEED [adds|race]
 //
 // With "adds" it only saves new houses, as a second PC entering houses beside a first one that
-// does everything.
+// does everything. With "race" it is one of several PCs working on the same few houses and types
+// at once: it keeps the catalogue small (few houses, few types), and waits a random moment between
+// loading a house or a template into its window and saving it, so that another PC's deletion can
+// come in between; a wizard told that its house is gone saves what was entered as a new house
+// half of the time, as the wizard then offers.
 // It prints "ready" once the windows are up and one line per finished save. The program folder
 // may name a catalogue on a server (Tavrelo.conf), as any program folder may.
 #include <QApplication>
@@ -16,6 +20,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRandomGenerator>
+#include <QThread>
 #include <cstdio>
 
 #include "core/db/Connection.h"
@@ -34,6 +39,13 @@ namespace {
 
 QRandomGenerator rng;
 QString picture;
+bool racing = false;
+
+// In a race, the moment between a window's load and its save, for another PC to act in.
+void pause()
+{
+    if (racing) QThread::msleep(rng.bounded(150));
+}
 
 void say(const char* line)
 {
@@ -82,6 +94,8 @@ void finishWizard(frmHouseInput* w, bool editing)
         w->cmbCaption[i]->setEditText(QStringLiteral("属性%1").arg(i));
         w->cmbContent[i]->setEditText(QStringLiteral("值%1").arg(rng.bounded(100)));
     }
+    // The wizard does not read a house's floor back: it is chosen again, as a user would.
+    if (racing && editing) setText(w, QStringLiteral("cmbHouseFloor"), QString::number(rng.bounded(1, 30)));
     if (!editing) {
         setText(w, QStringLiteral("cmbHouseName"), QStringLiteral("楼宇%1").arg(rng.bounded(20)));
         auto* type = w->findChild<QComboBox*>(QStringLiteral("cmbHouseType"));
@@ -99,7 +113,14 @@ void finishWizard(frmHouseInput* w, bool editing)
     // The description is on page 1; the counts are known only now, so it is written last.
     setText(w, QStringLiteral("txtHouseIntro"),
             QStringLiteral("rows=%1 pictures=%2").arg(rows).arg(pictures));
+    pause();
     click(w, "cmdFinish");
+    // The house was deleted meanwhile: the wizard kept what was entered, as a new house.
+    if (editing && Forms::Find(QStringLiteral("frmHouseInput")) == w && w->InputMode() == 0 &&
+        rng.bounded(2)) {
+        click(w, "cmdFinish");
+        say("saved a house deleted meanwhile as a new one");
+    }
 }
 
 void addHouse()
@@ -128,6 +149,7 @@ void editHouse()
 void deleteHouse()
 {
     QWidget* list = Forms::Show(QStringLiteral("frmHouseList"));
+    if (list && racing) QMetaObject::invokeMethod(list, "StartList");
     auto* view = list ? list->findChild<ui::ListView*>(QStringLiteral("lsvHouse")) : nullptr;
     if (!view || view->Model()->Count() == 0) return;
     view->SelectRow(rng.bounded(view->Model()->Count()));
@@ -162,7 +184,10 @@ void saveTemplate()
         setText(editor, QStringLiteral("txtContent"), QStringLiteral("of %1").arg(count));
         click(editor, "cmdEditOK");
     }
+    pause();
     click(editor, "cmdOK");
+    // A template whose type went meanwhile is not saved and the editor stays open.
+    Forms::Unload(QStringLiteral("frmContent"));
     say("saved a template");
 }
 
@@ -170,7 +195,11 @@ void changeTypes()
 {
     frmHouseType* types = typeWindow();
     if (!types) return;
-    const int what = rng.bounded(4);
+    int what = rng.bounded(4);
+    // A race keeps to a few types.
+    auto* view = types->findChild<ui::ListView*>(QStringLiteral("lsvType"));
+    if (racing && view && what == 0 && view->Model()->Count() >= 5) what = 1;
+    if (racing && view && what == 1 && view->Model()->Count() <= 2) what = 0;
     if (what == 0) {
         click(types, "cmdAddNew");
         setText(types, QStringLiteral("txtHouseType"), QStringLiteral("类型%1").arg(rng.bounded(1000)));
@@ -193,7 +222,7 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     if (argc < 3) {
-        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED [adds]\n");
+        std::fprintf(stderr, "usage: save_worker PROGRAM_FOLDER SEED [adds|race]\n");
         return 2;
     }
     mdlHouse::SetProgramFolder(QString::fromLocal8Bit(argv[1]));
@@ -215,8 +244,11 @@ int main(int argc, char* argv[])
     typeWindow();
     say("ready");
     const bool addsOnly = argc > 3 && QByteArray(argv[3]) == "adds";
+    racing = argc > 3 && QByteArray(argv[3]) == "race";
     for (;;) {
-        const int pick = addsOnly ? 0 : rng.bounded(10);
+        int pick = addsOnly ? 0 : rng.bounded(10);
+        // A race works on the same few houses: past six, a new house gives way to a deletion.
+        if (racing && pick < 3 && houseKeys().size() > 6) pick = 5;
         if (pick < 3)
             addHouse();
         else if (pick < 5)

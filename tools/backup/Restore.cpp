@@ -12,6 +12,7 @@
 #include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
+#include "core/Folders.h"
 
 namespace backup {
 
@@ -289,6 +290,16 @@ Result Restore(const RestoreOptions& options, const Progress& progress)
         return result;
     }
     const QDir folder(folderInfo.absoluteFilePath());
+    // A running Tavrelo holds its folder's lock: its catalogue and pictures are not replaced under
+    // it. Held from here on, the lock also keeps a second restore out of the same folder.
+    if (folderInfo.exists() && !folders::HoldFolderExclusively(folder.path())) {
+        result.error = QStringLiteral("Tavrelo is running on %1 (it holds %2); close it first")
+                           .arg(folder.path(), QLatin1String(folders::kFolderLockName));
+        return result;
+    }
+
+    // What is there now, and what becomes of it. Anything that holds something is kept as .bak;
+    // an empty catalogue and empty folders hold nothing to keep and are simply replaced.
     QStringList keep;
     QStringList drop;
     if (folderInfo.exists() && !planReplacement(folder, options.replace, &keep, &drop, &result.error))

@@ -110,7 +110,10 @@ int main(int argc, char* argv[])
         options.archive = positional[0];
         options.programFolder = positional.size() == 2 ? positional[1] : folders::DefaultProgramFolder();
         options.replace = replace;
-        result = backup::Restore(options, progress);
+        if (folders::StateOf(options.programFolder) == folders::FolderState::ServerCatalogue)
+            result.error = folders::ServerFolderMessage(options.programFolder);
+        else
+            result = backup::Restore(options, progress);
         if (result.ok)
             print(stdout,
                   QStringLiteral("Restored %1 into %2\n").arg(options.archive, options.programFolder));

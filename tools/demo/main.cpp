@@ -158,6 +158,8 @@ int main(int argc, char* argv[])
         argc == 2 ? QDir(QString::fromLocal8Bit(argv[1])).absolutePath() : folders::DefaultProgramFolder();
     if (argc == 1 && folders::StateOf(folder) == folders::FolderState::NotAProgramFolder)
         return Fail(folders::NotAProgramFolderMessage(folder));
+    if (folders::StateOf(folder) == folders::FolderState::ServerCatalogue)
+        return Fail(folders::ServerFolderMessage(folder));
     if (!QDir().mkpath(folder)) return Fail(QStringLiteral("cannot make the folder ") + folder);
     const QString database = folder + QStringLiteral("/House.db");
     // A zero-length file holds no catalogue (opening a missing path with some SQLite tools leaves

@@ -61,10 +61,17 @@ int main(int argc, char* argv[])
         // and is made here exactly as the program's first start would make it.
         options.programFolder = folders::DefaultProgramFolder();
         QString error;
-        if (!folders::Prepare(options.programFolder, &error)) {
+        if (folders::StateOf(options.programFolder) != folders::FolderState::ServerCatalogue &&
+            !folders::Prepare(options.programFolder, &error)) {
             print(stderr, QStringLiteral("tavrelo-import: %1\nNothing was written.\n").arg(error));
             return 1;
         }
+    }
+
+    if (folders::StateOf(options.programFolder) == folders::FolderState::ServerCatalogue) {
+        print(stderr, QStringLiteral("tavrelo-import: %1\nNothing was written.\n")
+                          .arg(folders::ServerFolderMessage(options.programFolder)));
+        return 1;
     }
 
     QElapsedTimer timer;

@@ -92,6 +92,11 @@ int importPriceList(const QString& file, const QString& folder, bool createTypes
         return 0;
     }
     const pricelist::WriteResult result = pricelist::WritePlan(plan, connection, folder);
+    // A login that may only look is told so, not handed the server's wording alone.
+    if (!result.ok && connection.Server() && connection.WriteRefused())
+        return fail(
+            QStringLiteral("this login may only read the catalogue, not change it; nothing was written (%1)")
+                .arg(result.error));
     if (!result.ok) return fail(result.error);
     connection.Close();
     print(stdout, QStringLiteral("Wrote %1 new and %2 updated houses, %3 new types, %4 pictures in %5 s.\n")

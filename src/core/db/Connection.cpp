@@ -91,6 +91,7 @@ bool Connection::Open(const QString& databasePath)
 void Connection::setError(const QString& message)
 {
     lastError_ = message;
+    if (handle_ && (sqlite3_extended_errcode(handle_) & 0xff) == SQLITE_READONLY) writeRefused_ = true;
     // Some errors (a full disk, an I/O error, no memory) make SQLite roll the whole transaction
     // back by itself; the connection is then in autocommit mode again and what follows runs
     // statement by statement.
@@ -101,6 +102,7 @@ bool Connection::BeginTrans()
 {
     if (server_) return serverResult(server_->Begin());
     if (!handle_ || inTransaction_) return false;
+    writeRefused_ = false;
     // Immediate: the write lock is taken now (waiting up to the busy timeout), so a second copy
     // saving at the same moment cannot deadlock the two halfway.
     char* message = nullptr;

@@ -52,6 +52,21 @@ public:
     // the statements after that run without one, each on its own.
     bool InTransaction() const;
 
+    // Whether a statement since BeginTrans failed because the store refuses to be written: a
+    // read-only House.db, or a server login without the right to change the tables (SQLSTATE
+    // 42501) or a read-only server. Such a save has written nothing and must not count as saved.
+    bool WriteRefused() const;
+    // The row of `table` whose `keyColumn` is `key`, read inside the open transaction so that no
+    // other PC can delete (Update) or delete and re-key (KeyShare) it before this one commits: on
+    // the server the row is locked until the transaction ends (waiting for a PC that holds it);
+    // on SQLite the write lock that BeginTrans took already keeps every other writer out.
+    // 1: the row is there; 0: it is not; -1: the read failed (see LastError and WriteRefused).
+    enum class RowLock { Update, KeyShare };
+    int LockRow(const QString& table, const QString& keyColumn, qint64 key, RowLock lock);
+    // Makes one kind of change (named by a small number) wait for any other PC making the same kind
+    // of change until this transaction ends; on SQLite BeginTrans's write lock already does that.
+    bool LockChange(int kind);
+
     QString LastError() const { return lastError_; }
     // True when the catalogue is a shared one on a server: what code outside the data layer may
     // ask instead of reaching for the session itself.
@@ -76,6 +91,7 @@ private:
     sqlite3* handle_ = nullptr;
     QString lastError_;
     bool inTransaction_ = false;
+    bool writeRefused_ = false;
     int rowsAffected_ = 0;
     std::unique_ptr<PgSession> server_;
 };

@@ -335,6 +335,7 @@ struct PgSession::Results {
     bool ok = true;
     bool haveRows = false;
     int affected = 0;
+    bool refused = false;  // the server said this login may not write (see IsWriteRefusal)
     QString error;
 
     ExecStatusType take(PGresult* result)
@@ -349,6 +350,7 @@ struct PgSession::Results {
                    status != PGRES_PIPELINE_SYNC) {
             if (ok && status != PGRES_PIPELINE_ABORTED)
                 error = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
+            refused = refused || IsWriteRefusal(result);
             ok = false;
         }
         PQclear(result);
@@ -430,6 +432,7 @@ bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant
     }
     if (!results.ok) {
         lastError_ = results.error;
+        if (results.refused) writeRefused_ = true;
         if (inTransaction_) returnToSavepoint();
         return false;
     }
@@ -438,9 +441,21 @@ bool PgSession::run(const QString& sql, PgRows* rows, const std::vector<QVariant
     return true;
 }
 
+bool PgSession::IsWriteRefusal(const PGresult* result)
+{
+    const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    return state && (qstrcmp(state, "42501") == 0 || qstrcmp(state, "25006") == 0);
+}
+
+void PgSession::noteRefusal(const PGresult* result)
+{
+    if (IsWriteRefusal(result)) writeRefused_ = true;
+}
+
 bool PgSession::Begin()
 {
     if (!conn_ || inTransaction_) return false;
+    writeRefused_ = false;
     if (!run(QStringLiteral("BEGIN"), nullptr)) return false;
     inTransaction_ = true;
     return true;
@@ -454,7 +469,10 @@ bool PgSession::Commit()
     // A COMMIT of an aborted transaction reports ROLLBACK: that is a failure, not a save.
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK &&
                     QByteArray(PQcmdStatus(result)) == QByteArrayLiteral("COMMIT");
-    if (!ok) lastError_ = errorText(conn_);
+    if (!ok) {
+        lastError_ = errorText(conn_);
+        noteRefusal(result);
+    }
     PQclear(result);
     return ok;
 }

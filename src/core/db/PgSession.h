@@ -81,6 +81,9 @@ public:
     void NoteInsertedKey(const QString& table, qint64 key) { insertedKeys_.insert(table.toLower(), key); }
 
     QString LastError() const { return lastError_; }
+    // A statement since Begin failed because the server refuses this login any change (SQLSTATE
+    // 42501, insufficient privilege) or is read-only (25006).
+    bool WriteRefused() const { return writeRefused_; }
     PGconn* Handle() const { return conn_; }
 
 private:
@@ -93,6 +96,9 @@ private:
     bool runPiped(const QByteArray& text, const PgValues& values, Results& results);
     bool runAlone(const QByteArray& text, const PgValues& values, Results& results);
     void returnToSavepoint();
+    void noteRefusal(const PGresult* result);
+    // Insufficient privilege, or a read-only transaction: the login may only look.
+    static bool IsWriteRefusal(const PGresult* result);
     QString ownKeyReadBack(const QString& jetSql) const;
     bool loadTables();
 
@@ -100,6 +106,7 @@ private:
     QString uri_;
     bool inTransaction_ = false;
     int rowsAffected_ = 0;
+    bool writeRefused_ = false;
     QString lastError_;
     QHash<QString, QString> keys_;         // table -> key column
     QHash<QString, bool> numberColumns_;   // "table.column" -> whole number column

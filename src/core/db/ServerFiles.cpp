@@ -87,11 +87,16 @@ QString mediaFolderOf(const QString& programFolder, const QString& localPath, QS
 
 void ShareMediaFile(const QString& programFolder, const QString& localPath)
 {
+    ShareMediaFileAs(programFolder, localPath, localPath);
+}
+
+void ShareMediaFileAs(const QString& programFolder, const QString& localPath, const QString& contentPath)
+{
     const QString uri = ServerUri(programFolder);
     if (uri.isEmpty()) return;
     QString name;
     const QString folder = mediaFolderOf(programFolder, localPath, &name);
-    QFile file(localPath);
+    QFile file(contentPath);
     if (folder.isEmpty() || !file.open(QIODevice::ReadOnly)) return;
     Connection connection;
     if (connection.OpenServer(uri)) PutServerFile(connection, folder, name, file.readAll());

@@ -21,6 +21,10 @@ QStringList ServerFileNames(Connection& connection, const QString& folder);
 // nothing for a catalogue in House.db, and both stay silent when the server cannot be reached (the
 // picture or tune is then simply not there, as a missing file always was).
 void ShareMediaFile(const QString& programFolder, const QString& localPath);
+// The same for a file that is not yet in its place: the server keeps `contentPath`'s bytes under
+// the name `localPath` will have. The wizard stores a picture before its save commits and copies
+// it into Images only once the save is written.
+void ShareMediaFileAs(const QString& programFolder, const QString& localPath, const QString& contentPath);
 void FillMediaCache(const QString& programFolder, const QString& localPath);
 
 }  // namespace db
