@@ -28,7 +28,8 @@ constexpr int kListTop = 1020;
 constexpr int kButtonWidth = 1200;
 constexpr int kButtonHeight = 375;
 
-const QString kFilter = QStringLiteral("价目表 (*.csv; *.txt)|*.csv; *.txt|所有文件 (*.*)|*.*");
+const QString kFilter = QStringLiteral(
+    "价目表 (*.csv; *.txt; *.xlsx; *.xls)|*.csv; *.txt; *.xlsx; *.xls|所有文件 (*.*)|*.*");
 
 }  // namespace
 
@@ -174,12 +175,13 @@ void frmPriceListImport::showPlan()
         lblSummary->setText(QStringLiteral("无法读取：") + plan_.error);
         return;
     }
-    QString summary = QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。编码 %5。")
+    const bool workbook = plan_.encoding.startsWith(QLatin1String("XLS"));
+    QString summary = QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。%5 %6。")
                           .arg(plan_.lines.size())
                           .arg(plan_.Count(pricelist::LineKind::New))
                           .arg(plan_.Count(pricelist::LineKind::Update))
                           .arg(plan_.Count(pricelist::LineKind::Error))
-                          .arg(plan_.encoding);
+                          .arg(workbook ? QStringLiteral("Excel 工作簿") : QStringLiteral("编码"), plan_.encoding);
     if (!plan_.newTypes.isEmpty())
         summary +=
             QStringLiteral("将创建类型：") + plan_.newTypes.join(QStringLiteral("、")) + QStringLiteral("。");

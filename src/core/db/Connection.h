@@ -53,6 +53,7 @@ public:
 private:
     friend class Recordset;
     friend class Statement;
+    friend class RowCursor;
     void setError(const QString& message);
     bool serverResult(bool ok);
     void releaseServer();

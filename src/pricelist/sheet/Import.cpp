@@ -11,6 +11,7 @@
 #include "entry/EntrySql.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
+#include "pricelist/sheet/Sheet.h"
 
 namespace pricelist {
 
@@ -96,45 +97,35 @@ struct Columns {
 
 }  // namespace
 
-Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options)
-{
-    Plan plan;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        plan.error = QStringLiteral("无法打开文件 %1：%2").arg(path, file.errorString());
-        return plan;
-    }
-    const DecodedText decoded = DecodeSpreadsheetText(file.readAll());
-    file.close();
-    if (!decoded.ok) {
-        plan.error = decoded.error;
-        return plan;
-    }
-    plan.encoding = decoded.encoding;
-    const CsvTable csv = ParseCsv(decoded.text);
-    plan.separator = csv.separator;
-    if (!csv.ok) {
-        plan.error = QStringLiteral("第 %1 行：%2").arg(csv.errorLine).arg(csv.error);
-        plan.errorLine = csv.errorLine;
-        return plan;
-    }
-    if (csv.records.empty()) {
-        plan.error = QStringLiteral("文件中没有标题行。");
-        return plan;
-    }
+namespace {
 
-    // The header names the columns, in any order; a title the program does not know is an
-    // attribute caption.
-    Columns cols;
-    const CsvRecord& header = csv.records.front();
+// The header row: the first row naming at least two of the known columns, so that a title row
+// above it (a merged "翠湖苑价目表" across the sheet, or a note) is passed over. A sheet where no
+// row qualifies takes its first row, whose missing columns are then reported.
+size_t findHeader(const std::vector<CsvRecord>& records)
+{
+    const QStringList known = {kColumnNumber, kColumnBuilding, kColumnType, kColumnFloor,
+                               kColumnRoom,   kColumnIntro,    kColumnPictures};
+    for (size_t r = 0; r < records.size() && r < 20; ++r) {
+        int hits = 0;
+        for (const QString& field : records[r].fields) hits += known.contains(field.trimmed()) ? 1 : 0;
+        if (hits >= 2) return r;
+    }
+    return 0;
+}
+
+// The header names the columns, in any order; a title the program does not know is an
+// attribute caption.
+bool readColumns(const CsvRecord& header, Columns* cols, Plan* plan)
+{
     const std::vector<std::pair<QString, int*>> known = {
-        {kColumnNumber, &cols.number},    {kColumnBuilding, &cols.building}, {kColumnType, &cols.type},
-        {kColumnFloor, &cols.floor},      {kColumnRoom, &cols.room},         {kColumnIntro, &cols.intro},
-        {kColumnPictures, &cols.pictures}};
-    auto headerError = [&plan, &header](const QString& message) {
-        plan.error = QStringLiteral("第 %1 行：%2").arg(header.line).arg(message);
-        plan.errorLine = header.line;
-        return plan;
+        {kColumnNumber, &cols->number},    {kColumnBuilding, &cols->building}, {kColumnType, &cols->type},
+        {kColumnFloor, &cols->floor},      {kColumnRoom, &cols->room},         {kColumnIntro, &cols->intro},
+        {kColumnPictures, &cols->pictures}};
+    auto headerError = [plan, &header](const QString& message) {
+        plan->error = QStringLiteral("第 %1 行：%2").arg(header.line).arg(message);
+        plan->errorLine = header.line;
+        return false;
     };
     for (int c = 0; c < header.fields.size(); ++c) {
         const QString title = header.fields[c].trimmed();
@@ -146,140 +137,186 @@ Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptio
             *k.second = c;
             isKnown = true;
         }
-        if (!isKnown) cols.attributes.append({c, title});
+        if (!isKnown) cols->attributes.append({c, title});
     }
     for (const auto& required :
-         {std::make_pair(kColumnBuilding, cols.building), std::make_pair(kColumnType, cols.type),
-          std::make_pair(kColumnRoom, cols.room), std::make_pair(kColumnFloor, cols.floor)}) {
+         {std::make_pair(kColumnBuilding, cols->building), std::make_pair(kColumnType, cols->type),
+          std::make_pair(kColumnRoom, cols->room), std::make_pair(kColumnFloor, cols->floor)}) {
         if (required.second < 0) return headerError(QStringLiteral("缺少列\"%1\"。").arg(required.first));
     }
+    return true;
+}
 
-    // What is there now: the types by name, the houses by key and by building and room.
+QString placeKey(const QString& building, const QString& room)
+{
+    return building + QChar(0) + room;
+}
+
+// What is there now: the types by name, the houses by key and by building and room.
+struct Existing {
     QHash<QString, qint64> types;
     QSet<qint64> houses;
     QHash<QString, QList<qint32>> byPlace;
+};
+
+bool readExisting(db::Connection& connection, Existing* existing, QString* error)
+{
     db::Statement readTypes;
     db::Statement readHouses;
     if (!readTypes.Prepare(connection, QStringLiteral("SELECT TypeID, HouseType FROM t_HouseType")) ||
         !readHouses.Prepare(connection, QStringLiteral("SELECT HouseID, HouseName, HouseNo FROM t_House"))) {
-        plan.error = QStringLiteral("无法读取数据库：%1").arg(connection.LastError());
-        return plan;
+        *error = QStringLiteral("无法读取数据库：%1").arg(connection.LastError());
+        return false;
     }
     while (readTypes.Next())
-        types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
-    auto placeKey = [](const QString& building, const QString& room) { return building + QChar(0) + room; };
+        existing->types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
     while (readHouses.Next()) {
         const qint32 id = qint32(readHouses.Column(0).toLongLong());
-        houses.insert(id);
-        byPlace[placeKey(readHouses.Column(1).toString(), readHouses.Column(2).toString())].append(id);
+        existing->houses.insert(id);
+        existing->byPlace[placeKey(readHouses.Column(1).toString(), readHouses.Column(2).toString())].append(id);
     }
+    return true;
+}
 
-    const QDir sheetFolder = QFileInfo(path).absoluteDir();
+// One row of the sheet as the line it would be, before its checks.
+PlanLine lineFromRecord(const CsvRecord& record, const Columns& cols, bool guardedText)
+{
+    PlanLine line;
+    line.line = record.line;
+    auto cell = [&record, guardedText](int column) {
+        const QString text = column >= 0 ? record.fields.value(column) : QString();
+        return guardedText ? UnguardFormulaText(text) : text;
+    };
+    line.numberText = cell(cols.number).trimmed();
+    line.building = cell(cols.building);
+    line.type = cell(cols.type);
+    line.room = cell(cols.room);
+    line.intro = cell(cols.intro);
+    line.hasIntro = cols.intro >= 0;
+    line.floorText = cell(cols.floor);
+    for (const auto& attribute : cols.attributes) {
+        const QString value = cell(attribute.first);
+        if (!value.isEmpty()) line.attributes.append({attribute.second, value});
+    }
+    line.pictureNames = splitList(cell(cols.pictures));
+    return line;
+}
+
+// The checks run in the entry wizard's order; the first failure is the reason given, and an
+// empty reason means the line passes them.
+QString checkFields(PlanLine& line, qint64* number)
+{
+    if (line.building.isEmpty()) return requiredMessage(QStringLiteral("名称"));
+    if (line.type.isEmpty()) return requiredMessage(QStringLiteral("类型"));
+    if (line.room.isEmpty()) return requiredMessage(QStringLiteral("房间号"));
+    if (line.floorText.isEmpty()) return requiredMessage(QStringLiteral("楼层"));
+    qint64 floor = 0;
+    if (!wholeNumber(line.floorText, &floor) || floor < 1 || floor > 99)
+        return QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"%1\"）。").arg(line.floorText);
+    line.floor = int(floor);
+    if (!line.numberText.isEmpty() && !wholeNumber(line.numberText, number))
+        return QStringLiteral("\"序号\"只能输入数字（现在是\"%1\"）。").arg(line.numberText);
+    return QString();
+}
+
+QString findPictures(PlanLine& line, const QDir& sheetFolder)
+{
+    for (const QString& name : line.pictureNames) {
+        const QString source = findPicture(name, sheetFolder);
+        if (source.isEmpty()) return QStringLiteral("找不到图片文件\"%1\"。").arg(name);
+        line.pictureSources << source;
+    }
+    return QString();
+}
+
+// Decides whether a checked line adds a house or replaces one; an empty result means it does.
+QString placeLine(PlanLine& line, qint64 number, const Existing& existing)
+{
+    if (!line.numberText.isEmpty() && existing.houses.contains(number)) {
+        line.kind = LineKind::Update;
+        line.houseId = qint32(number);
+    } else if (line.numberText.isEmpty()) {
+        const QList<qint32> matches = existing.byPlace.value(placeKey(line.building, line.room));
+        if (matches.size() > 1) {
+            return QStringLiteral("楼宇名称\"%1\"、房间号\"%2\"对应 %3 套房屋，请填写序号。")
+                .arg(line.building, line.room)
+                .arg(matches.size());
+        }
+        line.kind = matches.isEmpty() ? LineKind::New : LineKind::Update;
+        line.houseId = matches.isEmpty() ? 0 : matches.first();
+    } else {
+        // A key that names no house (a price list from another catalogue): a new house, which
+        // gets its own key.
+        line.kind = LineKind::New;
+    }
+    return QString();
+}
+
+struct PlanContext {
+    const Columns& cols;
+    int headerWidth;
+    bool guardedText;
+    const Existing& existing;
+    const ImportOptions& options;
+    QDir sheetFolder;
     QSet<QString> newTypeKeys;
-    for (size_t r = 1; r < csv.records.size(); ++r) {
-        const CsvRecord& record = csv.records[r];
-        PlanLine line;
-        line.line = record.line;
-        auto cell = [&record](int column) { return column >= 0 ? record.fields.value(column) : QString(); };
-        line.numberText = cell(cols.number).trimmed();
-        line.building = cell(cols.building);
-        line.type = cell(cols.type);
-        line.room = cell(cols.room);
-        line.intro = cell(cols.intro);
-        line.hasIntro = cols.intro >= 0;
-        for (const auto& attribute : cols.attributes) {
-            const QString value = cell(attribute.first);
-            if (!value.isEmpty()) line.attributes.append({attribute.second, value});
-        }
-        line.pictureNames = splitList(cell(cols.pictures));
+};
 
-        auto refuse = [&plan, &line](const QString& reason) {
-            line.kind = LineKind::Error;
-            line.reason = reason;
-            plan.lines.push_back(line);
-        };
-        bool extra = false;
-        for (int c = int(header.fields.size()); c < record.fields.size(); ++c)
-            extra |= !record.fields[c].isEmpty();
-        if (extra) {
-            refuse(QStringLiteral("本行的字段比标题行多。"));
-            continue;
-        }
-        // The checks run in the entry wizard's order, and the first failure is the reason given.
-        if (line.building.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("名称")));
-            continue;
-        }
-        if (line.type.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("类型")));
-            continue;
-        }
-        if (line.room.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("房间号")));
-            continue;
-        }
-        const QString floorText = cell(cols.floor);
-        line.floorText = floorText;
-        if (floorText.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("楼层")));
-            continue;
-        }
-        qint64 floor = 0;
-        if (!wholeNumber(floorText, &floor) || floor < 1 || floor > 99) {
-            refuse(QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"%1\"）。").arg(floorText));
-            continue;
-        }
-        line.floor = int(floor);
-        qint64 number = 0;
-        if (!line.numberText.isEmpty() && !wholeNumber(line.numberText, &number)) {
-            refuse(QStringLiteral("\"序号\"只能输入数字（现在是\"%1\"）。").arg(line.numberText));
-            continue;
-        }
-        const QString key = typeKey(line.type);
-        if (!types.contains(key) && !newTypeKeys.contains(key)) {
-            if (!options.createTypes) {
-                refuse(QStringLiteral("类型\"%1\"不存在。").arg(line.type));
-                continue;
-            }
-        }
-        QString missing;
-        for (const QString& name : line.pictureNames) {
-            const QString source = findPicture(name, sheetFolder);
-            if (source.isEmpty()) {
-                missing = name;
-                break;
-            }
-            line.pictureSources << source;
-        }
-        if (!missing.isEmpty()) {
-            refuse(QStringLiteral("找不到图片文件\"%1\"。").arg(missing));
-            continue;
-        }
-
-        if (!line.numberText.isEmpty() && houses.contains(number)) {
-            line.kind = LineKind::Update;
-            line.houseId = qint32(number);
-        } else if (line.numberText.isEmpty()) {
-            const QList<qint32> matches = byPlace.value(placeKey(line.building, line.room));
-            if (matches.size() > 1) {
-                refuse(QStringLiteral("楼宇名称\"%1\"、房间号\"%2\"对应 %3 套房屋，请填写序号。")
-                           .arg(line.building, line.room)
-                           .arg(matches.size()));
-                continue;
-            }
-            line.kind = matches.isEmpty() ? LineKind::New : LineKind::Update;
-            line.houseId = matches.isEmpty() ? 0 : matches.first();
-        } else {
-            // A key that names no house (a price list from another catalogue): a new house, which
-            // gets its own key.
-            line.kind = LineKind::New;
-        }
-        if (!types.contains(key) && !newTypeKeys.contains(key)) {
-            newTypeKeys.insert(key);
-            plan.newTypes << line.type;
-        }
-        plan.lines.push_back(line);
+void planRecord(const CsvRecord& record, PlanContext& context, Plan* plan)
+{
+    PlanLine line = lineFromRecord(record, context.cols, context.guardedText);
+    auto refuse = [plan, &line](const QString& reason) {
+        line.kind = LineKind::Error;
+        line.reason = reason;
+        plan->lines.push_back(line);
+    };
+    for (int c = context.headerWidth; c < record.fields.size(); ++c) {
+        if (!record.fields[c].isEmpty()) return refuse(QStringLiteral("本行的字段比标题行多。"));
     }
+    qint64 number = 0;
+    QString reason = checkFields(line, &number);
+    if (!reason.isEmpty()) return refuse(reason);
+    const QString key = typeKey(line.type);
+    const bool knownType = context.existing.types.contains(key) || context.newTypeKeys.contains(key);
+    if (!knownType && !context.options.createTypes)
+        return refuse(QStringLiteral("类型\"%1\"不存在。").arg(line.type));
+    reason = findPictures(line, context.sheetFolder);
+    if (reason.isEmpty()) reason = placeLine(line, number, context.existing);
+    if (!reason.isEmpty()) return refuse(reason);
+    if (!knownType) {
+        context.newTypeKeys.insert(key);
+        plan->newTypes << line.type;
+    }
+    plan->lines.push_back(line);
+}
+
+}  // namespace
+
+Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options)
+{
+    Plan plan;
+    const SheetTable sheet = ReadSheet(path, options.sheet);
+    plan.encoding = sheet.format;
+    plan.separator = sheet.separator;
+    if (!sheet.ok) {
+        plan.error = sheet.error;
+        plan.errorLine = sheet.errorLine;
+        return plan;
+    }
+    if (sheet.records.empty()) {
+        plan.error = QStringLiteral("文件中没有标题行。");
+        return plan;
+    }
+    const size_t headerIndex = findHeader(sheet.records);
+    const CsvRecord& header = sheet.records[headerIndex];
+    Columns cols;
+    if (!readColumns(header, &cols, &plan)) return plan;
+    Existing existing;
+    if (!readExisting(connection, &existing, &plan.error)) return plan;
+
+    PlanContext context{cols,     int(header.fields.size()), sheet.text, existing,
+                        options, QFileInfo(path).absoluteDir(), {}};
+    for (size_t r = headerIndex + 1; r < sheet.records.size(); ++r) planRecord(sheet.records[r], context, &plan);
     plan.ok = true;
     return plan;
 }
@@ -294,6 +331,180 @@ struct PendingCopy {
 void discard(const std::vector<PendingCopy>& copies)
 {
     for (const PendingCopy& copy : copies) QFile::remove(copy.temporary);
+}
+
+// Writes a plan inside the caller's transaction: the statements, the new types, then line by line
+// the house, its attribute rows and its pictures. A failing step returns false with error() set.
+class PlanWriter {
+public:
+    PlanWriter(db::Connection& connection, const QString& images) : connection_(connection), images_(images) {}
+
+    bool Prepare();
+    bool CreateTypes(const QStringList& names, int* created);
+    bool WriteLine(const PlanLine& line, WriteResult* result);
+    QString error() const { return error_; }
+    const std::vector<PendingCopy>& copies() const { return copies_; }
+
+private:
+    bool fail(const QString& what)
+    {
+        error_ = QStringLiteral("%1：%2").arg(what, connection_.LastError());
+        return false;
+    }
+    bool writeHouse(const PlanLine& line, qint64 typeId, qint64* houseId);
+    bool writeAttributes(const PlanLine& line, qint64 houseId);
+    bool writePictures(const PlanLine& line, qint64 houseId);
+    bool copyPicture(const QString& source, const QString& stored);
+
+    db::Connection& connection_;
+    QString images_;
+    QString error_;
+    QHash<QString, qint64> types_;
+    std::vector<PendingCopy> copies_;
+    db::Statement lastList_, insertType_, insertHouse_, updateHouse_, updateHouseKeepIntro_, deleteContent_,
+        insertContent_, readImages_, deleteImages_, insertImage_, readTypes_;
+};
+
+bool PlanWriter::Prepare()
+{
+    db::Connection& c = connection_;
+    const bool prepared =
+        lastList_.Prepare(c, QStringLiteral("SELECT MAX(List) FROM t_HouseType")) &&
+        readTypes_.Prepare(c, QStringLiteral("SELECT TypeID, HouseType FROM t_HouseType")) &&
+        insertType_.Prepare(c, QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, "
+                                              "MusicFile) VALUES (?, ?, '', '')")) &&
+        insertHouse_.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, "
+                                               "HouseFloor, TypeID) VALUES (?, ?, ?, ?, ?)")) &&
+        updateHouse_.Prepare(c, QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, Intro = ?, "
+                                               "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
+        updateHouseKeepIntro_.Prepare(c, QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, "
+                                                        "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
+        deleteContent_.Prepare(c, QStringLiteral("DELETE FROM t_Content WHERE HouseID = ?")) &&
+        insertContent_.Prepare(c, QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
+                                                 "VALUES (?, ?, ?, ?)")) &&
+        readImages_.Prepare(
+            c, QStringLiteral("SELECT ImageFile FROM t_Image WHERE HouseID = ? ORDER BY List, ImageID")) &&
+        deleteImages_.Prepare(c, QStringLiteral("DELETE FROM t_Image WHERE HouseID = ?")) &&
+        insertImage_.Prepare(c, QStringLiteral("INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, "
+                                               "List) VALUES (?, ?, '', ?, ?)"));
+    if (!prepared) return fail(QStringLiteral("无法准备写入语句"));
+    while (readTypes_.Next())
+        types_.insert(typeKey(readTypes_.Column(1).toString()), readTypes_.Column(0).toLongLong());
+    return true;
+}
+
+// New types go to the end of the user's order, in the order the sheet first names them.
+bool PlanWriter::CreateTypes(const QStringList& names, int* created)
+{
+    qint64 list = lastList_.Next() ? lastList_.Column(0).toLongLong() : 0;
+    lastList_.Reset();
+    for (const QString& name : names) {
+        if (types_.contains(typeKey(name))) continue;
+        insertType_.Bind(1, ++list);
+        insertType_.Bind(2, name);
+        if (!insertType_.Exec()) return fail(QStringLiteral("无法增加类型\"%1\"").arg(name));
+        types_.insert(typeKey(name), insertType_.LastInsertId());
+        ++*created;
+    }
+    return true;
+}
+
+bool PlanWriter::writeHouse(const PlanLine& line, qint64 typeId, qint64* houseId)
+{
+    if (line.kind == LineKind::New) {
+        insertHouse_.Bind(1, line.building);
+        insertHouse_.Bind(2, line.room);
+        insertHouse_.Bind(3, line.intro);
+        insertHouse_.Bind(4, line.floor);
+        insertHouse_.Bind(5, typeId);
+        if (!insertHouse_.Exec()) return fail(QStringLiteral("无法增加房屋"));
+        *houseId = insertHouse_.LastInsertId();
+        return true;
+    }
+    db::Statement& update = line.hasIntro ? updateHouse_ : updateHouseKeepIntro_;
+    int i = 1;
+    update.Bind(i++, line.building);
+    update.Bind(i++, line.room);
+    if (line.hasIntro) update.Bind(i++, line.intro);
+    update.Bind(i++, line.floor);
+    update.Bind(i++, typeId);
+    update.Bind(i++, *houseId);
+    deleteContent_.Bind(1, *houseId);
+    if (!update.Exec() || !deleteContent_.Exec()) return fail(QStringLiteral("无法更新房屋"));
+    return true;
+}
+
+bool PlanWriter::writeAttributes(const PlanLine& line, qint64 houseId)
+{
+    int position = 0;
+    for (const auto& attribute : line.attributes) {
+        insertContent_.Bind(1, houseId);
+        insertContent_.Bind(2, attribute.first);
+        insertContent_.Bind(3, attribute.second);
+        insertContent_.Bind(4, ++position);
+        if (!insertContent_.Exec()) return fail(QStringLiteral("无法写入属性\"%1\"").arg(attribute.first));
+    }
+    return true;
+}
+
+bool PlanWriter::copyPicture(const QString& source, const QString& stored)
+{
+    // Copied aside now, put in place after the commit: until then the folder holds exactly what
+    // the catalogue names.
+    const PendingCopy copy{images_ + QStringLiteral("/.import-%1.part").arg(copies_.size()),
+                           images_ + QLatin1Char('/') + stored};
+    QFile::remove(copy.temporary);
+    const bool copied = QFile::copy(source, copy.temporary);
+    copies_.push_back(copy);
+    if (!copied) return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
+    // A shared catalogue keeps its pictures on the server, in the same transaction as the rows
+    // that name them; this PC's Images folder is only its cache.
+    if (connection_.Server()) {
+        QFile picture(copy.temporary);
+        if (!picture.open(QIODevice::ReadOnly) ||
+            !db::PutServerFile(connection_, QStringLiteral("Images"), stored, picture.readAll()))
+            return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
+    }
+    return true;
+}
+
+bool PlanWriter::writePictures(const PlanLine& line, qint64 houseId)
+{
+    // An update keeps its pictures unless the sheet names others.
+    if (line.pictureNames.isEmpty()) return true;
+    if (line.kind == LineKind::Update) {
+        QStringList stored;
+        readImages_.Bind(1, houseId);
+        while (readImages_.Next()) stored << readImages_.Column(0).toString();
+        readImages_.Reset();
+        if (stored == line.pictureNames) return true;
+        deleteImages_.Bind(1, houseId);
+        if (!deleteImages_.Exec()) return fail(QStringLiteral("无法更新图片"));
+    }
+    for (int p = 0; p < line.pictureSources.size(); ++p) {
+        const QString& source = line.pictureSources[p];
+        const QString stored = entry::StoredImageName(houseId, QString::number(p + 1), source);
+        insertImage_.Bind(1, houseId);
+        insertImage_.Bind(2, QFileInfo(line.pictureNames[p]).completeBaseName());
+        insertImage_.Bind(3, stored);
+        insertImage_.Bind(4, p + 1);
+        if (!insertImage_.Exec()) return fail(QStringLiteral("无法写入图片\"%1\"").arg(stored));
+        if (!copyPicture(source, stored)) return false;
+    }
+    return true;
+}
+
+bool PlanWriter::WriteLine(const PlanLine& line, WriteResult* result)
+{
+    const qint64 typeId = types_.value(typeKey(line.type), -1);
+    if (typeId < 0) {
+        error_ = QStringLiteral("类型\"%1\"不存在").arg(line.type);
+        return false;
+    }
+    qint64 houseId = line.houseId;
+    if (!writeHouse(line, typeId, &houseId)) return false;
+    ++(line.kind == LineKind::New ? result->added : result->updated);
+    return writeAttributes(line, houseId) && writePictures(line, houseId);
 }
 
 }  // namespace
@@ -314,64 +525,18 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         result.error = QStringLiteral("数据库正被占用，无法导入：%1").arg(connection.LastError());
         return result;
     }
-    std::vector<PendingCopy> copies;
-    int currentLine = 0;
+    PlanWriter writer(connection, images);
     auto undo = [&]() {
         transaction.Rollback();
-        discard(copies);
+        discard(writer.copies());
         result.added = result.updated = result.typesCreated = 0;
     };
-    auto fail = [&](const QString& what) {
+    auto fail = [&](int line) {
         undo();
-        result.error =
-            currentLine > 0
-                ? QStringLiteral("第 %1 行：%2：%3").arg(currentLine).arg(what, connection.LastError())
-                : QStringLiteral("%1：%2").arg(what, connection.LastError());
+        result.error = line > 0 ? QStringLiteral("第 %1 行：%2").arg(line).arg(writer.error()) : writer.error();
         return result;
     };
-
-    db::Statement lastList, insertType, insertHouse, updateHouse, updateHouseKeepIntro, deleteContent,
-        insertContent, readImages, deleteImages, insertImage, readTypes;
-    const bool prepared =
-        lastList.Prepare(connection, QStringLiteral("SELECT MAX(List) FROM t_HouseType")) &&
-        readTypes.Prepare(connection, QStringLiteral("SELECT TypeID, HouseType FROM t_HouseType")) &&
-        insertType.Prepare(connection, QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, "
-                                                      "MusicFile) VALUES (?, ?, '', '')")) &&
-        insertHouse.Prepare(connection, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, "
-                                                       "HouseFloor, TypeID) VALUES (?, ?, ?, ?, ?)")) &&
-        updateHouse.Prepare(connection,
-                            QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, Intro = ?, "
-                                           "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
-        updateHouseKeepIntro.Prepare(connection,
-                                     QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, "
-                                                    "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
-        deleteContent.Prepare(connection, QStringLiteral("DELETE FROM t_Content WHERE HouseID = ?")) &&
-        insertContent.Prepare(connection,
-                              QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
-                                             "VALUES (?, ?, ?, ?)")) &&
-        readImages.Prepare(
-            connection,
-            QStringLiteral("SELECT ImageFile FROM t_Image WHERE HouseID = ? ORDER BY List, ImageID")) &&
-        deleteImages.Prepare(connection, QStringLiteral("DELETE FROM t_Image WHERE HouseID = ?")) &&
-        insertImage.Prepare(connection,
-                            QStringLiteral("INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, "
-                                           "List) VALUES (?, ?, '', ?, ?)"));
-    if (!prepared) return fail(QStringLiteral("无法准备写入语句"));
-
-    // New types go to the end of the user's order, in the order the sheet first names them.
-    QHash<QString, qint64> types;
-    while (readTypes.Next())
-        types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
-    qint64 list = lastList.Next() ? lastList.Column(0).toLongLong() : 0;
-    lastList.Reset();
-    for (const QString& name : plan.newTypes) {
-        if (types.contains(typeKey(name))) continue;
-        insertType.Bind(1, ++list);
-        insertType.Bind(2, name);
-        if (!insertType.Exec()) return fail(QStringLiteral("无法增加类型\"%1\"").arg(name));
-        types.insert(typeKey(name), insertType.LastInsertId());
-        ++result.typesCreated;
-    }
+    if (!writer.Prepare() || !writer.CreateTypes(plan.newTypes, &result.typesCreated)) return fail(0);
 
     int total = 0;
     for (const PlanLine& line : plan.lines) total += line.kind != LineKind::Error ? 1 : 0;
@@ -383,84 +548,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
     }
     for (const PlanLine& line : plan.lines) {
         if (line.kind == LineKind::Error) continue;
-        currentLine = line.line;
-        const qint64 typeId = types.value(typeKey(line.type), -1);
-        if (typeId < 0) return fail(QStringLiteral("类型\"%1\"不存在").arg(line.type));
-        qint64 houseId = line.houseId;
-        if (line.kind == LineKind::New) {
-            insertHouse.Bind(1, line.building);
-            insertHouse.Bind(2, line.room);
-            insertHouse.Bind(3, line.intro);
-            insertHouse.Bind(4, line.floor);
-            insertHouse.Bind(5, typeId);
-            if (!insertHouse.Exec()) return fail(QStringLiteral("无法增加房屋"));
-            houseId = insertHouse.LastInsertId();
-            ++result.added;
-        } else {
-            db::Statement& update = line.hasIntro ? updateHouse : updateHouseKeepIntro;
-            int i = 1;
-            update.Bind(i++, line.building);
-            update.Bind(i++, line.room);
-            if (line.hasIntro) update.Bind(i++, line.intro);
-            update.Bind(i++, line.floor);
-            update.Bind(i++, typeId);
-            update.Bind(i++, houseId);
-            deleteContent.Bind(1, houseId);
-            if (!update.Exec() || !deleteContent.Exec()) return fail(QStringLiteral("无法更新房屋"));
-            ++result.updated;
-        }
-        int position = 0;
-        for (const auto& attribute : line.attributes) {
-            insertContent.Bind(1, houseId);
-            insertContent.Bind(2, attribute.first);
-            insertContent.Bind(3, attribute.second);
-            insertContent.Bind(4, ++position);
-            if (!insertContent.Exec()) return fail(QStringLiteral("无法写入属性\"%1\"").arg(attribute.first));
-        }
-
-        // An update keeps its pictures unless the sheet names others.
-        bool replacePictures = !line.pictureNames.isEmpty();
-        if (replacePictures && line.kind == LineKind::Update) {
-            QStringList stored;
-            readImages.Bind(1, houseId);
-            while (readImages.Next()) stored << readImages.Column(0).toString();
-            readImages.Reset();
-            replacePictures = stored != line.pictureNames;
-            if (replacePictures) {
-                deleteImages.Bind(1, houseId);
-                if (!deleteImages.Exec()) return fail(QStringLiteral("无法更新图片"));
-            }
-        }
-        if (replacePictures) {
-            for (int p = 0; p < line.pictureSources.size(); ++p) {
-                const QString& source = line.pictureSources[p];
-                const QString number = QString::number(p + 1);
-                const QString stored = entry::StoredImageName(houseId, number, source);
-                insertImage.Bind(1, houseId);
-                insertImage.Bind(2, QFileInfo(line.pictureNames[p]).completeBaseName());
-                insertImage.Bind(3, stored);
-                insertImage.Bind(4, p + 1);
-                if (!insertImage.Exec()) return fail(QStringLiteral("无法写入图片\"%1\"").arg(stored));
-                // Copied aside now, put in place after the commit: until then the folder holds
-                // exactly what the catalogue names.
-                const PendingCopy copy{images + QStringLiteral("/.import-%1.part").arg(copies.size()),
-                                       images + QLatin1Char('/') + stored};
-                QFile::remove(copy.temporary);
-                if (!QFile::copy(source, copy.temporary)) {
-                    copies.push_back(copy);
-                    return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
-                }
-                copies.push_back(copy);
-                // A shared catalogue keeps its pictures on the server, in the same transaction as
-                // the rows that name them; this PC's Images folder is only its cache.
-                if (connection.Server()) {
-                    QFile picture(copy.temporary);
-                    if (!picture.open(QIODevice::ReadOnly) ||
-                        !db::PutServerFile(connection, QStringLiteral("Images"), stored, picture.readAll()))
-                        return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
-                }
-            }
-        }
+        if (!writer.WriteLine(line, &result)) return fail(line.line);
         ++done;
         if (progress && (done % 100 == 0 || done == total) && !progress(done, total)) {
             undo();
@@ -468,13 +556,12 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
             return result;
         }
     }
-    currentLine = 0;
     if (!transaction.Commit()) {
-        discard(copies);
+        discard(writer.copies());
         result.error = QStringLiteral("无法保存导入：%1").arg(connection.LastError());
         return result;
     }
-    for (const PendingCopy& copy : copies) {
+    for (const PendingCopy& copy : writer.copies()) {
         QFile::remove(copy.final);
         if (QFile::rename(copy.temporary, copy.final)) ++result.picturesCopied;
     }
