@@ -99,10 +99,12 @@ QColor slotColour(int i, int n)
 {
     const double hue = 175.0 + 165.0 * double(i) / double(n);
     const double lightness = i % 2 == 0 ? 0.70 : 0.58;
-    return QColor::fromHslF(float(std::fmod(hue, 360.0) / 360.0), 0.60f, float(lightness));
+    // Rounded to 8 bits a channel, as it is painted.
+    const QColor c = QColor::fromHslF(float(std::fmod(hue, 360.0) / 360.0), 0.60f, float(lightness)).toRgb();
+    return QColor(c.red(), c.green(), c.blue());
 }
 
-constexpr int kMinimumSlots = 8;
+constexpr int kMinimumSlots = 7;
 
 }  // namespace
 
