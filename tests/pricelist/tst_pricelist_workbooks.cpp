@@ -128,6 +128,8 @@ private slots:
     void guardedExportRoundTripsExactly();
     void exportRefusesAnExtensionItDoesNotWrite();
     void numberAndDateTexts();
+    void listFromAnotherCatalogueIsNamedAndTakenAsNew();
+    void ownListIsNotAnotherCatalogues();
 };
 
 void tst_pricelist_workbooks::xlsxCellsReadAsTheSheetShowsThem()
@@ -483,6 +485,98 @@ void tst_pricelist_workbooks::numberAndDateTexts()
     QCOMPARE(pricelist::GuardFormulaText(QStringLiteral("翠湖苑")), QStringLiteral("翠湖苑"));
     for (const QString& s : kDangerous)
         QCOMPARE(pricelist::UnguardFormulaText(pricelist::GuardFormulaText(s)), s);
+}
+
+namespace {
+
+// Four houses of another development, keys 1 to 4, as in the trial where they were overwritten.
+bool makeOtherOffice(const QString& folder)
+{
+    if (!MakeEmptyFolder(folder)) return false;
+    const QString csv = folder + QStringLiteral("/own.csv");
+    if (!WriteBytes(csv, QStringLiteral("楼宇名称,类型,楼层,房间号\r\n"
+                                        "金桂园1号楼,洋房,1,0101\r\n金桂园1号楼,洋房,1,0102\r\n"
+                                        "金桂园2号楼,洋房,2,0201\r\n金桂园2号楼,洋房,2,0202\r\n")
+                             .toUtf8()))
+        return false;
+    return write(plan(csv, folder, true), folder).ok;
+}
+
+}  // namespace
+
+void tst_pricelist_workbooks::listFromAnotherCatalogueIsNamedAndTakenAsNew()
+{
+    QTemporaryDir tmp;
+    const QString demo = tmp.filePath(QStringLiteral("demo"));
+    const QString other = tmp.filePath(QStringLiteral("other"));
+    QString why;
+    QVERIFY2(MakeDemoFolder(demo, &why), qPrintable(why));
+    QVERIFY(makeOtherOffice(other));
+    const QStringList before = Dump(other);
+    QString error;
+    const QString csv = demo + QStringLiteral("/demo.csv");
+    const QString book = demo + QStringLiteral("/demo.xlsx");
+    QCOMPARE(pricelist::ExportProgramFolder(demo, csv, nullptr, &error), 12);
+    QCOMPARE(pricelist::ExportProgramFolder(demo, book, nullptr, &error), 12);
+    // The workbook names the catalogue it came from.
+    const pricelist::SheetTable sheet = pricelist::ReadSheet(book);
+    QVERIFY(!sheet.catalogue.isEmpty());
+
+    // A CSV names none: its keys 1 to 4 name houses here with another building and room.
+    const pricelist::Plan fromCsv = plan(csv, other, true);
+    QVERIFY(fromCsv.ok);
+    QCOMPARE(fromCsv.Count(pricelist::LineKind::Update), 4);
+    QCOMPARE(fromCsv.otherCatalogue,
+             QStringLiteral("有 4 行的序号在本目录中是楼宇名称和房间号都不同的房屋，此价目表可能导出自另一个目录。"));
+    // Once this catalogue has an identity of its own, the workbook says it is another's.
+    QCOMPARE(pricelist::ExportProgramFolder(other, tmp.filePath(QStringLiteral("o.xlsx")), nullptr, &error), 4);
+    const pricelist::Plan fromBook = plan(book, other, true);
+    QVERIFY(fromBook.otherCatalogue.startsWith(QStringLiteral("此价目表导出自另一个目录（%1）").arg(sheet.catalogue)));
+
+    // The command line refuses it unless told to take the lines as new houses.
+    Run r = RunPriceList({QStringLiteral("import"), book, other, QStringLiteral("--create-types")});
+    QCOMPARE(r.exitCode, 1);
+    QVERIFY2(r.out.contains(QStringLiteral("此价目表导出自另一个目录")), qPrintable(r.out));
+    QVERIFY(r.err.contains(QStringLiteral("--as-new")));
+    QCOMPARE(Dump(other), before);
+    r = RunPriceList({QStringLiteral("import"), book, other, QStringLiteral("--create-types"), QStringLiteral("--as-new")});
+    QVERIFY2(r.exitCode == 0, qPrintable(r.err + r.out));
+    QVERIFY(r.out.contains(QStringLiteral("12 lines (XLSX): 12 new, 0 update, 0 error")));
+    // The four houses are as they were; the list's houses are new ones after them.
+    const QString houses = QStringLiteral("SELECT HouseID, HouseName, HouseNo FROM t_House WHERE HouseID <= 4");
+    QCOMPARE(Rows(other, houses).size(), 4);
+    QVERIFY(Rows(other, houses).first().startsWith(QStringLiteral("1|金桂园1号楼|0101")));
+    QCOMPARE(Count(other, QStringLiteral("t_House")), qint64(16));
+    QCOMPARE(Rows(other, QStringLiteral("SELECT HouseName, HouseNo FROM t_House WHERE HouseID = 5")),
+             QStringList{QStringLiteral("翠湖苑一号楼|201")});
+}
+
+void tst_pricelist_workbooks::ownListIsNotAnotherCatalogues()
+{
+    QTemporaryDir tmp;
+    const QString demo = tmp.filePath(QStringLiteral("demo"));
+    QString why;
+    QVERIFY2(MakeDemoFolder(demo, &why), qPrintable(why));
+    QString error;
+    const QString book = demo + QStringLiteral("/demo.xlsx");
+    QCOMPARE(pricelist::ExportProgramFolder(demo, book, nullptr, &error), 12);
+    const QString identity = pricelist::ReadSheet(book).catalogue;
+    // Exporting again keeps the identity; the catalogue's own list is no stranger to it.
+    QCOMPARE(pricelist::ExportProgramFolder(demo, book, nullptr, &error), 12);
+    QCOMPARE(pricelist::ReadSheet(book).catalogue, identity);
+    const pricelist::Plan own = plan(book, demo);
+    QVERIFY(own.ok);
+    QCOMPARE(own.Count(pricelist::LineKind::Update), 12);
+    QCOMPARE(own.otherCatalogue, QString());
+    // A copy of House.db is the same catalogue, with the same houses under the same keys.
+    if (!testsupport::ServerMode()) {
+        const QString copy = tmp.filePath(QStringLiteral("copy"));
+        QVERIFY(QDir().mkpath(copy + QStringLiteral("/Images")));
+        QVERIFY(QFile::copy(demo + QStringLiteral("/House.db"), copy + QStringLiteral("/House.db")));
+        QCOMPARE(plan(book, copy).otherCatalogue, QString());
+        QCOMPARE(pricelist::ExportProgramFolder(copy, tmp.filePath(QStringLiteral("c.xlsx")), nullptr, &error), 12);
+        QCOMPARE(pricelist::ReadSheet(tmp.filePath(QStringLiteral("c.xlsx"))).catalogue, identity);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_pricelist_workbooks)

@@ -29,7 +29,7 @@ int usage(int code)
           QStringLiteral(
               "usage: tavrelo-pricelist export FILE.csv|FILE.xlsx [PROGRAM_FOLDER]\n"
               "       tavrelo-pricelist import FILE.csv|FILE.xlsx|FILE.xls [PROGRAM_FOLDER] [--sheet NAME]\n"
-              "                                [--create-types] [--dry-run]\n"
+              "                                [--create-types] [--as-new] [--dry-run]\n"
               "  export writes every house of the catalogue, in key order, as CSV (UTF-8 with a\n"
               "  byte-order mark) or XLSX; text that a spreadsheet would run as a formula is written so\n"
               "  that it never runs. import reads a CSV price list (UTF-8 or GB18030, comma or tab\n"
@@ -37,6 +37,8 @@ int usage(int code)
               "  unless --sheet names another), prints what it would do with each line and writes all\n"
               "  accepted lines in one transaction; any refused line means nothing is written.\n"
               "  --create-types makes the types the catalogue lacks; --dry-run only prints the report.\n"
+              "  A list exported from another catalogue is refused unless --as-new takes its lines as\n"
+              "  new houses (its 序号 name that catalogue's houses, not this one's).\n"
               "  PROGRAM_FOLDER defaults to the program's own folder.\n"));
     return code;
 }
@@ -87,6 +89,14 @@ int importPriceList(const QString& file, const QString& folder, const pricelist:
               .arg(updated)
               .arg(refused)
               .arg(plan.newTypes.isEmpty() ? QStringLiteral("none") : plan.newTypes.join(QLatin1Char(' '))));
+    if (!plan.otherCatalogue.isEmpty()) {
+        print(stdout, plan.otherCatalogue + QLatin1Char('\n'));
+        // Its keys name another catalogue's houses: updating the houses that share them here would
+        // overwrite them, so the list goes in only as new houses, or as updates when told so.
+        if (!options.keysAsNew && !dryRun)
+            return fail(QStringLiteral("the list comes from another catalogue; --as-new takes its lines as new "
+                                       "houses."));
+    }
     if (refused > 0) return fail(QStringLiteral("%1 lines were refused.").arg(refused));
     if (dryRun) {
         print(stdout, QStringLiteral("Dry run: nothing was written.\n"));
@@ -118,6 +128,8 @@ int main(int argc, char* argv[])
         if (arg == QLatin1String("--sheet")) {
             if (i + 1 >= args.size() || args[i + 1].isEmpty()) return usage(kUsage);
             options.sheet = args[++i];
+        } else if (arg == QLatin1String("--as-new")) {
+            options.keysAsNew = true;
         } else if (arg == QLatin1String("--create-types")) {
             options.createTypes = true;
         } else if (arg == QLatin1String("--dry-run")) {
@@ -137,7 +149,7 @@ int main(int argc, char* argv[])
     const QString folder =
         QDir(positional.size() > 2 ? positional[2] : folders::DefaultProgramFolder()).absolutePath();
     if (command == QLatin1String("export")) {
-        if (options.createTypes || dryRun || !options.sheet.isEmpty()) return usage(kUsage);
+        if (options.createTypes || dryRun || options.keysAsNew || !options.sheet.isEmpty()) return usage(kUsage);
         return exportCatalogue(file, folder);
     }
     if (command == QLatin1String("import")) return importPriceList(file, folder, options, dryRun);

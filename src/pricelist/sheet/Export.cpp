@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "core/db/CatalogueIdentity.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/RowCursor.h"
@@ -104,7 +105,10 @@ private:
 
 class XlsxSink : public Sink {
 public:
-    explicit XlsxSink(const QString& path) : path_(path), part_(path + QStringLiteral(".part")) {}
+    XlsxSink(const QString& path, const QString& catalogue)
+        : path_(path), part_(path + QStringLiteral(".part")), catalogue_(catalogue.toUtf8())
+    {
+    }
     ~XlsxSink() override
     {
         if (workbook_) {
@@ -124,6 +128,10 @@ public:
             error = QStringLiteral("无法写入文件 %1").arg(path_);
             return false;
         }
+        // The catalogue the list came from, so that an import elsewhere can tell (see
+        // CatalogueIdentity); the program that opens the workbook shows it among its properties.
+        if (!catalogue_.isEmpty())
+            workbook_set_custom_property_string(workbook_, kCatalogueProperty, catalogue_.constData());
         sheet_ = workbook_add_worksheet(workbook_, "价目表");
         lxw_format* bold = workbook_add_format(workbook_);
         format_set_bold(bold);
@@ -165,6 +173,7 @@ public:
 private:
     QString path_;
     QString part_;
+    QByteArray catalogue_;
     lxw_workbook* workbook_ = nullptr;
     lxw_worksheet* sheet_ = nullptr;
     lxw_row_t row_ = 0;
@@ -282,6 +291,8 @@ int exportFrom(db::Connection& connection, const QString& path, const QSet<qint3
 {
     bool xlsx = false;
     if (!checkName(path, &xlsx, error)) return -1;
+    // A workbook names its catalogue; a CSV stays the plain table every program reads.
+    const QString catalogue = xlsx ? db::CatalogueIdentity(connection, true) : QString();
     // On a server the rows are read through cursors, which live in a transaction; it only reads,
     // and it gives both passes the same view of the catalogue.
     std::optional<db::Transaction> reading;
@@ -305,7 +316,7 @@ int exportFrom(db::Connection& connection, const QString& path, const QSet<qint3
 
     std::unique_ptr<Sink> sink;
     if (xlsx)
-        sink = std::make_unique<XlsxSink>(path);
+        sink = std::make_unique<XlsxSink>(path, catalogue);
     else
         sink = std::make_unique<CsvSink>(path);
     int count = 0;

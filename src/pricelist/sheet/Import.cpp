@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QRegularExpression>
 
+#include "core/db/CatalogueIdentity.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
 #include "core/db/ServerFiles.h"
@@ -157,6 +158,7 @@ struct Existing {
     QHash<QString, qint64> types;
     QSet<qint64> houses;
     QHash<QString, QList<qint32>> byPlace;
+    QHash<qint64, QPair<QString, QString>> placeOf;  // key -> building, room
 };
 
 bool readExisting(db::Connection& connection, Existing* existing, QString* error)
@@ -174,6 +176,7 @@ bool readExisting(db::Connection& connection, Existing* existing, QString* error
         const qint32 id = qint32(readHouses.Column(0).toLongLong());
         existing->houses.insert(id);
         existing->byPlace[placeKey(readHouses.Column(1).toString(), readHouses.Column(2).toString())].append(id);
+        existing->placeOf.insert(id, {readHouses.Column(1).toString(), readHouses.Column(2).toString()});
     }
     return true;
 }
@@ -230,9 +233,11 @@ QString findPictures(PlanLine& line, const QDir& sheetFolder)
 }
 
 // Decides whether a checked line adds a house or replaces one; an empty result means it does.
-QString placeLine(PlanLine& line, qint64 number, const Existing& existing)
+QString placeLine(PlanLine& line, qint64 number, const Existing& existing, bool keysAsNew)
 {
-    if (!line.numberText.isEmpty() && existing.houses.contains(number)) {
+    if (!line.numberText.isEmpty() && keysAsNew) {
+        line.kind = LineKind::New;
+    } else if (!line.numberText.isEmpty() && existing.houses.contains(number)) {
         line.kind = LineKind::Update;
         line.houseId = qint32(number);
     } else if (line.numberText.isEmpty()) {
@@ -281,13 +286,36 @@ void planRecord(const CsvRecord& record, PlanContext& context, Plan* plan)
     if (!knownType && !context.options.createTypes)
         return refuse(QStringLiteral("类型\"%1\"不存在。").arg(line.type));
     reason = findPictures(line, context.sheetFolder);
-    if (reason.isEmpty()) reason = placeLine(line, number, context.existing);
+    if (reason.isEmpty()) reason = placeLine(line, number, context.existing, context.options.keysAsNew);
     if (!reason.isEmpty()) return refuse(reason);
     if (!knownType) {
         context.newTypeKeys.insert(key);
         plan->newTypes << line.type;
     }
     plan->lines.push_back(line);
+}
+
+// Why the list looks like another catalogue's, or "" when it does not. A workbook that names a
+// catalogue other than this one says so itself; any list (a CSV names none) gives itself away when
+// its keys name houses here whose building and room both differ from the line's, which an edit
+// of this catalogue's own list (a room renumbered, a building renamed) does not do.
+QString otherCatalogue(const Plan& plan, const QString& source, const QString& own, const Existing& existing)
+{
+    if (!source.isEmpty() && !own.isEmpty() && source != own)
+        return QStringLiteral("此价目表导出自另一个目录（%1），其中的序号指的是那个目录的房屋。").arg(source);
+    int strangers = 0;
+    for (const PlanLine& line : plan.lines) {
+        if (line.numberText.isEmpty() || line.kind == LineKind::Error) continue;
+        qint64 number = 0;
+        if (!wholeNumber(line.numberText, &number) || !existing.placeOf.contains(number)) continue;
+        const QPair<QString, QString> here = existing.placeOf.value(number);
+        if (here.first.compare(line.building, Qt::CaseInsensitive) != 0 &&
+            here.second.compare(line.room, Qt::CaseInsensitive) != 0)
+            ++strangers;
+    }
+    if (strangers == 0) return QString();
+    return QStringLiteral("有 %1 行的序号在本目录中是楼宇名称和房间号都不同的房屋，此价目表可能导出自另一个目录。")
+        .arg(strangers);
 }
 
 }  // namespace
@@ -317,6 +345,7 @@ Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptio
     PlanContext context{cols,     int(header.fields.size()), sheet.text, existing,
                         options, QFileInfo(path).absoluteDir(), {}};
     for (size_t r = headerIndex + 1; r < sheet.records.size(); ++r) planRecord(sheet.records[r], context, &plan);
+    plan.otherCatalogue = otherCatalogue(plan, sheet.catalogue, db::CatalogueIdentity(connection, false), existing);
     plan.ok = true;
     return plan;
 }

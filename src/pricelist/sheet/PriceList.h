@@ -71,6 +71,9 @@ struct PlanLine {
 struct ImportOptions {
     bool createTypes = false;  // an unknown type is made rather than refused
     QString sheet;             // the workbook's sheet to read; empty: the first
+    // A list from another catalogue: its 序号 name that catalogue's houses, so every line is taken
+    // as a new house instead of an update of the house that has the same key here.
+    bool keysAsNew = false;
 };
 
 struct Plan {
@@ -81,6 +84,10 @@ struct Plan {
     QChar separator;
     std::vector<PlanLine> lines;
     QStringList newTypes;  // types the write will create, in first-appearance order
+    // Not empty when the list looks like another catalogue's export: the workbook names another
+    // catalogue, or keys of the list name houses here whose building and room both differ. Says
+    // why, for the preview; ImportOptions::keysAsNew is then the way to take its lines as new.
+    QString otherCatalogue;
     int Count(LineKind kind) const;
 };
 

@@ -20,7 +20,11 @@ struct SheetTable {
     QChar separator;  // text files only
     bool text = false;  // CSV or tab-separated text: a leading apostrophe may guard a formula-like cell
     std::vector<CsvRecord> records;  // blank rows left out; line is the spreadsheet's row number
+    QString catalogue;  // the catalogue a workbook says it was exported from, "" when it does not say
 };
+
+// The workbook property in which the export names its catalogue.
+inline constexpr const char* kCatalogueProperty = "TavreloCatalogue";
 
 // Reads the first sheet of a workbook, or the sheet named `sheet` when it is given (a text file
 // has no sheets, so a name is refused there).

@@ -92,6 +92,21 @@ QString attribute(const QXmlStreamReader& xml, const char* name)
     return xml.attributes().value(QLatin1String(name)).toString();
 }
 
+// A text custom document property: <property name="..."><vt:lpwstr>value</vt:lpwstr></property>.
+QString customProperty(const QByteArray& bytes, const QString& name)
+{
+    QXmlStreamReader xml(bytes);
+    bool inside = false;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement() && xml.name() == QLatin1String("property"))
+            inside = attribute(xml, "name") == name;
+        else if (inside && xml.isStartElement() && xml.name() == QLatin1String("lpwstr"))
+            return xml.readElementText();
+    }
+    return QString();
+}
+
 struct SheetRef {
     QString name;
     QString part;
@@ -349,7 +364,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
     };
     const Parts meta = readParts(path, [](const QString& name) {
         return name == QLatin1String("xl/workbook.xml") || name == QLatin1String("xl/_rels/workbook.xml.rels") ||
-               name == QLatin1String("xl/sharedStrings.xml") || name == QLatin1String("xl/styles.xml");
+               name == QLatin1String("xl/sharedStrings.xml") || name == QLatin1String("xl/styles.xml") ||
+               name == QLatin1String("docProps/custom.xml");
     });
     if (meta.encrypted) {
         table.error = QStringLiteral("工作簿设有密码（已加密），无法读取。请在表格程序中取消密码后再导入。");
@@ -387,6 +403,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
     QString error;
     if (!readRows(sheetPart.bytes.value(part), CellContext{shared, styles, book.date1904}, &table.records, &error))
         return damaged(error);
+    table.catalogue = customProperty(meta.bytes.value(QStringLiteral("docProps/custom.xml")),
+                                     QString::fromLatin1(kCatalogueProperty));
     table.ok = true;
     return table;
 }
