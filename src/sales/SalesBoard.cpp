@@ -98,7 +98,7 @@ bool builtInStatus(const QString& v)
 QColor slotColour(int i, int n)
 {
     const double hue = 175.0 + 165.0 * double(i) / double(n);
-    const double lightness = i % 2 == 0 ? 0.70 : 0.58;
+    const double lightness = i % 2 == 0 ? 0.72 : 0.62;
     // Rounded to 8 bits a channel, as it is painted.
     const QColor c = QColor::fromHslF(float(std::fmod(hue, 360.0) / 360.0), 0.60f, float(lightness)).toRgb();
     return QColor(c.red(), c.green(), c.blue());
