@@ -1,4 +1,5 @@
 #include <QDir>
+#include <memory>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -12,6 +13,7 @@
 #include "entry/EntrySql.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
+#include "pricelist/sheet/ServerBatch.h"
 #include "pricelist/sheet/Sheet.h"
 
 namespace pricelist {
@@ -370,6 +372,16 @@ public:
 
     bool Prepare();
     bool CreateTypes(const QStringList& names, int* created);
+    // On a shared catalogue the lines' statements go in batches (see ServerBatch); Finish sends
+    // what is left and reports whether all of them were taken.
+    bool BeginBatches(const Plan& plan);
+    bool Finish();
+    // Leaves the batches without caring for their answers, before a rollback.
+    void Abandon()
+    {
+        if (batch_) batch_->End();
+        batch_.reset();
+    }
     bool WriteLine(const PlanLine& line, WriteResult* result);
     QString error() const { return error_; }
     const std::vector<PendingCopy>& copies() const { return copies_; }
@@ -390,6 +402,7 @@ private:
     QString error_;
     QHash<QString, qint64> types_;
     std::vector<PendingCopy> copies_;
+    std::unique_ptr<ServerBatch> batch_;
     db::Statement lastList_, insertType_, insertHouse_, updateHouse_, updateHouseKeepIntro_, deleteContent_,
         insertContent_, readImages_, deleteImages_, insertImage_, readTypes_;
 };
@@ -438,8 +451,30 @@ bool PlanWriter::CreateTypes(const QStringList& names, int* created)
     return true;
 }
 
+bool PlanWriter::BeginBatches(const Plan& plan)
+{
+    batch_ = std::make_unique<ServerBatch>(connection_);
+    if (batch_->Begin(plan)) return true;
+    error_ = QStringLiteral("无法准备写入语句：%1").arg(batch_->LastError());
+    return false;
+}
+
+bool PlanWriter::Finish()
+{
+    if (!batch_ || batch_->End()) return true;
+    error_ = QStringLiteral("无法写入：%1").arg(batch_->LastError());
+    return false;
+}
+
 bool PlanWriter::writeHouse(const PlanLine& line, qint64 typeId, qint64* houseId)
 {
+    if (batch_) {
+        if (line.kind == LineKind::New) *houseId = batch_->NextNewKey();
+        const bool sent = *houseId > 0 && (line.kind == LineKind::New ? batch_->InsertHouse(*houseId, line, typeId)
+                                                                       : batch_->UpdateHouse(*houseId, line, typeId));
+        if (!sent) error_ = QStringLiteral("无法写入房屋：%1").arg(batch_->LastError());
+        return sent;
+    }
     if (line.kind == LineKind::New) {
         insertHouse_.Bind(1, line.building);
         insertHouse_.Bind(2, line.room);
@@ -467,6 +502,11 @@ bool PlanWriter::writeAttributes(const PlanLine& line, qint64 houseId)
 {
     int position = 0;
     for (const auto& attribute : line.attributes) {
+        if (batch_) {
+            if (batch_->InsertContent(houseId, attribute.first, attribute.second, ++position)) continue;
+            error_ = QStringLiteral("无法写入属性\"%1\"：%2").arg(attribute.first, batch_->LastError());
+            return false;
+        }
         insertContent_.Bind(1, houseId);
         insertContent_.Bind(2, attribute.first);
         insertContent_.Bind(3, attribute.second);
@@ -490,9 +530,11 @@ bool PlanWriter::copyPicture(const QString& source, const QString& stored)
     // that name them; this PC's Images folder is only its cache.
     if (connection_.Server()) {
         QFile picture(copy.temporary);
-        if (!picture.open(QIODevice::ReadOnly) ||
-            !db::PutServerFile(connection_, QStringLiteral("Images"), stored, picture.readAll()))
-            return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
+        const bool read = picture.open(QIODevice::ReadOnly);
+        const QByteArray bytes = read ? picture.readAll() : QByteArray();
+        const bool stored_ = read && (batch_ ? batch_->PutFile(QStringLiteral("Images"), stored, bytes)
+                                             : db::PutServerFile(connection_, QStringLiteral("Images"), stored, bytes));
+        if (!stored_) return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
     }
     return true;
 }
@@ -503,21 +545,32 @@ bool PlanWriter::writePictures(const PlanLine& line, qint64 houseId)
     if (line.pictureNames.isEmpty()) return true;
     if (line.kind == LineKind::Update) {
         QStringList stored;
-        readImages_.Bind(1, houseId);
-        while (readImages_.Next()) stored << readImages_.Column(0).toString();
-        readImages_.Reset();
+        if (batch_) {
+            stored = batch_->StoredPictures(houseId);
+        } else {
+            readImages_.Bind(1, houseId);
+            while (readImages_.Next()) stored << readImages_.Column(0).toString();
+            readImages_.Reset();
+        }
         if (stored == line.pictureNames) return true;
-        deleteImages_.Bind(1, houseId);
-        if (!deleteImages_.Exec()) return fail(QStringLiteral("无法更新图片"));
+        const bool deleted = batch_ ? batch_->DeleteImages(houseId) : (deleteImages_.Bind(1, houseId), deleteImages_.Exec());
+        if (!deleted) return fail(QStringLiteral("无法更新图片"));
     }
     for (int p = 0; p < line.pictureSources.size(); ++p) {
         const QString& source = line.pictureSources[p];
         const QString stored = entry::StoredImageName(houseId, QString::number(p + 1), source);
-        insertImage_.Bind(1, houseId);
-        insertImage_.Bind(2, QFileInfo(line.pictureNames[p]).completeBaseName());
-        insertImage_.Bind(3, stored);
-        insertImage_.Bind(4, p + 1);
-        if (!insertImage_.Exec()) return fail(QStringLiteral("无法写入图片\"%1\"").arg(stored));
+        const QString caption = QFileInfo(line.pictureNames[p]).completeBaseName();
+        bool inserted = false;
+        if (batch_) {
+            inserted = batch_->InsertImage(houseId, caption, stored, p + 1);
+        } else {
+            insertImage_.Bind(1, houseId);
+            insertImage_.Bind(2, caption);
+            insertImage_.Bind(3, stored);
+            insertImage_.Bind(4, p + 1);
+            inserted = insertImage_.Exec();
+        }
+        if (!inserted) return fail(QStringLiteral("无法写入图片\"%1\"").arg(stored));
         if (!copyPicture(source, stored)) return false;
     }
     return true;
@@ -556,6 +609,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
     }
     PlanWriter writer(connection, images);
     auto undo = [&]() {
+        writer.Abandon();
         transaction.Rollback();
         discard(writer.copies());
         result.added = result.updated = result.typesCreated = 0;
@@ -566,12 +620,14 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         return result;
     };
     if (!writer.Prepare() || !writer.CreateTypes(plan.newTypes, &result.typesCreated)) return fail(0);
+    if (connection.Server() && !writer.BeginBatches(plan)) return fail(0);
 
     int total = 0;
     for (const PlanLine& line : plan.lines) total += line.kind != LineKind::Error ? 1 : 0;
     int done = 0;
     if (progress && !progress(0, total)) {
         result.cancelled = true;
+        writer.Abandon();
         transaction.Rollback();
         return result;
     }
@@ -585,6 +641,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
             return result;
         }
     }
+    if (!writer.Finish()) return fail(0);
     if (!transaction.Commit()) {
         discard(writer.copies());
         result.error = QStringLiteral("无法保存导入：%1").arg(connection.LastError());
