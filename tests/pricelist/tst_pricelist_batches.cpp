@@ -31,11 +31,12 @@ bool writeSheet(const QString& folder, int units, bool withPictures)
                                    QStringLiteral("装修"), QStringLiteral("单价"), QStringLiteral("状态"),
                                    QStringLiteral("图片")});
     for (int i = 0; i < units; ++i) {
-        pricelist::AppendCsvLine(out, {QStringLiteral("新城%1号楼").arg(i / 100 + 1), QStringLiteral("两室一厅"),
-                                       QString::number(i % 30 + 1), QString::number(1000 + i), QStringLiteral("南"),
-                                       QStringLiteral("%1平方米").arg(60 + i % 50), QStringLiteral("精装"),
-                                       QStringLiteral("%1元").arg(15000 + i), QStringLiteral("在售"),
-                                       withPictures ? QStringLiteral("a.png；b.png") : QString()});
+        pricelist::AppendCsvLine(
+            out, {QStringLiteral("新城%1号楼").arg(i / 100 + 1), QStringLiteral("两室一厅"),
+                  QString::number(i % 30 + 1), QString::number(1000 + i), QStringLiteral("南"),
+                  QStringLiteral("%1平方米").arg(60 + i % 50), QStringLiteral("精装"),
+                  QStringLiteral("%1元").arg(15000 + i), QStringLiteral("在售"),
+                  withPictures ? QStringLiteral("a.png；b.png") : QString()});
     }
     return WriteBytes(folder + QStringLiteral("/units.csv"), out);
 }
@@ -112,8 +113,9 @@ private slots:
         QVERIFY(check.OpenServer(server.uri));
         QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_House")), qint64(kUnits));
         QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_Content")), qint64(kUnits * 5));
-        QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_Content Where HouseID = 1000 And List = 5")),
-                 qint64(1));
+        QCOMPARE(
+            value(check, QStringLiteral("Select Count(*) From t_Content Where HouseID = 1000 And List = 5")),
+            qint64(1));
     }
 
     void picturesAndKeysOfABatchedImport()
@@ -132,11 +134,13 @@ private slots:
         QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_Image")), qint64(kUnits * 2));
         QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_File Where Folder = 'Images'")),
                  qint64(kUnits * 2));
-        QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_File Where Name = '000200_0002.png'")), qint64(1));
+        QCOMPARE(value(check, QStringLiteral("Select Count(*) From t_File Where Name = '000200_0002.png'")),
+                 qint64(1));
         QVERIFY(QFileInfo::exists(tmp.filePath(QStringLiteral("pc/Images/000200_0002.png"))));
         // A house added afterwards takes the next key.
-        QVERIFY(check.Execute(QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                             "Values ('新城99号楼', '1', '', 1, 1)")));
+        QVERIFY(check.Execute(
+            QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                           "Values ('新城99号楼', '1', '', 1, 1)")));
         QCOMPARE(value(check, QStringLiteral("Select Max(HouseID) From t_House")), qint64(kUnits + 1));
         // Imported again, every line updates its house by building and room: no key is taken.
         QVERIFY2(import(tmp.path(), server.slow, &error) >= 0, qPrintable(error));

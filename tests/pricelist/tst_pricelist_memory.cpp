@@ -25,8 +25,9 @@ bool fill(const QString& folder, int houses)
     if (!type.Prepare(c, QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) "
                                         "VALUES (1, '两室一厅', '', '')")) ||
         !type.Exec() ||
-        !house.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                         "VALUES (?, ?, ?, ?, 1)")) ||
+        !house.Prepare(c,
+                       QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                                      "VALUES (?, ?, ?, ?, 1)")) ||
         !content.Prepare(c, QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
                                            "VALUES (?, ?, ?, ?)")) ||
         !image.Prepare(c, QStringLiteral("INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) "
@@ -50,7 +51,9 @@ bool fill(const QString& folder, int houses)
         }
         for (int p = 1; p <= 2; ++p) {
             image.Bind(1, id);
-            image.Bind(2, QStringLiteral("%1_%2.jpg").arg(id, 6, 10, QLatin1Char('0')).arg(p, 4, 10, QLatin1Char('0')));
+            image.Bind(
+                2,
+                QStringLiteral("%1_%2.jpg").arg(id, 6, 10, QLatin1Char('0')).arg(p, 4, 10, QLatin1Char('0')));
             image.Bind(3, p);
             if (!image.Exec()) return false;
         }
@@ -95,7 +98,8 @@ private slots:
                   largeKb);
             // Ten times the houses (about 14 MB more CSV) may cost a little more in buffers, not
             // megabytes per thousand houses.
-            QVERIFY2(largeKb - smallKb < 8 * 1024, qPrintable(QStringLiteral("%1 kB -> %2 kB").arg(smallKb).arg(largeKb)));
+            QVERIFY2(largeKb - smallKb < 8 * 1024,
+                     qPrintable(QStringLiteral("%1 kB -> %2 kB").arg(smallKb).arg(largeKb)));
             QVERIFY(largeKb < 100 * 1024);
         }
     }

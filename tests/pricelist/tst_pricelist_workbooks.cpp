@@ -67,8 +67,10 @@ bool writeOfficeWorkbook(const QString& path, bool constantMemory)
     format_set_num_format(date, "yyyy-mm-dd");
     lxw_format* padded = workbook_add_format(book);
     format_set_num_format(padded, "0000");
-    if (!constantMemory) worksheet_merge_range(sheet, 0, 0, 0, 7, "金桂园价目表", nullptr);
-    else worksheet_write_string(sheet, 0, 0, "金桂园价目表", nullptr);
+    if (!constantMemory)
+        worksheet_merge_range(sheet, 0, 0, 0, 7, "金桂园价目表", nullptr);
+    else
+        worksheet_write_string(sheet, 0, 0, "金桂园价目表", nullptr);
     const char* titles[] = {"楼宇名称", "类型", "楼层", "房间号", "说明", "面积", "交房日期", "精装"};
     for (int c = 0; c < 8; ++c) worksheet_write_string(sheet, 1, lxw_col_t(c), titles[c], nullptr);
     // Row 3: the room typed as text keeps its zero; the floor 12.0 is the number 12.
@@ -136,7 +138,8 @@ void tst_pricelist_workbooks::xlsxCellsReadAsTheSheetShowsThem()
 {
     QTemporaryDir tmp;
     for (const bool constantMemory : {false, true}) {
-        const QString book = tmp.filePath(constantMemory ? QStringLiteral("inline.xlsx") : QStringLiteral("shared.xlsx"));
+        const QString book =
+            tmp.filePath(constantMemory ? QStringLiteral("inline.xlsx") : QStringLiteral("shared.xlsx"));
         QVERIFY(writeOfficeWorkbook(book, constantMemory));
         // Shared strings in one, inline strings in the other: the same rows either way.
         const QString xml = unzip(book, QStringLiteral("xl/worksheets/sheet2.xml"));
@@ -170,8 +173,9 @@ void tst_pricelist_workbooks::xlsxSheetIsChosenByName()
                                 QStringLiteral("价目表"), QStringLiteral("--create-types")});
     QVERIFY2(r.exitCode == 0, qPrintable(r.err + r.out));
     QVERIFY2(r.out.contains(QStringLiteral("2 lines (XLSX): 2 new, 0 update, 0 error")), qPrintable(r.out));
-    QCOMPARE(Rows(folder, QStringLiteral("SELECT HouseName, HouseNo, HouseFloor FROM t_House ORDER BY HouseID")),
-             (QStringList{QStringLiteral("金桂园1号楼|0801|12"), QStringLiteral("金桂园1号楼|0802|8")}));
+    QCOMPARE(
+        Rows(folder, QStringLiteral("SELECT HouseName, HouseNo, HouseFloor FROM t_House ORDER BY HouseID")),
+        (QStringList{QStringLiteral("金桂园1号楼|0801|12"), QStringLiteral("金桂园1号楼|0802|8")}));
     // Without the name the notes sheet is read, which has no price list in it.
     const Run notes = RunPriceList({QStringLiteral("import"), book, folder, QStringLiteral("--dry-run")});
     QCOMPARE(notes.exitCode, 1);
@@ -295,7 +299,8 @@ void tst_pricelist_workbooks::damagedAndEncryptedWorkbooksAreRefused()
     QVERIFY(WriteBytes(locked, encrypted));
     // An .xls whose compound file is garbage after its signature.
     const QString brokenXls = tmp.filePath(QStringLiteral("broken.xls"));
-    QVERIFY(WriteBytes(brokenXls, QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + QByteArray(600, '\x7f')));
+    QVERIFY(
+        WriteBytes(brokenXls, QByteArray("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + QByteArray(600, '\x7f')));
 
     const QList<QPair<QString, QString>> cases = {
         {cut, QStringLiteral("工作簿已损坏，无法读取")},
@@ -303,7 +308,8 @@ void tst_pricelist_workbooks::damagedAndEncryptedWorkbooksAreRefused()
         {brokenXls, QStringLiteral("工作簿已损坏或不是 Excel 97-2003 工作簿，无法读取")},
     };
     for (const auto& c : cases) {
-        const Run r = RunPriceList({QStringLiteral("import"), c.first, folder, QStringLiteral("--create-types")});
+        const Run r =
+            RunPriceList({QStringLiteral("import"), c.first, folder, QStringLiteral("--create-types")});
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains(c.second), qPrintable(c.first + QLatin1Char(' ') + r.err));
         QVERIFY(r.err.contains(QStringLiteral("Nothing was written.")));
@@ -325,8 +331,9 @@ bool makeDangerousFolder(const QString& folder)
     if (!type.Prepare(c, QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) "
                                         "VALUES (1, '-洋房', '', '')")) ||
         !type.Exec() ||
-        !house.Prepare(c, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                         "VALUES (?, ?, ?, ?, 1)")) ||
+        !house.Prepare(c,
+                       QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                                      "VALUES (?, ?, ?, ?, 1)")) ||
         !content.Prepare(c, QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
                                            "VALUES (?, ?, ?, ?)")))
         return false;
@@ -366,7 +373,10 @@ void tst_pricelist_workbooks::csvExportGuardsEveryFormulaStart()
     QVERIFY(text.contains(QStringLiteral(",'+86 10 1234,")));
     QVERIFY(text.contains(QStringLiteral(",'-5,")));
     QVERIFY(text.contains(QStringLiteral(",'@SUM(A1:A2)")));
-    QVERIFY2(text.contains(QStringLiteral(",'\t=1+1,")), qPrintable(QString(text).replace(QLatin1Char('\t'), QStringLiteral("<TAB>")).replace(QLatin1Char('\r'), QStringLiteral("<CR>"))));
+    QVERIFY2(text.contains(QStringLiteral(",'\t=1+1,")),
+             qPrintable(QString(text)
+                            .replace(QLatin1Char('\t'), QStringLiteral("<TAB>"))
+                            .replace(QLatin1Char('\r'), QStringLiteral("<CR>"))));
     QVERIFY(text.contains(QStringLiteral(",\"'\r=1+1\",")));
     QVERIFY(text.contains(QStringLiteral(",''=already guarded,")));
     QVERIFY(text.contains(QStringLiteral(",'''-twice,")));
@@ -400,8 +410,9 @@ void tst_pricelist_workbooks::xlsxExportWritesThemAsStrings()
     // String cells only, never a formula; the texts stand as they are, without an apostrophe.
     QVERIFY(!xml.contains(QStringLiteral("<f>")));
     QVERIFY(!xml.contains(QStringLiteral("<f ")));
-    QVERIFY(xml.contains(QStringLiteral("t=\"inlineStr\"><is><t>=HYPERLINK(&quot;http://evil.example&quot;")) ||
-            xml.contains(QStringLiteral("t=\"inlineStr\"><is><t>=HYPERLINK(\"http://evil.example\"")));
+    QVERIFY(
+        xml.contains(QStringLiteral("t=\"inlineStr\"><is><t>=HYPERLINK(&quot;http://evil.example&quot;")) ||
+        xml.contains(QStringLiteral("t=\"inlineStr\"><is><t>=HYPERLINK(\"http://evil.example\"")));
     QVERIFY(xml.contains(QStringLiteral("<t>@SUM(A1:A2)</t>")));
     QVERIFY(xml.contains(QStringLiteral("<t>-5</t>")));
     // The floor -5 is a number cell.
@@ -428,15 +439,18 @@ void tst_pricelist_workbooks::guardedExportRoundTripsExactly()
         pricelist::Plan p = plan(file, target, true);
         QVERIFY2(p.ok, qPrintable(p.error));
         QCOMPARE(p.Count(pricelist::LineKind::Error), 1);
-        QCOMPARE(p.lines.back().reason, QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"-5\"）。"));
+        QCOMPARE(p.lines.back().reason,
+                 QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"-5\"）。"));
         p.lines.pop_back();
         QVERIFY(write(p, target).ok);
         const QString houses = QStringLiteral("SELECT HouseName, HouseNo, Intro, HouseFloor FROM t_House");
-        const QString contents = QStringLiteral("SELECT Caption, Content, List FROM t_Content WHERE HouseID = 1 "
-                                                "ORDER BY List");
+        const QString contents = QStringLiteral(
+            "SELECT Caption, Content, List FROM t_Content WHERE HouseID = 1 "
+            "ORDER BY List");
         QCOMPARE(Rows(target, houses), Rows(folder, houses + QStringLiteral(" WHERE HouseID = 1")));
         QCOMPARE(Rows(target, contents), Rows(folder, contents));
-        QCOMPARE(Rows(target, QStringLiteral("SELECT HouseType FROM t_HouseType")), QStringList{QStringLiteral("-洋房")});
+        QCOMPARE(Rows(target, QStringLiteral("SELECT HouseType FROM t_HouseType")),
+                 QStringList{QStringLiteral("-洋房")});
         // And exported again from there, the CSV is the same bytes as the first house's lines.
         const QString again = tmp.filePath(QStringLiteral("again-") + name + QStringLiteral(".csv"));
         QCOMPARE(pricelist::ExportProgramFolder(target, again, nullptr, &error), 1);
@@ -464,7 +478,8 @@ void tst_pricelist_workbooks::exportRefusesAnExtensionItDoesNotWrite()
         QVERIFY(!QFileInfo::exists(tmp.filePath(name)));
     }
     QString error;
-    QCOMPARE(pricelist::ExportProgramFolder(demo, tmp.filePath(QStringLiteral("LIST.XLSX")), nullptr, &error), 12);
+    QCOMPARE(pricelist::ExportProgramFolder(demo, tmp.filePath(QStringLiteral("LIST.XLSX")), nullptr, &error),
+             12);
     QCOMPARE(pricelist::ExportProgramFolder(demo, tmp.filePath(QStringLiteral("list")), nullptr, &error), 12);
     QVERIFY(ReadBytes(tmp.filePath(QStringLiteral("list"))).startsWith("\xEF\xBB\xBF序号,"));
 }
@@ -478,8 +493,10 @@ void tst_pricelist_workbooks::numberAndDateTexts()
     // 46568 is 2027-06-30 in the 1900 system.
     QCOMPARE(pricelist::DateText(46568, QStringLiteral("yyyy-mm-dd")), QStringLiteral("2027-06-30"));
     QCOMPARE(pricelist::DateText(46568, QStringLiteral("yyyy/m/d")), QStringLiteral("2027/6/30"));
-    QCOMPARE(pricelist::DateText(46568.75, QStringLiteral("yyyy/m/d h:mm")), QStringLiteral("2027/6/30 18:00"));
-    QCOMPARE(pricelist::DateText(46568, QStringLiteral("yyyy\"年\"m\"月\"d\"日\"")), QStringLiteral("2027年6月30日"));
+    QCOMPARE(pricelist::DateText(46568.75, QStringLiteral("yyyy/m/d h:mm")),
+             QStringLiteral("2027/6/30 18:00"));
+    QCOMPARE(pricelist::DateText(46568, QStringLiteral("yyyy\"年\"m\"月\"d\"日\"")),
+             QStringLiteral("2027年6月30日"));
     QCOMPARE(pricelist::DateText(46568, QStringLiteral("[$-804]yyyy\\-mm")), QStringLiteral("2027-06"));
     QCOMPARE(pricelist::GuardFormulaText(QStringLiteral("=1")), QStringLiteral("'=1"));
     QCOMPARE(pricelist::GuardFormulaText(QStringLiteral("翠湖苑")), QStringLiteral("翠湖苑"));
@@ -527,11 +544,14 @@ void tst_pricelist_workbooks::listFromAnotherCatalogueIsNamedAndTakenAsNew()
     QVERIFY(fromCsv.ok);
     QCOMPARE(fromCsv.Count(pricelist::LineKind::Update), 4);
     QCOMPARE(fromCsv.otherCatalogue,
-             QStringLiteral("有 4 行的序号在本目录中是楼宇名称和房间号都不同的房屋，此价目表可能导出自另一个目录。"));
+             QStringLiteral(
+                 "有 4 行的序号在本目录中是楼宇名称和房间号都不同的房屋，此价目表可能导出自另一个目录。"));
     // Once this catalogue has an identity of its own, the workbook says it is another's.
-    QCOMPARE(pricelist::ExportProgramFolder(other, tmp.filePath(QStringLiteral("o.xlsx")), nullptr, &error), 4);
+    QCOMPARE(pricelist::ExportProgramFolder(other, tmp.filePath(QStringLiteral("o.xlsx")), nullptr, &error),
+             4);
     const pricelist::Plan fromBook = plan(book, other, true);
-    QVERIFY(fromBook.otherCatalogue.startsWith(QStringLiteral("此价目表导出自另一个目录（%1）").arg(sheet.catalogue)));
+    QVERIFY(fromBook.otherCatalogue.startsWith(
+        QStringLiteral("此价目表导出自另一个目录（%1）").arg(sheet.catalogue)));
 
     // The command line refuses it unless told to take the lines as new houses.
     Run r = RunPriceList({QStringLiteral("import"), book, other, QStringLiteral("--create-types")});
@@ -539,11 +559,13 @@ void tst_pricelist_workbooks::listFromAnotherCatalogueIsNamedAndTakenAsNew()
     QVERIFY2(r.out.contains(QStringLiteral("此价目表导出自另一个目录")), qPrintable(r.out));
     QVERIFY(r.err.contains(QStringLiteral("--as-new")));
     QCOMPARE(Dump(other), before);
-    r = RunPriceList({QStringLiteral("import"), book, other, QStringLiteral("--create-types"), QStringLiteral("--as-new")});
+    r = RunPriceList({QStringLiteral("import"), book, other, QStringLiteral("--create-types"),
+                      QStringLiteral("--as-new")});
     QVERIFY2(r.exitCode == 0, qPrintable(r.err + r.out));
     QVERIFY(r.out.contains(QStringLiteral("12 lines (XLSX): 12 new, 0 update, 0 error")));
     // The four houses are as they were; the list's houses are new ones after them.
-    const QString houses = QStringLiteral("SELECT HouseID, HouseName, HouseNo FROM t_House WHERE HouseID <= 4");
+    const QString houses =
+        QStringLiteral("SELECT HouseID, HouseName, HouseNo FROM t_House WHERE HouseID <= 4");
     QCOMPARE(Rows(other, houses).size(), 4);
     QVERIFY(Rows(other, houses).first().startsWith(QStringLiteral("1|金桂园1号楼|0101")));
     QCOMPARE(Count(other, QStringLiteral("t_House")), qint64(16));
@@ -574,7 +596,9 @@ void tst_pricelist_workbooks::ownListIsNotAnotherCatalogues()
         QVERIFY(QDir().mkpath(copy + QStringLiteral("/Images")));
         QVERIFY(QFile::copy(demo + QStringLiteral("/House.db"), copy + QStringLiteral("/House.db")));
         QCOMPARE(plan(book, copy).otherCatalogue, QString());
-        QCOMPARE(pricelist::ExportProgramFolder(copy, tmp.filePath(QStringLiteral("c.xlsx")), nullptr, &error), 12);
+        QCOMPARE(
+            pricelist::ExportProgramFolder(copy, tmp.filePath(QStringLiteral("c.xlsx")), nullptr, &error),
+            12);
         QCOMPARE(pricelist::ReadSheet(tmp.filePath(QStringLiteral("c.xlsx"))).catalogue, identity);
     }
 }

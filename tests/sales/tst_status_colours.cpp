@@ -76,8 +76,8 @@ private slots:
             const QColor c = board.Colour(v);
             QVERIFY2(!seen.contains(c.rgb()), qPrintable(v + QStringLiteral(" shares a colour")));
             seen << c.rgb();
-            for (const QString& builtIn : {QStringLiteral("在售"), QStringLiteral("已售"),
-                                           QStringLiteral("已预订"), QString()})
+            for (const QString& builtIn :
+                 {QStringLiteral("在售"), QStringLiteral("已售"), QStringLiteral("已预订"), QString()})
                 QVERIFY(c != sales::StatusColour(builtIn));
             // Light enough for the dark text on the cell.
             QVERIFY2(c.lightnessF() > 0.5, qPrintable(v));
@@ -88,7 +88,8 @@ private slots:
                 const QColor a(seen[i]), b(seen[j]);
                 const int d = std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) +
                               std::abs(a.blue() - b.blue());
-                QVERIFY2(d >= 30, qPrintable(QStringLiteral("%1 and %2 are too close").arg(values[i], values[j])));
+                QVERIFY2(d >= 30,
+                         qPrintable(QStringLiteral("%1 and %2 are too close").arg(values[i], values[j])));
             }
         }
         // The legend shows the painted colours.

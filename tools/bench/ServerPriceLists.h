@@ -12,6 +12,7 @@ namespace bench {
 // reads), and 10,000 new units with five attribute rows and two pictures each imported (floor:
 // libpq alone inserting the same rows and pictures, pipelined in one transaction). The imported
 // units are taken out again before each run and at the end.
-void MeasureServerPriceLists(const QString& folder, const QString& uri, const CatalogueShape& shape, Report* report);
+void MeasureServerPriceLists(const QString& folder, const QString& uri, const CatalogueShape& shape,
+                             Report* report);
 
 }  // namespace bench

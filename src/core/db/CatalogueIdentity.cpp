@@ -27,7 +27,8 @@ QString serverIdentity(PgSession* server)
     PgRows rows;
     QString system;
     // Not every role may read the control data; the database's name and number then stand alone.
-    if (server->ExecuteNative(QStringLiteral("SELECT system_identifier::text FROM pg_control_system()"), &rows) &&
+    if (server->ExecuteNative(QStringLiteral("SELECT system_identifier::text FROM pg_control_system()"),
+                              &rows) &&
         rows.rowCount == 1)
         system = rows.cells.front().toString();
     rows = PgRows();
@@ -51,10 +52,12 @@ QString CatalogueIdentity(Connection& connection, bool assign)
         // Any number but 0, which means "none yet"; 31 bits keep it positive.
         const quint32 chosen = 1 + QRandomGenerator::system()->bounded(0x7FFFFFFEu);
         const QByteArray sql = "PRAGMA application_id = " + QByteArray::number(chosen);
-        if (sqlite3_exec(handle, sql.constData(), nullptr, nullptr, nullptr) == SQLITE_OK) id = applicationId(handle);
+        if (sqlite3_exec(handle, sql.constData(), nullptr, nullptr, nullptr) == SQLITE_OK)
+            id = applicationId(handle);
     }
     if (id <= 0) return QString();
-    return QStringLiteral("House.db:") + QString::number(quint32(id), 16).toUpper().rightJustified(8, QLatin1Char('0'));
+    return QStringLiteral("House.db:") +
+           QString::number(quint32(id), 16).toUpper().rightJustified(8, QLatin1Char('0'));
 }
 
 }  // namespace db

@@ -55,8 +55,8 @@ bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
         formats.push_back(binary ? 1 : 0);
     }
     const QByteArray text = sql.toUtf8();
-    if (PQsendQueryParams(conn, text.constData(), int(values.size()), nullptr, pointers.data(), lengths.data(),
-                          formats.data(), 0) != 1)
+    if (PQsendQueryParams(conn, text.constData(), int(values.size()), nullptr, pointers.data(),
+                          lengths.data(), formats.data(), 0) != 1)
         return fail(QString::fromUtf8(PQerrorMessage(conn)));
     return ++pending_ < kSyncEvery || Sync();
 }

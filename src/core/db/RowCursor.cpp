@@ -42,7 +42,8 @@ bool RowCursor::fetch()
     PgSession* server = connection_->Server();
     *rows_ = PgRows();
     row_ = 0;
-    if (!server || !server->ExecuteNative(QStringLiteral("FETCH %1 FROM %2").arg(batchRows_).arg(name_), rows_.get())) {
+    if (!server ||
+        !server->ExecuteNative(QStringLiteral("FETCH %1 FROM %2").arg(batchRows_).arg(name_), rows_.get())) {
         connection_->setError(server ? server->LastError() : QStringLiteral("the connection is not open"));
         exhausted_ = true;
         return false;

@@ -185,7 +185,9 @@ private:
 // the same key order so that one pass pairs every row with its house.
 class CatalogueWalk {
 public:
-    CatalogueWalk(db::Connection& connection, const QSet<qint32>* only) : connection_(connection), only_(only) {}
+    CatalogueWalk(db::Connection& connection, const QSet<qint32>* only) : connection_(connection), only_(only)
+    {
+    }
 
     // First pass: the caption columns in the order of their first appearance among the houses
     // written, walking the houses in key order and each house's attribute rows in their own order.
@@ -209,9 +211,10 @@ bool CatalogueWalk::open(bool withPictures)
 {
     errorBefore_ = connection_.LastError();
     const bool opened =
-        houses_.Open(connection_, QStringLiteral("SELECT a.HouseID, a.HouseName, b.HouseType, a.HouseFloor, a.HouseNo, "
-                                                 "a.Intro FROM t_House AS a, t_HouseType AS b "
-                                                 "WHERE a.TypeID = b.TypeID ORDER BY a.HouseID")) &&
+        houses_.Open(connection_,
+                     QStringLiteral("SELECT a.HouseID, a.HouseName, b.HouseType, a.HouseFloor, a.HouseNo, "
+                                    "a.Intro FROM t_House AS a, t_HouseType AS b "
+                                    "WHERE a.TypeID = b.TypeID ORDER BY a.HouseID")) &&
         contents_.Open(connection_, QStringLiteral("SELECT HouseID, Caption, Content FROM t_Content "
                                                    "ORDER BY HouseID, List, ContentID")) &&
         (!withPictures || images_.Open(connection_, QStringLiteral("SELECT HouseID, ImageFile FROM t_Image "
@@ -247,9 +250,9 @@ bool CatalogueWalk::Rows(const QHash<QString, int>& captionColumn, Sink& sink, i
     while (houses_.Next()) {
         const qint64 id = houses_.Column(0).toLongLong();
         const QVariant floor = houses_.Column(3);
-        QStringList cells{db::PaddedHouseNumber(id), houses_.Column(1).toString(), houses_.Column(2).toString(),
-                          floor.isNull() ? QString() : floor.toString(), houses_.Column(4).toString(),
-                          houses_.Column(5).toString()};
+        QStringList cells{db::PaddedHouseNumber(id),    houses_.Column(1).toString(),
+                          houses_.Column(2).toString(), floor.isNull() ? QString() : floor.toString(),
+                          houses_.Column(4).toString(), houses_.Column(5).toString()};
         for (int i = 0; i < captions; ++i) cells << QString();
         std::vector<bool> filled(size_t(captions), false);
         while (contentValid_ && contents_.Column(0).toLongLong() < id) contentValid_ = contents_.Next();
@@ -283,7 +286,8 @@ bool checkName(const QString& path, bool* xlsx, QString* error)
     *xlsx = suffix == QLatin1String("xlsx");
     if (suffix.isEmpty() || suffix == QLatin1String("csv") || *xlsx) return true;
     if (error)
-        *error = QStringLiteral("无法导出为\"%1\"：价目表只能保存为 .csv 或 .xlsx 文件。").arg(QFileInfo(path).fileName());
+        *error = QStringLiteral("无法导出为\"%1\"：价目表只能保存为 .csv 或 .xlsx 文件。")
+                     .arg(QFileInfo(path).fileName());
     return false;
 }
 

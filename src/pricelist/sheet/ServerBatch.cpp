@@ -11,7 +11,8 @@ bool ServerBatch::Begin(const Plan& plan)
     QStringList updated;
     for (const PlanLine& line : plan.lines) {
         if (line.kind == LineKind::New) ++added;
-        if (line.kind == LineKind::Update && !line.pictureNames.isEmpty()) updated << QString::number(line.houseId);
+        if (line.kind == LineKind::Update && !line.pictureNames.isEmpty())
+            updated << QString::number(line.houseId);
     }
     if (added > 0) {
         // The new houses take the keys after the largest one given so far, and the key sequence
@@ -32,9 +33,10 @@ bool ServerBatch::Begin(const Plan& plan)
     }
     if (!updated.isEmpty()) {
         db::Statement images;
-        if (!images.Prepare(connection_, QStringLiteral("SELECT HouseID, ImageFile FROM t_Image WHERE HouseID = "
-                                                        "ANY (string_to_array(?, ',')::bigint[]) "
-                                                        "ORDER BY HouseID, List, ImageID")))
+        if (!images.Prepare(connection_,
+                            QStringLiteral("SELECT HouseID, ImageFile FROM t_Image WHERE HouseID = "
+                                           "ANY (string_to_array(?, ',')::bigint[]) "
+                                           "ORDER BY HouseID, List, ImageID")))
             return false;
         images.Bind(1, updated.join(QLatin1Char(',')));
         while (images.Next()) pictures_[images.Column(0).toLongLong()] << images.Column(1).toString();
@@ -44,9 +46,10 @@ bool ServerBatch::Begin(const Plan& plan)
 
 bool ServerBatch::InsertHouse(qint64 houseId, const PlanLine& line, qint64 typeId)
 {
-    return pipeline_.Send(QStringLiteral("INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                         "VALUES ($1, $2, $3, $4, $5, $6)"),
-                          {houseId, line.building, line.room, line.intro, line.floor, typeId});
+    return pipeline_.Send(
+        QStringLiteral("INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                       "VALUES ($1, $2, $3, $4, $5, $6)"),
+        {houseId, line.building, line.room, line.intro, line.floor, typeId});
 }
 
 bool ServerBatch::UpdateHouse(qint64 houseId, const PlanLine& line, qint64 typeId)
@@ -56,9 +59,10 @@ bool ServerBatch::UpdateHouse(qint64 houseId, const PlanLine& line, qint64 typeI
             ? pipeline_.Send(QStringLiteral("UPDATE t_House SET HouseName = $1, HouseNo = $2, Intro = $3, "
                                             "HouseFloor = $4, TypeID = $5 WHERE HouseID = $6"),
                              {line.building, line.room, line.intro, line.floor, typeId, houseId})
-            : pipeline_.Send(QStringLiteral("UPDATE t_House SET HouseName = $1, HouseNo = $2, HouseFloor = $3, "
-                                            "TypeID = $4 WHERE HouseID = $5"),
-                             {line.building, line.room, line.floor, typeId, houseId});
+            : pipeline_.Send(
+                  QStringLiteral("UPDATE t_House SET HouseName = $1, HouseNo = $2, HouseFloor = $3, "
+                                 "TypeID = $4 WHERE HouseID = $5"),
+                  {line.building, line.room, line.floor, typeId, houseId});
     return updated && pipeline_.Send(QStringLiteral("DELETE FROM t_Content WHERE HouseID = $1"), {houseId});
 }
 
@@ -84,9 +88,10 @@ bool ServerBatch::InsertImage(qint64 houseId, const QString& caption, const QStr
 bool ServerBatch::PutFile(const QString& folder, const QString& name, const QByteArray& content)
 {
     // The same statement as db::PutServerFile, queued rather than waited for.
-    return pipeline_.Send(QStringLiteral("INSERT INTO t_File (Folder, Name, Content) VALUES ($1, $2, $3) "
-                                         "ON CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
-                          {folder, name, QVariant(content)});
+    return pipeline_.Send(
+        QStringLiteral("INSERT INTO t_File (Folder, Name, Content) VALUES ($1, $2, $3) "
+                       "ON CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
+        {folder, name, QVariant(content)});
 }
 
 }  // namespace pricelist

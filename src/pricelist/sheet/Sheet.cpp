@@ -70,7 +70,8 @@ SheetTable ReadSheet(const QString& path, const QString& sheet)
         const QByteArray bytes = file.readAll();
         if (isEncryptedOffice(bytes)) {
             SheetTable table;
-            table.error = QStringLiteral("工作簿设有密码（已加密），无法读取。请在表格程序中取消密码后再导入。");
+            table.error =
+                QStringLiteral("工作簿设有密码（已加密），无法读取。请在表格程序中取消密码后再导入。");
             return table;
         }
         file.close();

@@ -16,8 +16,8 @@ struct SheetTable {
     bool ok = false;
     QString error;
     int errorLine = 0;
-    QString format;  // "UTF-8", "UTF-16", "GB18030" for text; "XLSX" or "XLS" for workbooks
-    QChar separator;  // text files only
+    QString format;     // "UTF-8", "UTF-16", "GB18030" for text; "XLSX" or "XLS" for workbooks
+    QChar separator;    // text files only
     bool text = false;  // CSV or tab-separated text: a leading apostrophe may guard a formula-like cell
     std::vector<CsvRecord> records;  // blank rows left out; line is the spreadsheet's row number
     QString catalogue;  // the catalogue a workbook says it was exported from, "" when it does not say

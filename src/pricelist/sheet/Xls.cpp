@@ -52,7 +52,8 @@ int chooseSheet(const void* xls, const QString& sheetName, QString* error)
         names << QString::fromUtf8(name);
         if (names.last() == sheetName) return int(i);
     }
-    *error = QStringLiteral("工作簿中没有工作表\"%1\"（有：%2）。").arg(sheetName, names.join(QStringLiteral("、")));
+    *error = QStringLiteral("工作簿中没有工作表\"%1\"（有：%2）。")
+                 .arg(sheetName, names.join(QStringLiteral("、")));
     return -1;
 }
 
@@ -65,7 +66,8 @@ SheetTable ReadXls(const QString& path, const QString& sheetName)
     Handle handle;
     const int opened = freexl_open(QFile::encodeName(path).constData(), &handle.xls);
     if (opened != FREEXL_OK) {
-        table.error = QStringLiteral("工作簿已损坏或不是 Excel 97-2003 工作簿，无法读取（FreeXL 错误 %1）。").arg(opened);
+        table.error = QStringLiteral("工作簿已损坏或不是 Excel 97-2003 工作簿，无法读取（FreeXL 错误 %1）。")
+                          .arg(opened);
         return table;
     }
     unsigned int password = 0;

@@ -40,9 +40,9 @@ Parts readParts(const QString& path, const std::function<bool(const QString&)>& 
     archive_entry* entry = nullptr;
     int status = ARCHIVE_OK;
     while ((status = archive_read_next_header(zip.get(), &entry)) == ARCHIVE_OK) {
-        const QString name = QString::fromUtf8(archive_entry_pathname_utf8(entry)
-                                                   ? archive_entry_pathname_utf8(entry)
-                                                   : archive_entry_pathname(entry));
+        const QString name =
+            QString::fromUtf8(archive_entry_pathname_utf8(entry) ? archive_entry_pathname_utf8(entry)
+                                                                 : archive_entry_pathname(entry));
         if (name == QLatin1String("mimetype")) parts.openDocument = true;
         if (!wanted(name)) continue;
         if (archive_entry_is_encrypted(entry)) {
@@ -183,25 +183,47 @@ QStringList readSharedStrings(const QByteArray& bytes)
 QString builtInFormat(int id)
 {
     switch (id) {
-        case 14: return QStringLiteral("yyyy/m/d");
-        case 15: return QStringLiteral("d-mmm-yy");
-        case 16: return QStringLiteral("d-mmm");
-        case 17: return QStringLiteral("mmm-yy");
-        case 18: return QStringLiteral("h:mm AM/PM");
-        case 19: return QStringLiteral("h:mm:ss AM/PM");
-        case 20: return QStringLiteral("h:mm");
-        case 21: return QStringLiteral("h:mm:ss");
-        case 22: return QStringLiteral("yyyy/m/d h:mm");
-        case 27: case 57: return QStringLiteral("yyyy\"年\"m\"月\"");
-        case 28: case 58: return QStringLiteral("m\"月\"d\"日\"");
-        case 29: case 31: return QStringLiteral("yyyy\"年\"m\"月\"d\"日\"");
-        case 30: return QStringLiteral("m-d-yy");
-        case 32: return QStringLiteral("h\"时\"mm\"分\"");
-        case 33: return QStringLiteral("h\"时\"mm\"分\"ss\"秒\"");
-        case 45: return QStringLiteral("mm:ss");
-        case 46: return QStringLiteral("h:mm:ss");
-        case 47: return QStringLiteral("mm:ss");
-        default: return QString();
+        case 14:
+            return QStringLiteral("yyyy/m/d");
+        case 15:
+            return QStringLiteral("d-mmm-yy");
+        case 16:
+            return QStringLiteral("d-mmm");
+        case 17:
+            return QStringLiteral("mmm-yy");
+        case 18:
+            return QStringLiteral("h:mm AM/PM");
+        case 19:
+            return QStringLiteral("h:mm:ss AM/PM");
+        case 20:
+            return QStringLiteral("h:mm");
+        case 21:
+            return QStringLiteral("h:mm:ss");
+        case 22:
+            return QStringLiteral("yyyy/m/d h:mm");
+        case 27:
+        case 57:
+            return QStringLiteral("yyyy\"年\"m\"月\"");
+        case 28:
+        case 58:
+            return QStringLiteral("m\"月\"d\"日\"");
+        case 29:
+        case 31:
+            return QStringLiteral("yyyy\"年\"m\"月\"d\"日\"");
+        case 30:
+            return QStringLiteral("m-d-yy");
+        case 32:
+            return QStringLiteral("h\"时\"mm\"分\"");
+        case 33:
+            return QStringLiteral("h\"时\"mm\"分\"ss\"秒\"");
+        case 45:
+            return QStringLiteral("mm:ss");
+        case 46:
+            return QStringLiteral("h:mm:ss");
+        case 47:
+            return QStringLiteral("mm:ss");
+        default:
+            return QString();
     }
 }
 
@@ -309,16 +331,19 @@ QString readCell(QXmlStreamReader& xml, const CellContext& context)
         return ok && index >= 0 && index < context.shared.size() ? context.shared.at(index) : QString();
     }
     if (type == QLatin1String("inlineStr")) return hasInline ? inlineText : value;
-    if (type == QLatin1String("b")) return value == QLatin1String("1") ? QStringLiteral("TRUE") : QStringLiteral("FALSE");
+    if (type == QLatin1String("b"))
+        return value == QLatin1String("1") ? QStringLiteral("TRUE") : QStringLiteral("FALSE");
     if (type == QLatin1String("str")) return officeUnescape(value);
     if (type == QLatin1String("e") || type == QLatin1String("d")) return value;
     if (value.isEmpty()) return QString();
-    const QString format =
-        style >= 0 && size_t(style) < context.styles.cellFormats.size() ? context.styles.cellFormats[size_t(style)] : QString();
+    const QString format = style >= 0 && size_t(style) < context.styles.cellFormats.size()
+                               ? context.styles.cellFormats[size_t(style)]
+                               : QString();
     return numberText(value, format, context.date1904);
 }
 
-bool readRows(const QByteArray& bytes, const CellContext& context, std::vector<CsvRecord>* records, QString* error)
+bool readRows(const QByteArray& bytes, const CellContext& context, std::vector<CsvRecord>* records,
+              QString* error)
 {
     QXmlStreamReader xml(bytes);
     CsvRecord record;
@@ -363,7 +388,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
         return table;
     };
     const Parts meta = readParts(path, [](const QString& name) {
-        return name == QLatin1String("xl/workbook.xml") || name == QLatin1String("xl/_rels/workbook.xml.rels") ||
+        return name == QLatin1String("xl/workbook.xml") ||
+               name == QLatin1String("xl/_rels/workbook.xml.rels") ||
                name == QLatin1String("xl/sharedStrings.xml") || name == QLatin1String("xl/styles.xml") ||
                name == QLatin1String("docProps/custom.xml");
     });
@@ -374,7 +400,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
     if (!meta.error.isEmpty()) return damaged(meta.error);
     if (!meta.bytes.contains(QStringLiteral("xl/workbook.xml"))) {
         if (meta.openDocument) {
-            table.error = QStringLiteral("这是 OpenDocument 表格（.ods），请在表格程序中另存为 .xlsx 或 CSV 后再导入。");
+            table.error = QStringLiteral(
+                "这是 OpenDocument 表格（.ods），请在表格程序中另存为 .xlsx 或 CSV 后再导入。");
             return table;
         }
         return damaged(QStringLiteral("没有 xl/workbook.xml"));
@@ -390,7 +417,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
             if (s.name == sheetName) chosen = &s;
         }
         if (!chosen) {
-            table.error = QStringLiteral("工作簿中没有工作表\"%1\"（有：%2）。").arg(sheetName, names.join(QStringLiteral("、")));
+            table.error = QStringLiteral("工作簿中没有工作表\"%1\"（有：%2）。")
+                              .arg(sheetName, names.join(QStringLiteral("、")));
             return table;
         }
     }
@@ -401,7 +429,8 @@ SheetTable ReadXlsx(const QString& path, const QString& sheetName)
     const QStringList shared = readSharedStrings(meta.bytes.value(QStringLiteral("xl/sharedStrings.xml")));
     const Styles styles = readStyles(meta.bytes.value(QStringLiteral("xl/styles.xml")));
     QString error;
-    if (!readRows(sheetPart.bytes.value(part), CellContext{shared, styles, book.date1904}, &table.records, &error))
+    if (!readRows(sheetPart.bytes.value(part), CellContext{shared, styles, book.date1904}, &table.records,
+                  &error))
         return damaged(error);
     table.catalogue = customProperty(meta.bytes.value(QStringLiteral("docProps/custom.xml")),
                                      QString::fromLatin1(kCatalogueProperty));
