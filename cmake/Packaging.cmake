@@ -105,7 +105,12 @@ background tune of its type. The interface is in Simplified Chinese.
 
 Each user's catalogue lives in ~/.local/share/Tavrelo. The package also
 holds tavrelo-import, which moves the catalogue of the earlier Windows
-version into it, and tavrelo-demo, which fills an empty one with a demo.")
+version into it; tavrelo-demo, which fills an empty one with a demo;
+tavrelo-pricelist, which exports the catalogue as a CSV or Excel price
+list and loads price lists from CSV, .xlsx and .xls files; tavrelo-backup,
+which saves and restores a catalogue with its pictures and tunes; and
+tavrelo-server, which makes, fills and copies back the shared catalogue on
+a PostgreSQL server.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION misc)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)

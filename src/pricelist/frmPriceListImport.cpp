@@ -30,7 +30,8 @@ constexpr int kListTop = 1020;
 constexpr int kButtonWidth = 1200;
 constexpr int kButtonHeight = 375;
 
-const QString kFilter = QStringLiteral("价目表 (*.csv; *.txt)|*.csv; *.txt|所有文件 (*.*)|*.*");
+const QString kFilter = QStringLiteral(
+    "价目表 (*.csv; *.txt; *.xlsx; *.xls)|*.csv; *.txt; *.xlsx; *.xls|所有文件 (*.*)|*.*");
 
 }  // namespace
 
@@ -54,6 +55,9 @@ void frmPriceListImport::setupControls()
     cmdBrowse = button("cmdBrowse", QStringLiteral("浏览..."));
     chkCreateTypes = new QCheckBox(QStringLiteral("创建缺少的类型"), this);
     chkCreateTypes->setObjectName(QStringLiteral("chkCreateTypes"));
+    chkKeysAsNew = new QCheckBox(QStringLiteral("按新房屋导入（不更新本目录中序号相同的房屋）"), this);
+    chkKeysAsNew->setObjectName(QStringLiteral("chkKeysAsNew"));
+    chkKeysAsNew->setVisible(false);
     cmdReload = button("cmdReload", QStringLiteral("重新读取"));
     lsvLines = new ui::ListView(this);
     lsvLines->setObjectName(QStringLiteral("lsvLines"));
@@ -68,6 +72,7 @@ void frmPriceListImport::setupControls()
     ui::PlaceTwips(lblFile, kMargin, 180, 1200, 345);
     ui::PlaceTwips(cmdBrowse, kWidth - 400 - kButtonWidth, 165, kButtonWidth, kButtonHeight);
     ui::PlaceTwips(chkCreateTypes, 1320, 600, 3000, 345);
+    ui::PlaceTwips(chkKeysAsNew, 4440, 600, 5400, 345);
     ui::PlaceTwips(cmdReload, kWidth - 400 - kButtonWidth, 585, kButtonWidth, kButtonHeight);
 
     ui::ListModel* model = lsvLines->Model();
@@ -84,6 +89,7 @@ void frmPriceListImport::setupControls()
     connect(cmdBrowse, &QPushButton::clicked, this, [this] { cmdBrowse_Click(); });
     connect(cmdReload, &QPushButton::clicked, this, [this] { makePlan(); });
     connect(chkCreateTypes, &QCheckBox::toggled, this, [this] { makePlan(); });
+    connect(chkKeysAsNew, &QCheckBox::toggled, this, [this] { makePlan(); });
     connect(cmdImport, &QPushButton::clicked, this, [this] { cmdImport_Click(); });
     connect(cmdCancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
 }
@@ -91,7 +97,7 @@ void frmPriceListImport::setupControls()
 void frmPriceListImport::Load()
 {
     SetSizeTwips(kWidth, kHeight);
-    lblSummary->setText(QStringLiteral("请选择价目表文件（CSV，UTF-8 或 GB18030 编码）。"));
+    lblSummary->setText(QStringLiteral("请选择价目表文件（CSV，UTF-8 或 GB18030 编码；或 Excel 工作簿 .xlsx、.xls）。"));
 }
 
 void frmPriceListImport::Unload()
@@ -146,6 +152,7 @@ void frmPriceListImport::makePlan()
         if (connection_.IsOpen()) {
             pricelist::ImportOptions options;
             options.createTypes = chkCreateTypes->isChecked();
+            options.keysAsNew = chkKeysAsNew->isChecked();
             plan_ = pricelist::MakePlan(txtFile->text(), connection_, options);
         } else {
             plan_.error = QStringLiteral("无法打开数据库。");
@@ -173,15 +180,19 @@ void frmPriceListImport::showPlan()
         lblSummary->setText(QStringLiteral("无法读取：") + plan_.error);
         return;
     }
-    QString summary = QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。编码 %5。")
+    const bool workbook = plan_.encoding.startsWith(QLatin1String("XLS"));
+    QString summary = QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。%5 %6。")
                           .arg(plan_.lines.size())
                           .arg(plan_.Count(pricelist::LineKind::New))
                           .arg(plan_.Count(pricelist::LineKind::Update))
                           .arg(plan_.Count(pricelist::LineKind::Error))
-                          .arg(plan_.encoding);
+                          .arg(workbook ? QStringLiteral("Excel 工作簿") : QStringLiteral("编码"), plan_.encoding);
     if (!plan_.newTypes.isEmpty())
         summary +=
             QStringLiteral("将创建类型：") + plan_.newTypes.join(QStringLiteral("、")) + QStringLiteral("。");
+    // A list from another catalogue: say so before its keys overwrite houses that only share them.
+    chkKeysAsNew->setVisible(!plan_.otherCatalogue.isEmpty() || chkKeysAsNew->isChecked());
+    if (!plan_.otherCatalogue.isEmpty()) summary = plan_.otherCatalogue + summary;
     lblSummary->setText(summary);
 }
 

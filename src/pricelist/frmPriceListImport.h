@@ -14,7 +14,7 @@ namespace ui {
 class ListView;
 }
 
-// Loads a price list: the user picks a CSV file, sees what would happen to every line (new house,
+// Loads a price list: the user picks a CSV file or an Excel workbook, sees what would happen to every line (new house,
 // update of an existing one, or the reason it is refused) and only then writes the accepted
 // lines, all in one transaction that a cancel rolls back.
 class frmPriceListImport : public ui::Form {
@@ -29,6 +29,7 @@ public:
     QLineEdit* txtFile;
     QPushButton* cmdBrowse;
     QCheckBox* chkCreateTypes;
+    QCheckBox* chkKeysAsNew;  // shown when the list looks like another catalogue's
     QPushButton* cmdReload;
     ui::ListView* lsvLines;
     QLabel* lblSummary;

@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QPainter>
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "core/db/Connection.h"
@@ -80,6 +81,33 @@ int NaturalCompare(const QString& a, const QString& b)
     return c < 0 ? -1 : (c > 0 ? 1 : 0);
 }
 
+namespace {
+
+bool builtInStatus(const QString& v)
+{
+    static const QStringList known = {QString(),           QStringLiteral("在售"), QStringLiteral("可售"),
+                                      QStringLiteral("已预订"), QStringLiteral("预留"), QStringLiteral("保留"),
+                                      QStringLiteral("已售")};
+    return known.contains(v);
+}
+
+// The colour of slot i of n for the values outside the built-in ones: hues spread evenly from cyan
+// through blue and violet to pink, away from green, amber, red and grey so that no other value
+// looks like one of those; neighbouring slots also differ in lightness, so that even twelve values
+// stay apart. Light enough for the dark cell text on top.
+QColor slotColour(int i, int n)
+{
+    const double hue = 175.0 + 165.0 * double(i) / double(n);
+    const double lightness = i % 2 == 0 ? 0.72 : 0.62;
+    // Rounded to 8 bits a channel, as it is painted.
+    const QColor c = QColor::fromHslF(float(std::fmod(hue, 360.0) / 360.0), 0.60f, float(lightness)).toRgb();
+    return QColor(c.red(), c.green(), c.blue());
+}
+
+constexpr int kMinimumSlots = 7;
+
+}  // namespace
+
 QColor StatusColour(const QString& value)
 {
     const QString v = value.trimmed();
@@ -88,11 +116,46 @@ QColor StatusColour(const QString& value)
     if (v == QStringLiteral("已预订") || v == QStringLiteral("预留") || v == QStringLiteral("保留"))
         return QColor(244, 186, 66);
     if (v == QStringLiteral("已售")) return QColor(226, 96, 96);
-    // Away from green, amber, red and grey, so that no other value looks like one of those.
-    static const QColor others[] = {QColor(111, 168, 220), QColor(181, 142, 216), QColor(91, 192, 192),
-                                    QColor(232, 137, 181), QColor(176, 144, 106), QColor(126, 140, 224),
-                                    QColor(143, 160, 184), QColor(200, 160, 130)};
-    return others[stableHash(v) % (sizeof(others) / sizeof(others[0]))];
+    return slotColour(int(stableHash(v) % kMinimumSlots), kMinimumSlots);
+}
+
+QHash<QString, QColor> StatusColours(const QStringList& values)
+{
+    // Each value wants the slot its hash names; a value whose slot is taken takes the next free
+    // one. The values are placed in a fixed order (by hash, then text), so the same set of values
+    // gets the same colours on every PC, and a value alone keeps its StatusColour.
+    QStringList custom;
+    for (const QString& value : values) {
+        const QString v = value.trimmed();
+        if (!builtInStatus(v) && !custom.contains(v)) custom << v;
+    }
+    std::sort(custom.begin(), custom.end(), [](const QString& a, const QString& b) {
+        const quint32 ha = stableHash(a);
+        const quint32 hb = stableHash(b);
+        return ha != hb ? ha < hb : a < b;
+    });
+    const int slotCount = std::max(kMinimumSlots, int(custom.size()));
+    std::vector<bool> taken(size_t(slotCount), false);
+    QHash<QString, QColor> colours;
+    for (const QString& v : custom) {
+        int slot = int(stableHash(v) % quint32(slotCount));
+        while (taken[size_t(slot)]) slot = (slot + 1) % slotCount;
+        taken[size_t(slot)] = true;
+        colours.insert(v, slotColour(slot, slotCount));
+    }
+    return colours;
+}
+
+QColor Board::Colour(const QString& value) const
+{
+    return colours_.value(value.trimmed(), StatusColour(value));
+}
+
+void Board::AssignColours()
+{
+    QStringList values;
+    for (const Unit& u : units) values << u.status;
+    colours_ = StatusColours(values);
 }
 
 QString StatusLabel(const QString& value)
@@ -183,6 +246,7 @@ void Board::Arrange()
             columnOfUnit_[size_t(list[size_t(c)])] = c;
         }
     }
+    AssignColours();
 }
 
 int Board::IndexOf(qint32 houseId) const
@@ -202,7 +266,7 @@ std::vector<LegendEntry> Board::Legend() const
         e.value = it.key();
         e.count = it.value();
         e.share = units.empty() ? 0 : 100.0 * e.count / double(units.size());
-        e.colour = StatusColour(e.value);
+        e.colour = Colour(e.value);
         legend.push_back(e);
     }
     std::sort(legend.begin(), legend.end(), [](const LegendEntry& a, const LegendEntry& b) {
@@ -286,7 +350,7 @@ void Board::Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHou
         for (int c = firstColumn; c <= end; ++c) {
             const Unit& u = units[size_t(row.units[size_t(c)])];
             const QRect cell = CellRect(r, c);
-            const QColor fill = StatusColour(u.status);
+            const QColor fill = Colour(u.status);
             const bool highlighted = u.houseId == highlightedHouse;
             painter.setPen(QPen(highlighted ? QColor(20, 20, 20) : fill.darker(140), highlighted ? 3 : 1));
             painter.setBrush(fill);

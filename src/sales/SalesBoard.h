@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QHash>
 #include <QRect>
 #include <QString>
 #include <vector>
@@ -47,8 +48,12 @@ struct LegendEntry {
 int NaturalCompare(const QString& a, const QString& b);
 
 // The fill of a status: 在售/可售 green, 已预订/预留/保留 amber, 已售 red, no value grey, and any
-// other value a colour of its own that stays the same from run to run.
+// other value a colour of its own that stays the same from run to run (its colour when it is the
+// only such value on the board).
 QColor StatusColour(const QString& value);
+// The colours of the values outside the built-in ones when they are shown together: no two share
+// a colour, whatever their number, and the same set gets the same colours on every PC.
+QHash<QString, QColor> StatusColours(const QStringList& values);
 // What the legend calls the houses without a status.
 QString StatusLabel(const QString& value);
 
@@ -68,6 +73,11 @@ public:
     void Arrange();
     int IndexOf(qint32 houseId) const;
     std::vector<LegendEntry> Legend() const;
+    // The fill of a status on this board, where the values outside the built-in ones each have a
+    // colour of their own (see StatusColours). AssignColours works them out again from the units'
+    // statuses; Arrange calls it, and so must whoever changes a unit's status.
+    QColor Colour(const QString& value) const;
+    void AssignColours();
 
     // Geometry in pixels at scale 1: a label column, then one cell per unit.
     static constexpr int kLabelWidth = 76;
@@ -90,6 +100,7 @@ private:
     std::vector<int> rowOfUnit_;     // per unit: its row
     std::vector<int> columnOfUnit_;  // per unit: its column
     int columns_ = 0;
+    QHash<QString, QColor> colours_;
 };
 
 }  // namespace sales

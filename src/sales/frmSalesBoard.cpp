@@ -235,7 +235,7 @@ QMenu* frmSalesBoard::CellMenu(qint32 houseId)
         }
         connection_.Close();
         for (const QString& value : values) {
-            QAction* a = status->addAction(swatch(sales::StatusColour(value)), value);
+            QAction* a = status->addAction(swatch(board_.Colour(value)), value);
             a->setObjectName(QStringLiteral("mnuStatusValue"));
             a->setCheckable(true);
             a->setChecked(value == current);
@@ -300,7 +300,15 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
         rs.Close();
     }
     connection_.Close();
-    picBoard->UpdateUnit(houseId);
+    // A new value may move the colours of the other values outside the built-in ones.
+    const std::vector<sales::LegendEntry> before = board_.Legend();
+    board_.AssignColours();
+    bool recoloured = false;
+    for (const sales::LegendEntry& e : before) recoloured |= e.colour != board_.Colour(e.value);
+    if (recoloured)
+        picBoard->viewport()->update();
+    else
+        picBoard->UpdateUnit(houseId);
     showLegend();
     if (!written) {
         if (failed && refused)

@@ -30,6 +30,7 @@
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
+#include "core/ui/WindowCalls.h"
 #include "entry/frmHouseInput.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
@@ -149,7 +150,8 @@ void editHouse()
 void deleteHouse()
 {
     QWidget* list = Forms::Show(QStringLiteral("frmHouseList"));
-    if (list && racing) QMetaObject::invokeMethod(list, "StartList");
+    // A racing worker reloads first, so it deletes from what the catalogue holds now.
+    if (auto* calls = dynamic_cast<ui::HouseListCalls*>(list); calls && racing) calls->StartList();
     auto* view = list ? list->findChild<ui::ListView*>(QStringLiteral("lsvHouse")) : nullptr;
     if (!view || view->Model()->Count() == 0) return;
     view->SelectRow(rng.bounded(view->Model()->Count()));

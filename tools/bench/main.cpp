@@ -18,6 +18,7 @@
 #include "Catalogue.h"
 #include "DelayProxy.h"
 #include "PriceLists.h"
+#include "ServerPriceLists.h"
 #include "ProcessStart.h"
 #include "Report.h"
 #include "Windows.h"
@@ -211,6 +212,7 @@ int measureThroughProxy(const Options& options, const QString& folder, bench::Wi
     context.databasePath = slow;
     context.report = &delayed;
     bench::MeasureWindows(context);
+    bench::MeasureServerPriceLists(folder, slow, context.shape, &delayed);
     for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
     delayed.peakRssKb = peakRssKb();
     std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");

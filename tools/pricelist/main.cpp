@@ -1,6 +1,6 @@
 // tavrelo-pricelist: the catalogue as a spreadsheet, for the administrator.
 //   export FILE.csv|FILE.xlsx [PROGRAM_FOLDER]
-//   import FILE.csv [PROGRAM_FOLDER] [--create-types] [--dry-run]
+//   import FILE.csv|FILE.xlsx|FILE.xls [PROGRAM_FOLDER] [--sheet NAME] [--create-types] [--dry-run]
 // The import prints one report line per spreadsheet line, as the import window lists them, and
 // writes nothing when any line is refused.
 #include <QCoreApplication>
@@ -29,13 +29,18 @@ int usage(int code)
     print(code == 0 ? stdout : stderr,
           QStringLiteral(
               "usage: tavrelo-pricelist export FILE.csv|FILE.xlsx [PROGRAM_FOLDER]\n"
-              "       tavrelo-pricelist import FILE.csv [PROGRAM_FOLDER] [--create-types] [--dry-run]\n"
+              "       tavrelo-pricelist import FILE.csv|FILE.xlsx|FILE.xls [PROGRAM_FOLDER] [--sheet NAME]\n"
+              "                                [--create-types] [--as-new] [--dry-run]\n"
               "  export writes every house of the catalogue, in key order, as CSV (UTF-8 with a\n"
-              "  byte-order mark) or XLSX. import reads a CSV price list (UTF-8 or GB18030, comma or\n"
-              "  tab separated), prints what it would do with each line and writes all accepted lines\n"
-              "  in one transaction; any refused line means nothing is written. --create-types makes\n"
-              "  the types the catalogue lacks; --dry-run only prints the report. PROGRAM_FOLDER\n"
-              "  defaults to the program's own folder.\n"));
+              "  byte-order mark) or XLSX; text that a spreadsheet would run as a formula is written so\n"
+              "  that it never runs. import reads a CSV price list (UTF-8 or GB18030, comma or tab\n"
+              "  separated) or an Excel workbook (.xlsx, or .xls from Excel 97-2003; the first sheet\n"
+              "  unless --sheet names another), prints what it would do with each line and writes all\n"
+              "  accepted lines in one transaction; any refused line means nothing is written.\n"
+              "  --create-types makes the types the catalogue lacks; --dry-run only prints the report.\n"
+              "  A list exported from another catalogue is refused unless --as-new takes its lines as\n"
+              "  new houses (its 序号 name that catalogue's houses, not this one's).\n"
+              "  PROGRAM_FOLDER defaults to the program's own folder.\n"));
     return code;
 }
 
@@ -59,7 +64,8 @@ int exportCatalogue(const QString& file, const QString& folder)
     return 0;
 }
 
-int importPriceList(const QString& file, const QString& folder, bool createTypes, bool dryRun)
+int importPriceList(const QString& file, const QString& folder, const pricelist::ImportOptions& options,
+                    bool dryRun)
 {
     QElapsedTimer timer;
     timer.start();
@@ -69,8 +75,6 @@ int importPriceList(const QString& file, const QString& folder, bool createTypes
     const QString database = server.isEmpty() ? folder + QStringLiteral("/House.db") : server;
     if (!db::OpenCatalogue(connection, folder))
         return fail(QStringLiteral("cannot open the catalogue %1: %2").arg(database, connection.LastError()));
-    pricelist::ImportOptions options;
-    options.createTypes = createTypes;
     const pricelist::Plan plan = pricelist::MakePlan(file, connection, options);
     if (!plan.ok) return fail(plan.error);
     for (const pricelist::PlanLine& line : plan.lines)
@@ -86,6 +90,14 @@ int importPriceList(const QString& file, const QString& folder, bool createTypes
               .arg(updated)
               .arg(refused)
               .arg(plan.newTypes.isEmpty() ? QStringLiteral("none") : plan.newTypes.join(QLatin1Char(' '))));
+    if (!plan.otherCatalogue.isEmpty()) {
+        print(stdout, plan.otherCatalogue + QLatin1Char('\n'));
+        // Its keys name another catalogue's houses: updating the houses that share them here would
+        // overwrite them, so the list goes in only as new houses, or as updates when told so.
+        if (!options.keysAsNew && !dryRun)
+            return fail(QStringLiteral("the list comes from another catalogue; --as-new takes its lines as new "
+                                       "houses."));
+    }
     if (refused > 0) return fail(QStringLiteral("%1 lines were refused.").arg(refused));
     if (dryRun) {
         print(stdout, QStringLiteral("Dry run: nothing was written.\n"));
@@ -115,11 +127,18 @@ int main(int argc, char* argv[])
     QCoreApplication app(argc, argv);
     tools::installTerminalLogin(QStringLiteral("tavrelo-pricelist"));
     QStringList positional;
-    bool createTypes = false;
+    pricelist::ImportOptions options;
     bool dryRun = false;
-    for (const QString& arg : app.arguments().mid(1)) {
-        if (arg == QLatin1String("--create-types")) {
-            createTypes = true;
+    const QStringList args = app.arguments().mid(1);
+    for (int i = 0; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        if (arg == QLatin1String("--sheet")) {
+            if (i + 1 >= args.size() || args[i + 1].isEmpty()) return usage(kUsage);
+            options.sheet = args[++i];
+        } else if (arg == QLatin1String("--as-new")) {
+            options.keysAsNew = true;
+        } else if (arg == QLatin1String("--create-types")) {
+            options.createTypes = true;
         } else if (arg == QLatin1String("--dry-run")) {
             dryRun = true;
         } else if (arg == QLatin1String("--help") || arg == QLatin1String("-h")) {
@@ -137,9 +156,9 @@ int main(int argc, char* argv[])
     const QString folder =
         QDir(positional.size() > 2 ? positional[2] : folders::DefaultProgramFolder()).absolutePath();
     if (command == QLatin1String("export")) {
-        if (createTypes || dryRun) return usage(kUsage);
+        if (options.createTypes || dryRun || options.keysAsNew || !options.sheet.isEmpty()) return usage(kUsage);
         return exportCatalogue(file, folder);
     }
-    if (command == QLatin1String("import")) return importPriceList(file, folder, createTypes, dryRun);
+    if (command == QLatin1String("import")) return importPriceList(file, folder, options, dryRun);
     return usage(kUsage);
 }

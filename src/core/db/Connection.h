@@ -78,6 +78,7 @@ public:
 private:
     friend class Recordset;
     friend class Statement;
+    friend class RowCursor;
     void setError(const QString& message);
     // Prepares SQLite text with $1, $2 ... and binds the values. Text left after the first
     // statement (anything but blanks and semicolons) makes it fail, as the original engine refused it.

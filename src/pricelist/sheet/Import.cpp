@@ -4,13 +4,13 @@
 #include <QHash>
 #include <QRegularExpression>
 
-#include "core/ImageNames.h"
+#include "core/db/CatalogueIdentity.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
-#include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
+#include "pricelist/sheet/Sheet.h"
 
 namespace pricelist {
 
@@ -96,45 +96,35 @@ struct Columns {
 
 }  // namespace
 
-Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options)
-{
-    Plan plan;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        plan.error = QStringLiteral("无法打开文件 %1：%2").arg(path, file.errorString());
-        return plan;
-    }
-    const DecodedText decoded = DecodeSpreadsheetText(file.readAll());
-    file.close();
-    if (!decoded.ok) {
-        plan.error = decoded.error;
-        return plan;
-    }
-    plan.encoding = decoded.encoding;
-    const CsvTable csv = ParseCsv(decoded.text);
-    plan.separator = csv.separator;
-    if (!csv.ok) {
-        plan.error = QStringLiteral("第 %1 行：%2").arg(csv.errorLine).arg(csv.error);
-        plan.errorLine = csv.errorLine;
-        return plan;
-    }
-    if (csv.records.empty()) {
-        plan.error = QStringLiteral("文件中没有标题行。");
-        return plan;
-    }
+namespace {
 
-    // The header names the columns, in any order; a title the program does not know is an
-    // attribute caption.
-    Columns cols;
-    const CsvRecord& header = csv.records.front();
+// The header row: the first row naming at least two of the known columns, so that a title row
+// above it (a merged "翠湖苑价目表" across the sheet, or a note) is passed over. A sheet where no
+// row qualifies takes its first row, whose missing columns are then reported.
+size_t findHeader(const std::vector<CsvRecord>& records)
+{
+    const QStringList known = {kColumnNumber, kColumnBuilding, kColumnType,    kColumnFloor,
+                               kColumnRoom,   kColumnIntro,    kColumnPictures};
+    for (size_t r = 0; r < records.size() && r < 20; ++r) {
+        int hits = 0;
+        for (const QString& field : records[r].fields) hits += known.contains(field.trimmed()) ? 1 : 0;
+        if (hits >= 2) return r;
+    }
+    return 0;
+}
+
+// The header names the columns, in any order; a title the program does not know is an
+// attribute caption.
+bool readColumns(const CsvRecord& header, Columns* cols, Plan* plan)
+{
     const std::vector<std::pair<QString, int*>> known = {
-        {kColumnNumber, &cols.number},    {kColumnBuilding, &cols.building}, {kColumnType, &cols.type},
-        {kColumnFloor, &cols.floor},      {kColumnRoom, &cols.room},         {kColumnIntro, &cols.intro},
-        {kColumnPictures, &cols.pictures}};
-    auto headerError = [&plan, &header](const QString& message) {
-        plan.error = QStringLiteral("第 %1 行：%2").arg(header.line).arg(message);
-        plan.errorLine = header.line;
-        return plan;
+        {kColumnNumber, &cols->number},    {kColumnBuilding, &cols->building}, {kColumnType, &cols->type},
+        {kColumnFloor, &cols->floor},      {kColumnRoom, &cols->room},         {kColumnIntro, &cols->intro},
+        {kColumnPictures, &cols->pictures}};
+    auto headerError = [plan, &header](const QString& message) {
+        plan->error = QStringLiteral("第 %1 行：%2").arg(header.line).arg(message);
+        plan->errorLine = header.line;
+        return false;
     };
     for (int c = 0; c < header.fields.size(); ++c) {
         const QString title = header.fields[c].trimmed();
@@ -146,340 +136,220 @@ Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptio
             *k.second = c;
             isKnown = true;
         }
-        if (!isKnown) cols.attributes.append({c, title});
+        if (!isKnown) cols->attributes.append({c, title});
     }
     for (const auto& required :
-         {std::make_pair(kColumnBuilding, cols.building), std::make_pair(kColumnType, cols.type),
-          std::make_pair(kColumnRoom, cols.room), std::make_pair(kColumnFloor, cols.floor)}) {
+         {std::make_pair(kColumnBuilding, cols->building), std::make_pair(kColumnType, cols->type),
+          std::make_pair(kColumnRoom, cols->room), std::make_pair(kColumnFloor, cols->floor)}) {
         if (required.second < 0) return headerError(QStringLiteral("缺少列\"%1\"。").arg(required.first));
     }
+    return true;
+}
 
-    // What is there now: the types by name, the houses by key and by building and room.
+QString placeKey(const QString& building, const QString& room)
+{
+    return building + QChar(0) + room;
+}
+
+// What is there now: the types by name, the houses by key and by building and room.
+struct Existing {
     QHash<QString, qint64> types;
     QSet<qint64> houses;
     QHash<QString, QList<qint32>> byPlace;
+    QHash<qint64, QPair<QString, QString>> placeOf;  // key -> building, room
+};
+
+bool readExisting(db::Connection& connection, Existing* existing, QString* error)
+{
     db::Statement readTypes;
     db::Statement readHouses;
     if (!readTypes.Prepare(connection, QStringLiteral("SELECT TypeID, HouseType FROM t_HouseType")) ||
         !readHouses.Prepare(connection, QStringLiteral("SELECT HouseID, HouseName, HouseNo FROM t_House"))) {
-        plan.error = QStringLiteral("无法读取数据库：%1").arg(connection.LastError());
-        return plan;
+        *error = QStringLiteral("无法读取数据库：%1").arg(connection.LastError());
+        return false;
     }
     while (readTypes.Next())
-        types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
-    auto placeKey = [](const QString& building, const QString& room) { return building + QChar(0) + room; };
+        existing->types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
     while (readHouses.Next()) {
         const qint32 id = qint32(readHouses.Column(0).toLongLong());
-        houses.insert(id);
-        byPlace[placeKey(readHouses.Column(1).toString(), readHouses.Column(2).toString())].append(id);
+        existing->houses.insert(id);
+        existing->byPlace[placeKey(readHouses.Column(1).toString(), readHouses.Column(2).toString())].append(
+            id);
+        existing->placeOf.insert(id, {readHouses.Column(1).toString(), readHouses.Column(2).toString()});
     }
-
-    const QDir sheetFolder = QFileInfo(path).absoluteDir();
-    QSet<QString> newTypeKeys;
-    for (size_t r = 1; r < csv.records.size(); ++r) {
-        const CsvRecord& record = csv.records[r];
-        PlanLine line;
-        line.line = record.line;
-        auto cell = [&record](int column) { return column >= 0 ? record.fields.value(column) : QString(); };
-        line.numberText = cell(cols.number).trimmed();
-        line.building = cell(cols.building);
-        line.type = cell(cols.type);
-        line.room = cell(cols.room);
-        line.intro = cell(cols.intro);
-        line.hasIntro = cols.intro >= 0;
-        for (const auto& attribute : cols.attributes) {
-            const QString value = cell(attribute.first);
-            if (!value.isEmpty()) line.attributes.append({attribute.second, value});
-        }
-        line.pictureNames = splitList(cell(cols.pictures));
-
-        auto refuse = [&plan, &line](const QString& reason) {
-            line.kind = LineKind::Error;
-            line.reason = reason;
-            plan.lines.push_back(line);
-        };
-        bool extra = false;
-        for (int c = int(header.fields.size()); c < record.fields.size(); ++c)
-            extra |= !record.fields[c].isEmpty();
-        if (extra) {
-            refuse(QStringLiteral("本行的字段比标题行多。"));
-            continue;
-        }
-        // The checks run in the entry wizard's order, and the first failure is the reason given.
-        if (line.building.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("名称")));
-            continue;
-        }
-        if (line.type.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("类型")));
-            continue;
-        }
-        if (line.room.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("房间号")));
-            continue;
-        }
-        const QString floorText = cell(cols.floor);
-        line.floorText = floorText;
-        if (floorText.isEmpty()) {
-            refuse(requiredMessage(QStringLiteral("楼层")));
-            continue;
-        }
-        qint64 floor = 0;
-        if (!wholeNumber(floorText, &floor) || floor < 1 || floor > 99) {
-            refuse(QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"%1\"）。").arg(floorText));
-            continue;
-        }
-        line.floor = int(floor);
-        qint64 number = 0;
-        if (!line.numberText.isEmpty() && !wholeNumber(line.numberText, &number)) {
-            refuse(QStringLiteral("\"序号\"只能输入数字（现在是\"%1\"）。").arg(line.numberText));
-            continue;
-        }
-        const QString key = typeKey(line.type);
-        if (!types.contains(key) && !newTypeKeys.contains(key)) {
-            if (!options.createTypes) {
-                refuse(QStringLiteral("类型\"%1\"不存在。").arg(line.type));
-                continue;
-            }
-        }
-        QString missing;
-        for (const QString& name : line.pictureNames) {
-            const QString source = findPicture(name, sheetFolder);
-            if (source.isEmpty()) {
-                missing = name;
-                break;
-            }
-            line.pictureSources << source;
-        }
-        if (!missing.isEmpty()) {
-            refuse(QStringLiteral("找不到图片文件\"%1\"。").arg(missing));
-            continue;
-        }
-
-        if (!line.numberText.isEmpty() && houses.contains(number)) {
-            line.kind = LineKind::Update;
-            line.houseId = qint32(number);
-        } else if (line.numberText.isEmpty()) {
-            const QList<qint32> matches = byPlace.value(placeKey(line.building, line.room));
-            if (matches.size() > 1) {
-                refuse(QStringLiteral("楼宇名称\"%1\"、房间号\"%2\"对应 %3 套房屋，请填写序号。")
-                           .arg(line.building, line.room)
-                           .arg(matches.size()));
-                continue;
-            }
-            line.kind = matches.isEmpty() ? LineKind::New : LineKind::Update;
-            line.houseId = matches.isEmpty() ? 0 : matches.first();
-        } else {
-            // A key that names no house (a price list from another catalogue): a new house, which
-            // gets its own key.
-            line.kind = LineKind::New;
-        }
-        if (!types.contains(key) && !newTypeKeys.contains(key)) {
-            newTypeKeys.insert(key);
-            plan.newTypes << line.type;
-        }
-        plan.lines.push_back(line);
-    }
-    plan.ok = true;
-    return plan;
+    return true;
 }
 
-namespace {
+// One row of the sheet as the line it would be, before its checks.
+PlanLine lineFromRecord(const CsvRecord& record, const Columns& cols, bool guardedText)
+{
+    PlanLine line;
+    line.line = record.line;
+    auto cell = [&record, guardedText](int column) {
+        const QString text = column >= 0 ? record.fields.value(column) : QString();
+        return guardedText ? UnguardFormulaText(text) : text;
+    };
+    line.numberText = cell(cols.number).trimmed();
+    line.building = cell(cols.building);
+    line.type = cell(cols.type);
+    line.room = cell(cols.room);
+    line.intro = cell(cols.intro);
+    line.hasIntro = cols.intro >= 0;
+    line.floorText = cell(cols.floor);
+    for (const auto& attribute : cols.attributes) {
+        const QString value = cell(attribute.first);
+        if (!value.isEmpty()) line.attributes.append({attribute.second, value});
+    }
+    line.pictureNames = splitList(cell(cols.pictures));
+    return line;
+}
 
-struct PendingCopy {
-    QString temporary;
-    QString final;
+// The checks run in the entry wizard's order; the first failure is the reason given, and an
+// empty reason means the line passes them.
+QString checkFields(PlanLine& line, qint64* number)
+{
+    if (line.building.isEmpty()) return requiredMessage(QStringLiteral("名称"));
+    if (line.type.isEmpty()) return requiredMessage(QStringLiteral("类型"));
+    if (line.room.isEmpty()) return requiredMessage(QStringLiteral("房间号"));
+    if (line.floorText.isEmpty()) return requiredMessage(QStringLiteral("楼层"));
+    qint64 floor = 0;
+    if (!wholeNumber(line.floorText, &floor) || floor < 1 || floor > 99)
+        return QStringLiteral("\"楼层\"只能输入 1 到 99 之间的整数（现在是\"%1\"）。").arg(line.floorText);
+    line.floor = int(floor);
+    if (!line.numberText.isEmpty() && !wholeNumber(line.numberText, number))
+        return QStringLiteral("\"序号\"只能输入数字（现在是\"%1\"）。").arg(line.numberText);
+    return QString();
+}
+
+QString findPictures(PlanLine& line, const QDir& sheetFolder)
+{
+    for (const QString& name : line.pictureNames) {
+        const QString source = findPicture(name, sheetFolder);
+        if (source.isEmpty()) return QStringLiteral("找不到图片文件\"%1\"。").arg(name);
+        line.pictureSources << source;
+    }
+    return QString();
+}
+
+// Decides whether a checked line adds a house or replaces one; an empty result means it does.
+QString placeLine(PlanLine& line, qint64 number, const Existing& existing, bool keysAsNew)
+{
+    if (!line.numberText.isEmpty() && keysAsNew) {
+        line.kind = LineKind::New;
+    } else if (!line.numberText.isEmpty() && existing.houses.contains(number)) {
+        line.kind = LineKind::Update;
+        line.houseId = qint32(number);
+    } else if (line.numberText.isEmpty()) {
+        const QList<qint32> matches = existing.byPlace.value(placeKey(line.building, line.room));
+        if (matches.size() > 1) {
+            return QStringLiteral("楼宇名称\"%1\"、房间号\"%2\"对应 %3 套房屋，请填写序号。")
+                .arg(line.building, line.room)
+                .arg(matches.size());
+        }
+        line.kind = matches.isEmpty() ? LineKind::New : LineKind::Update;
+        line.houseId = matches.isEmpty() ? 0 : matches.first();
+    } else {
+        // A key that names no house (a price list from another catalogue): a new house, which
+        // gets its own key.
+        line.kind = LineKind::New;
+    }
+    return QString();
+}
+
+struct PlanContext {
+    const Columns& cols;
+    int headerWidth;
+    bool guardedText;
+    const Existing& existing;
+    const ImportOptions& options;
+    QDir sheetFolder;
+    QSet<QString> newTypeKeys;
 };
 
-void discard(const std::vector<PendingCopy>& copies)
+void planRecord(const CsvRecord& record, PlanContext& context, Plan* plan)
 {
-    for (const PendingCopy& copy : copies) QFile::remove(copy.temporary);
+    PlanLine line = lineFromRecord(record, context.cols, context.guardedText);
+    auto refuse = [plan, &line](const QString& reason) {
+        line.kind = LineKind::Error;
+        line.reason = reason;
+        plan->lines.push_back(line);
+    };
+    for (int c = context.headerWidth; c < record.fields.size(); ++c) {
+        if (!record.fields[c].isEmpty()) return refuse(QStringLiteral("本行的字段比标题行多。"));
+    }
+    qint64 number = 0;
+    QString reason = checkFields(line, &number);
+    if (!reason.isEmpty()) return refuse(reason);
+    const QString key = typeKey(line.type);
+    const bool knownType = context.existing.types.contains(key) || context.newTypeKeys.contains(key);
+    if (!knownType && !context.options.createTypes)
+        return refuse(QStringLiteral("类型\"%1\"不存在。").arg(line.type));
+    reason = findPictures(line, context.sheetFolder);
+    if (reason.isEmpty()) reason = placeLine(line, number, context.existing, context.options.keysAsNew);
+    if (!reason.isEmpty()) return refuse(reason);
+    if (!knownType) {
+        context.newTypeKeys.insert(key);
+        plan->newTypes << line.type;
+    }
+    plan->lines.push_back(line);
+}
+
+// Why the list looks like another catalogue's, or "" when it does not. A workbook that names a
+// catalogue other than this one says so itself; any list (a CSV names none) gives itself away when
+// its keys name houses here whose building and room both differ from the line's, which an edit
+// of this catalogue's own list (a room renumbered, a building renamed) does not do.
+QString otherCatalogue(const Plan& plan, const QString& source, const QString& own, const Existing& existing)
+{
+    if (!source.isEmpty() && !own.isEmpty() && source != own)
+        return QStringLiteral("此价目表导出自另一个目录（%1），其中的序号指的是那个目录的房屋。").arg(source);
+    int strangers = 0;
+    for (const PlanLine& line : plan.lines) {
+        if (line.numberText.isEmpty() || line.kind == LineKind::Error) continue;
+        qint64 number = 0;
+        if (!wholeNumber(line.numberText, &number) || !existing.placeOf.contains(number)) continue;
+        const QPair<QString, QString> here = existing.placeOf.value(number);
+        if (here.first.compare(line.building, Qt::CaseInsensitive) != 0 &&
+            here.second.compare(line.room, Qt::CaseInsensitive) != 0)
+            ++strangers;
+    }
+    if (strangers == 0) return QString();
+    return QStringLiteral(
+               "有 %1 行的序号在本目录中是楼宇名称和房间号都不同的房屋，此价目表可能导出自另一个目录。")
+        .arg(strangers);
 }
 
 }  // namespace
 
-WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QString& programFolder,
-                      const Progress& progress)
+Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options)
 {
-    WriteResult result;
-    if (!plan.ok) {
-        result.error = plan.error;
-        return result;
+    Plan plan;
+    const SheetTable sheet = ReadSheet(path, options.sheet);
+    plan.encoding = sheet.format;
+    plan.separator = sheet.separator;
+    if (!sheet.ok) {
+        plan.error = sheet.error;
+        plan.errorLine = sheet.errorLine;
+        return plan;
     }
-    const QString images = programFolder + QStringLiteral("/Images");
-    QDir().mkpath(images);
+    if (sheet.records.empty()) {
+        plan.error = QStringLiteral("文件中没有标题行。");
+        return plan;
+    }
+    const size_t headerIndex = findHeader(sheet.records);
+    const CsvRecord& header = sheet.records[headerIndex];
+    Columns cols;
+    if (!readColumns(header, &cols, &plan)) return plan;
+    Existing existing;
+    if (!readExisting(connection, &existing, &plan.error)) return plan;
 
-    db::Transaction transaction(connection);
-    if (!connection.InTransaction()) {
-        result.error = QStringLiteral("数据库正被占用，无法导入：%1").arg(connection.LastError());
-        return result;
-    }
-    std::vector<PendingCopy> copies;
-    int currentLine = 0;
-    auto undo = [&]() {
-        transaction.Rollback();
-        discard(copies);
-        result.added = result.updated = result.typesCreated = 0;
-    };
-    auto fail = [&](const QString& what) {
-        undo();
-        result.error =
-            currentLine > 0
-                ? QStringLiteral("第 %1 行：%2：%3").arg(currentLine).arg(what, connection.LastError())
-                : QStringLiteral("%1：%2").arg(what, connection.LastError());
-        return result;
-    };
-
-    db::Statement lastList, insertType, insertHouse, updateHouse, updateHouseKeepIntro, deleteContent,
-        insertContent, readImages, deleteImages, insertImage, readTypes;
-    const bool prepared =
-        lastList.Prepare(connection, QStringLiteral("SELECT MAX(List) FROM t_HouseType")) &&
-        readTypes.Prepare(connection, QStringLiteral("SELECT TypeID, HouseType FROM t_HouseType")) &&
-        insertType.Prepare(connection, QStringLiteral("INSERT INTO t_HouseType (List, HouseType, MusicTitle, "
-                                                      "MusicFile) VALUES (?, ?, '', '')")) &&
-        insertHouse.Prepare(connection, QStringLiteral("INSERT INTO t_House (HouseName, HouseNo, Intro, "
-                                                       "HouseFloor, TypeID) VALUES (?, ?, ?, ?, ?)")) &&
-        updateHouse.Prepare(connection,
-                            QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, Intro = ?, "
-                                           "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
-        updateHouseKeepIntro.Prepare(connection,
-                                     QStringLiteral("UPDATE t_House SET HouseName = ?, HouseNo = ?, "
-                                                    "HouseFloor = ?, TypeID = ? WHERE HouseID = ?")) &&
-        deleteContent.Prepare(connection, QStringLiteral("DELETE FROM t_Content WHERE HouseID = ?")) &&
-        insertContent.Prepare(connection,
-                              QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
-                                             "VALUES (?, ?, ?, ?)")) &&
-        readImages.Prepare(
-            connection,
-            QStringLiteral("SELECT ImageFile FROM t_Image WHERE HouseID = ? ORDER BY List, ImageID")) &&
-        deleteImages.Prepare(connection, QStringLiteral("DELETE FROM t_Image WHERE HouseID = ?")) &&
-        insertImage.Prepare(connection,
-                            QStringLiteral("INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, "
-                                           "List) VALUES (?, ?, '', ?, ?)"));
-    if (!prepared) return fail(QStringLiteral("无法准备写入语句"));
-
-    // New types go to the end of the user's order, in the order the sheet first names them.
-    QHash<QString, qint64> types;
-    while (readTypes.Next())
-        types.insert(typeKey(readTypes.Column(1).toString()), readTypes.Column(0).toLongLong());
-    qint64 list = lastList.Next() ? lastList.Column(0).toLongLong() : 0;
-    lastList.Reset();
-    for (const QString& name : plan.newTypes) {
-        if (types.contains(typeKey(name))) continue;
-        insertType.Bind(1, ++list);
-        insertType.Bind(2, name);
-        if (!insertType.Exec()) return fail(QStringLiteral("无法增加类型\"%1\"").arg(name));
-        types.insert(typeKey(name), insertType.LastInsertId());
-        ++result.typesCreated;
-    }
-
-    int total = 0;
-    for (const PlanLine& line : plan.lines) total += line.kind != LineKind::Error ? 1 : 0;
-    int done = 0;
-    if (progress && !progress(0, total)) {
-        result.cancelled = true;
-        transaction.Rollback();
-        return result;
-    }
-    for (const PlanLine& line : plan.lines) {
-        if (line.kind == LineKind::Error) continue;
-        currentLine = line.line;
-        const qint64 typeId = types.value(typeKey(line.type), -1);
-        if (typeId < 0) return fail(QStringLiteral("类型\"%1\"不存在").arg(line.type));
-        qint64 houseId = line.houseId;
-        if (line.kind == LineKind::New) {
-            insertHouse.Bind(1, line.building);
-            insertHouse.Bind(2, line.room);
-            insertHouse.Bind(3, line.intro);
-            insertHouse.Bind(4, line.floor);
-            insertHouse.Bind(5, typeId);
-            if (!insertHouse.Exec()) return fail(QStringLiteral("无法增加房屋"));
-            houseId = insertHouse.LastInsertId();
-            ++result.added;
-        } else {
-            db::Statement& update = line.hasIntro ? updateHouse : updateHouseKeepIntro;
-            int i = 1;
-            update.Bind(i++, line.building);
-            update.Bind(i++, line.room);
-            if (line.hasIntro) update.Bind(i++, line.intro);
-            update.Bind(i++, line.floor);
-            update.Bind(i++, typeId);
-            update.Bind(i++, houseId);
-            deleteContent.Bind(1, houseId);
-            if (!update.Exec() || !deleteContent.Exec()) return fail(QStringLiteral("无法更新房屋"));
-            ++result.updated;
-        }
-        int position = 0;
-        for (const auto& attribute : line.attributes) {
-            insertContent.Bind(1, houseId);
-            insertContent.Bind(2, attribute.first);
-            insertContent.Bind(3, attribute.second);
-            insertContent.Bind(4, ++position);
-            if (!insertContent.Exec()) return fail(QStringLiteral("无法写入属性\"%1\"").arg(attribute.first));
-        }
-
-        // An update keeps its pictures unless the sheet names others.
-        bool replacePictures = !line.pictureNames.isEmpty();
-        if (replacePictures && line.kind == LineKind::Update) {
-            QStringList stored;
-            readImages.Bind(1, houseId);
-            while (readImages.Next()) stored << readImages.Column(0).toString();
-            readImages.Reset();
-            replacePictures = stored != line.pictureNames;
-            if (replacePictures) {
-                deleteImages.Bind(1, houseId);
-                if (!deleteImages.Exec()) return fail(QStringLiteral("无法更新图片"));
-            }
-        }
-        if (replacePictures) {
-            for (int p = 0; p < line.pictureSources.size(); ++p) {
-                const QString& source = line.pictureSources[p];
-                const QString number = QString::number(p + 1);
-                const QString stored = images::StoredImageName(houseId, number, source);
-                insertImage.Bind(1, houseId);
-                insertImage.Bind(2, QFileInfo(line.pictureNames[p]).completeBaseName());
-                insertImage.Bind(3, stored);
-                insertImage.Bind(4, p + 1);
-                if (!insertImage.Exec()) return fail(QStringLiteral("无法写入图片\"%1\"").arg(stored));
-                // Copied aside now, put in place after the commit: until then the folder holds
-                // exactly what the catalogue names.
-                const PendingCopy copy{images + QStringLiteral("/.import-%1.part").arg(copies.size()),
-                                       images + QLatin1Char('/') + stored};
-                QFile::remove(copy.temporary);
-                if (!QFile::copy(source, copy.temporary)) {
-                    copies.push_back(copy);
-                    return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
-                }
-                copies.push_back(copy);
-                // A shared catalogue keeps its pictures on the server, in the same transaction as
-                // the rows that name them; this PC's Images folder is only its cache.
-                if (connection.Server()) {
-                    QFile picture(copy.temporary);
-                    if (!picture.open(QIODevice::ReadOnly) ||
-                        !db::PutServerFile(connection, QStringLiteral("Images"), stored, picture.readAll()))
-                        return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
-                }
-            }
-        }
-        ++done;
-        if (progress && (done % 100 == 0 || done == total) && !progress(done, total)) {
-            undo();
-            result.cancelled = true;
-            return result;
-        }
-    }
-    currentLine = 0;
-    if (!transaction.Commit()) {
-        discard(copies);
-        result.error = QStringLiteral("无法保存导入：%1").arg(connection.LastError());
-        return result;
-    }
-    for (const PendingCopy& copy : copies) {
-        QFile::remove(copy.final);
-        if (QFile::rename(copy.temporary, copy.final)) ++result.picturesCopied;
-    }
-    result.ok = true;
-    return result;
+    PlanContext context{cols,    int(header.fields.size()),     sheet.text, existing,
+                        options, QFileInfo(path).absoluteDir(), {}};
+    for (size_t r = headerIndex + 1; r < sheet.records.size(); ++r)
+        planRecord(sheet.records[r], context, &plan);
+    plan.otherCatalogue =
+        otherCatalogue(plan, sheet.catalogue, db::CatalogueIdentity(connection, false), existing);
+    plan.ok = true;
+    return plan;
 }
 
 }  // namespace pricelist

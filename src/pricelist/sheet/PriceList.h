@@ -15,7 +15,8 @@ class Connection;
 // The catalogue as a price list: one row per house, with its key, building, type, floor, room
 // number, description, one column per attribute caption and its picture files. The export writes
 // it as CSV or XLSX; the import reads the CSV back into a plan that is shown before anything is
-// written, and writes the plan in one transaction.
+// written, and writes the plan in one transaction. The import reads CSV and tab-separated text as
+// well as Excel workbooks (.xlsx and the older .xls).
 namespace pricelist {
 
 // The column titles. The attribute columns stand between 说明 and 图片.
@@ -31,18 +32,13 @@ inline const QString kListSeparator = QStringLiteral("；");
 
 // ---- export ----
 
-struct Table {
-    QStringList header;
-    std::vector<QStringList> rows;
-};
-
-// Every house with a type, in key order, or only those in `only` when it is given. Captions get
-// their columns in the order of their first appearance among the rows written.
-bool ReadCatalogue(db::Connection& connection, const QSet<qint32>* only, Table* table, QString* error);
-bool WriteCsv(const Table& table, const QString& path, QString* error);
-bool WriteXlsx(const Table& table, const QString& path, QString* error);
-// Reads the catalogue at databasePath and writes path as XLSX when it ends in ".xlsx" (any case),
-// else as CSV. Returns the number of houses written, or -1 with *error set.
+// Every house with a type, in key order, or only those in `only` when it is given; captions get
+// their columns in the order of their first appearance among the rows written. The rows are read
+// and written one by one, so memory does not grow with the catalogue. Text cells that a
+// spreadsheet program would run as a formula are written so that they never run (see Sheet.h).
+// ExportCatalogue reads the catalogue at databasePath and writes path as XLSX when it ends in
+// ".xlsx" (any case), as CSV when it ends in ".csv" or has no extension; any other extension is
+// refused. Returns the number of houses written, or -1 with *error set.
 int ExportCatalogue(const QString& databasePath, const QString& path, const QSet<qint32>* only,
                     QString* error);
 // The same for the catalogue a program folder uses: its House.db, or the shared one on the server
@@ -74,20 +70,28 @@ struct PlanLine {
 
 struct ImportOptions {
     bool createTypes = false;  // an unknown type is made rather than refused
+    QString sheet;             // the workbook's sheet to read; empty: the first
+    // A list from another catalogue: its 序号 name that catalogue's houses, so every line is taken
+    // as a new house instead of an update of the house that has the same key here.
+    bool keysAsNew = false;
 };
 
 struct Plan {
     bool ok = false;  // false: the file itself could not be read; error says why
     QString error;
     int errorLine = 0;
-    QString encoding;
+    QString encoding;  // a text file's encoding, or "XLSX" / "XLS" for a workbook
     QChar separator;
     std::vector<PlanLine> lines;
     QStringList newTypes;  // types the write will create, in first-appearance order
+    // Not empty when the list looks like another catalogue's export: the workbook names another
+    // catalogue, or keys of the list name houses here whose building and room both differ. Says
+    // why, for the preview; ImportOptions::keysAsNew is then the way to take its lines as new.
+    QString otherCatalogue;
     int Count(LineKind kind) const;
 };
 
-// Reads the file and decides, line by line, what the import would do. Nothing is written.
+// Reads the file (CSV, text, .xlsx or .xls, told apart by their contents) and decides, line by line, what the import would do. Nothing is written.
 Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options);
 
 struct WriteResult {
