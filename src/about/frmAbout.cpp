@@ -41,7 +41,9 @@ frmAbout::frmAbout()
 
 void frmAbout::setupControls()
 {
-    auto label = [this](const char* name, const QString& text) { return ui::MakeNamed<QLabel>(this, name, text); };
+    auto label = [this](const char* name, const QString& text) {
+        return ui::MakeNamed<QLabel>(this, name, text);
+    };
     picIcon = label("picIcon", QString());
     picIcon->setPixmap(style()->standardIcon(QStyle::SP_ComputerIcon).pixmap(32, 32));
     place(picIcon, 240, 240, 540, 540);

@@ -7,7 +7,6 @@
 
 #include "core/BrowserSandbox.h"
 #include "core/Folders.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/LoginDialog.h"
@@ -15,6 +14,7 @@
 #include "core/ui/ProgramIcon.h"
 #include "version.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 namespace {
 

@@ -2,13 +2,15 @@
 
 namespace catalogue {
 
-QString AllHousesSql() {
+QString AllHousesSql()
+{
     return QStringLiteral("Select a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,a.TypeID") +
            QStringLiteral(" From t_House as a, t_HouseType as b") +
            QStringLiteral(" Where a.TypeID = b.TypeID") + QStringLiteral(" Order By a.HouseName,a.TypeID");
 }
 
-db::Sql BuildHouseQuery(const HouseCriteria& c) {
+db::Sql BuildHouseQuery(const HouseCriteria& c)
+{
     using db::Sql;
     // The blanks (two after the last comma, two at the end) are part of the statement as it has
     // always been sent; they are kept so the text stays comparable.
@@ -35,33 +37,53 @@ db::Sql BuildHouseQuery(const HouseCriteria& c) {
     return sql;
 }
 
-QString HouseNamesSql() {
+QString HouseNamesSql()
+{
     return QStringLiteral("Select Distinct HouseName From t_House Order By HouseName");
 }
 
-QString HouseTypesSql() { return QStringLiteral("Select HouseType From t_HouseType Order By List"); }
+QString HouseTypesSql()
+{
+    return QStringLiteral("Select HouseType From t_HouseType Order By List");
+}
 
-QString HouseNumbersSql() { return QStringLiteral("Select Distinct HouseNo From t_House Order By HouseNo"); }
+QString HouseNumbersSql()
+{
+    return QStringLiteral("Select Distinct HouseNo From t_House Order By HouseNo");
+}
 
-QString CaptionsSql() { return QStringLiteral("Select Distinct Caption From t_Content Order By Caption"); }
+QString CaptionsSql()
+{
+    return QStringLiteral("Select Distinct Caption From t_Content Order By Caption");
+}
 
-QString ContentsSql() { return QStringLiteral("Select Distinct Content From t_Content Order By Content"); }
+QString ContentsSql()
+{
+    return QStringLiteral("Select Distinct Content From t_Content Order By Content");
+}
 
-QString CountHousesSql() { return QStringLiteral("Select Count(*) as a From t_House"); }
+QString CountHousesSql()
+{
+    return QStringLiteral("Select Count(*) as a From t_House");
+}
 
-QString DeleteHouseSql(qint32 houseId) {
+QString DeleteHouseSql(qint32 houseId)
+{
     return QStringLiteral("Delete From t_House Where HouseID = ") + QString::number(houseId);
 }
 
-QString DeleteContentSql(qint32 houseId) {
+QString DeleteContentSql(qint32 houseId)
+{
     return QStringLiteral("Delete From t_Content Where HouseID = ") + QString::number(houseId);
 }
 
-QString SelectImageFilesSql(qint32 houseId) {
+QString SelectImageFilesSql(qint32 houseId)
+{
     return QStringLiteral("Select ImageFile From t_Image Where HouseID = ") + QString::number(houseId);
 }
 
-QString DeleteImageSql(qint32 houseId) {
+QString DeleteImageSql(qint32 houseId)
+{
     return QStringLiteral("Delete From t_Image Where HouseID = ") + QString::number(houseId);
 }
 

@@ -35,7 +35,8 @@ constexpr int kButtonWidth = 1000;
 constexpr int kButtonHeight = 375;
 
 // Index of a result column by name, without regard to case; -1 when the statement has none.
-int fieldIndex(const db::Recordset& rs, const QString& name) {
+int fieldIndex(const db::Recordset& rs, const QString& name)
+{
     for (int i = 0; i < rs.FieldCount(); ++i) {
         if (rs.FieldName(i).compare(name, Qt::CaseInsensitive) == 0) return i;
     }
@@ -44,13 +45,15 @@ int fieldIndex(const db::Recordset& rs, const QString& name) {
 
 }  // namespace
 
-frmHouseList::frmHouseList() {
+frmHouseList::frmHouseList()
+{
     setObjectName(QStringLiteral("frmHouseList"));
     SetCaption(QStringLiteral("列表"));
     setupControls();
 }
 
-void frmHouseList::setupControls() {
+void frmHouseList::setupControls()
+{
     auto label = [](QWidget* parent, const char* name, const QString& caption) {
         return ui::MakeNamed<QLabel>(parent, name, caption);
     };
@@ -144,7 +147,8 @@ void frmHouseList::setupControls() {
     connect(lsvHouse, &ui::ListView::ColumnClick, this, [this](int column) { lsvHouse->SetSortKey(column); });
 }
 
-void frmHouseList::Load() {
+void frmHouseList::Load()
+{
     SetSizeTwips(kLoadWidth, kLoadHeight);
     // Report view, full-row selection, grid lines, a selection that stays visible without the
     // focus and no editing in place are how ui::ListView always behaves.
@@ -153,12 +157,14 @@ void frmHouseList::Load() {
     StartList();
 }
 
-void frmHouseList::Unload() {
+void frmHouseList::Unload()
+{
     recordset_.Close();
     connection_.Close();
 }
 
-void frmHouseList::StartList() {
+void frmHouseList::StartList()
+{
     for (QComboBox* c : {cmbHouseName, cmbHouseType, cmbHouseFloor, cmbHouseNo, cmbCaption, cmbContent}) {
         c->clear();
         c->clearEditText();
@@ -175,7 +181,8 @@ void frmHouseList::StartList() {
     lsvHouse->SelectRow(0);
 }
 
-void frmHouseList::fillQueryBoxes() {
+void frmHouseList::fillQueryBoxes()
+{
     mdlHouse::OpenDatabase(connection_);
     auto fill = [this](QComboBox* box, const QString& sql, const QString& field) {
         db::Recordset rs;
@@ -207,7 +214,8 @@ void frmHouseList::fillQueryBoxes() {
     }
 }
 
-void frmHouseList::addColumns() {
+void frmHouseList::addColumns()
+{
     ui::ListModel* model = lsvHouse->Model();
     model->AddColumn(QStringLiteral("序号"), 1000);
     model->AddColumn(QStringLiteral("楼宇名称"), 1500);
@@ -217,7 +225,8 @@ void frmHouseList::addColumns() {
     model->AddColumn(QStringLiteral("说明"), 3000);
 }
 
-void frmHouseList::fillList() {
+void frmHouseList::fillList()
+{
     mdlHouse::OpenDatabase(connection_);
     workSql_ = querySql_.IsEmpty() ? catalogue::AllHousesSql() : querySql_;
     if (!recordset_.Open(workSql_, connection_, db::CursorType::Keyset, db::LockType::ReadOnly)) {
@@ -271,7 +280,8 @@ void frmHouseList::fillList() {
     connection_.Close();
 }
 
-void frmHouseList::cmdQuery_Click() {
+void frmHouseList::cmdQuery_Click()
+{
     if (!mdlHouse::CheckNumberRange(cmbHouseFloor, QStringLiteral("楼层"), 1, 99)) return;
     catalogue::HouseCriteria criteria;
     criteria.houseName = cmbHouseName->currentText();
@@ -287,23 +297,30 @@ void frmHouseList::cmdQuery_Click() {
     StartList();
 }
 
-void frmHouseList::cmdAll_Click() {
+void frmHouseList::cmdAll_Click()
+{
     querySql_.Clear();
     queryCaption_.clear();
     StartList();
 }
 
-void frmHouseList::cmdShow_Click() {
+void frmHouseList::cmdShow_Click()
+{
     if (GetSelectedHouse() != 0) OpenPresentation();
 }
 
-void frmHouseList::cmdEdit_Click() {
+void frmHouseList::cmdEdit_Click()
+{
     if (GetSelectedHouse() != 0) OpenEntry(ui::InputMode::Edit);
 }
 
-void frmHouseList::cmdAddNew_Click() { OpenEntry(ui::InputMode::Add); }
+void frmHouseList::cmdAddNew_Click()
+{
+    OpenEntry(ui::InputMode::Add);
+}
 
-void frmHouseList::cmdDelete_Click() {
+void frmHouseList::cmdDelete_Click()
+{
     if (GetSelectedHouse() == 0) return;
     const QString text =
         QStringLiteral("确实要删除序号为 ") + lsvHouse->SelectedText() + QStringLiteral(" 的项目吗？");
@@ -312,7 +329,8 @@ void frmHouseList::cmdDelete_Click() {
     StartList();
 }
 
-qint32 frmHouseList::GetSelectedHouse() {
+qint32 frmHouseList::GetSelectedHouse()
+{
     if (lsvHouse->Model()->Count() == 0) {
         mdlHouse::CurrentHouseID = 0;
         return 0;
@@ -323,18 +341,21 @@ qint32 frmHouseList::GetSelectedHouse() {
     return key;
 }
 
-void frmHouseList::OpenPresentation() {
+void frmHouseList::OpenPresentation()
+{
     // Unloading first makes every show start afresh: the house, its pictures and its music of now.
     Forms::Unload(QStringLiteral("frmHouseShow"));
     Forms::Show(QStringLiteral("frmHouseShow"));
 }
 
-void frmHouseList::OpenEntry(ui::InputMode mode) {
+void frmHouseList::OpenEntry(ui::InputMode mode)
+{
     // The wizard takes the mode through its StartInput.
     if (ui::HouseInputCalls* wizard = ui::ShowHouseInput()) wizard->StartInput(mode);
 }
 
-void frmHouseList::DeleteHouse() {
+void frmHouseList::DeleteHouse()
+{
     const qint32 key = mdlHouse::CurrentHouseID;
     mdlHouse::OpenDatabase(connection_);
     // The house and its rows go together or not at all. The house is held first: a wizard on
@@ -360,7 +381,8 @@ void frmHouseList::DeleteHouse() {
     connection_.Close();
 }
 
-void frmHouseList::ExportList() {
+void frmHouseList::ExportList()
+{
     QSet<qint32> houses;
     for (const QStringList& row : lsvHouse->Model()->Rows()) {
         qint32 key = 0;
@@ -369,7 +391,8 @@ void frmHouseList::ExportList() {
     ui::ExportPriceList(this, &houses);
 }
 
-void frmHouseList::Resized() {
+void frmHouseList::Resized()
+{
     // Lengths are in twips of the window's outer size, as the layout rules give them.
     QWidget* frame = Frame();
     const int minWidth = Px(kMinWidth);

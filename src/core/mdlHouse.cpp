@@ -80,8 +80,9 @@ bool CheckNumberRange(QWidget* control, const QString& fieldName, qint32 minimum
     qint32 value = 0;
     // A number too large for 32 bits cannot be within any range: it gets the range message.
     if (!db::ToLong(text, &value) || value < minimum || value > maximum) {
-        ui::MsgBox(QStringLiteral("\"") + fieldName + QStringLiteral("\"只能输入 ") + QString::number(minimum) +
-                   QStringLiteral(" 到 ") + QString::number(maximum) + QStringLiteral(" 之间的数值。"));
+        ui::MsgBox(QStringLiteral("\"") + fieldName + QStringLiteral("\"只能输入 ") +
+                   QString::number(minimum) + QStringLiteral(" 到 ") + QString::number(maximum) +
+                   QStringLiteral(" 之间的数值。"));
         if (control) control->setFocus();
         return false;
     }

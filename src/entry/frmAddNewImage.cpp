@@ -11,7 +11,6 @@
 #include "core/ui/Twips.h"
 #include "entry/frmHouseInput.h"
 
-
 namespace {
 
 frmHouseInput* wizard()
@@ -37,16 +36,21 @@ void frmAddNewImage::setupControls()
 {
     SetCaption(QStringLiteral("增加新的图片"));
     // Labels stand 45 twips below their text box's top, so that their text lines up with it.
-    lblImageFile = ui::MakeControl<QLabel>(this, "lblImageFile", 240, 285, 1200, 300, QStringLiteral("图片文件："));
+    lblImageFile =
+        ui::MakeControl<QLabel>(this, "lblImageFile", 240, 285, 1200, 300, QStringLiteral("图片文件："));
     txtImageFile = ui::MakeControl<QLineEdit>(this, "txtImageFile", 1440, 240, 3240, 360);
-    cmdOpenImageFile =
-        ui::MakeControl<QPushButton>(this, "cmdOpenImageFile", 4800, 233, 1080, 375, QStringLiteral("浏览..."));
-    lblImageCaption = ui::MakeControl<QLabel>(this, "lblImageCaption", 240, 825, 1200, 300, QStringLiteral("图片标题："));
+    cmdOpenImageFile = ui::MakeControl<QPushButton>(this, "cmdOpenImageFile", 4800, 233, 1080, 375,
+                                                    QStringLiteral("浏览..."));
+    lblImageCaption =
+        ui::MakeControl<QLabel>(this, "lblImageCaption", 240, 825, 1200, 300, QStringLiteral("图片标题："));
     txtImageCaption = ui::MakeControl<QLineEdit>(this, "txtImageCaption", 1440, 780, 4440, 360);
-    lblImageIntro = ui::MakeControl<QLabel>(this, "lblImageIntro", 240, 1365, 1200, 300, QStringLiteral("图片说明："));
+    lblImageIntro =
+        ui::MakeControl<QLabel>(this, "lblImageIntro", 240, 1365, 1200, 300, QStringLiteral("图片说明："));
     txtImageIntro = ui::MakeControl<QLineEdit>(this, "txtImageIntro", 1440, 1320, 4440, 360);
-    cmdImageOK = ui::MakeControl<QPushButton>(this, "cmdImageOK", 3600, 1980, 1080, 375, QStringLiteral("确定"));
-    cmdImageCancel = ui::MakeControl<QPushButton>(this, "cmdImageCancel", 4800, 1980, 1080, 375, QStringLiteral("取消"));
+    cmdImageOK =
+        ui::MakeControl<QPushButton>(this, "cmdImageOK", 3600, 1980, 1080, 375, QStringLiteral("确定"));
+    cmdImageCancel =
+        ui::MakeControl<QPushButton>(this, "cmdImageCancel", 4800, 1980, 1080, 375, QStringLiteral("取消"));
 
     connect(cmdOpenImageFile, &QPushButton::clicked, this, [this] { cmdOpenImageFile_Click(); });
     connect(cmdImageOK, &QPushButton::clicked, this, [this] { cmdImageOK_Click(); });

@@ -30,8 +30,8 @@ constexpr int kListTop = 1020;
 constexpr int kButtonWidth = 1200;
 constexpr int kButtonHeight = 375;
 
-const QString kFilter = QStringLiteral(
-    "价目表 (*.csv; *.txt; *.xlsx; *.xls)|*.csv; *.txt; *.xlsx; *.xls|所有文件 (*.*)|*.*");
+const QString kFilter =
+    QStringLiteral("价目表 (*.csv; *.txt; *.xlsx; *.xls)|*.csv; *.txt; *.xlsx; *.xls|所有文件 (*.*)|*.*");
 
 }  // namespace
 
@@ -97,7 +97,8 @@ void frmPriceListImport::setupControls()
 void frmPriceListImport::Load()
 {
     SetSizeTwips(kWidth, kHeight);
-    lblSummary->setText(QStringLiteral("请选择价目表文件（CSV，UTF-8 或 GB18030 编码；或 Excel 工作簿 .xlsx、.xls）。"));
+    lblSummary->setText(
+        QStringLiteral("请选择价目表文件（CSV，UTF-8 或 GB18030 编码；或 Excel 工作簿 .xlsx、.xls）。"));
 }
 
 void frmPriceListImport::Unload()
@@ -181,12 +182,13 @@ void frmPriceListImport::showPlan()
         return;
     }
     const bool workbook = plan_.encoding.startsWith(QLatin1String("XLS"));
-    QString summary = QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。%5 %6。")
-                          .arg(plan_.lines.size())
-                          .arg(plan_.Count(pricelist::LineKind::New))
-                          .arg(plan_.Count(pricelist::LineKind::Update))
-                          .arg(plan_.Count(pricelist::LineKind::Error))
-                          .arg(workbook ? QStringLiteral("Excel 工作簿") : QStringLiteral("编码"), plan_.encoding);
+    QString summary =
+        QStringLiteral("共 %1 行：新增 %2，更新 %3，错误 %4。%5 %6。")
+            .arg(plan_.lines.size())
+            .arg(plan_.Count(pricelist::LineKind::New))
+            .arg(plan_.Count(pricelist::LineKind::Update))
+            .arg(plan_.Count(pricelist::LineKind::Error))
+            .arg(workbook ? QStringLiteral("Excel 工作簿") : QStringLiteral("编码"), plan_.encoding);
     if (!plan_.newTypes.isEmpty())
         summary +=
             QStringLiteral("将创建类型：") + plan_.newTypes.join(QStringLiteral("、")) + QStringLiteral("。");

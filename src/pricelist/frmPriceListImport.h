@@ -14,8 +14,8 @@ namespace ui {
 class ListView;
 }
 
-// Loads a price list: the user picks a CSV file or an Excel workbook, sees what would happen to every line (new house,
-// update of an existing one, or the reason it is refused) and only then writes the accepted
+// Loads a price list: the user picks a CSV file or an Excel workbook, sees what would happen to every line
+// (new house, update of an existing one, or the reason it is refused) and only then writes the accepted
 // lines, all in one transaction that a cancel rolls back.
 class frmPriceListImport : public ui::Form {
     Q_OBJECT

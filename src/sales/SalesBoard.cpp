@@ -85,8 +85,12 @@ namespace {
 
 bool builtInStatus(const QString& v)
 {
-    static const QStringList known = {QString(),           QStringLiteral("在售"), QStringLiteral("可售"),
-                                      QStringLiteral("已预订"), QStringLiteral("预留"), QStringLiteral("保留"),
+    static const QStringList known = {QString(),
+                                      QStringLiteral("在售"),
+                                      QStringLiteral("可售"),
+                                      QStringLiteral("已预订"),
+                                      QStringLiteral("预留"),
+                                      QStringLiteral("保留"),
                                       QStringLiteral("已售")};
     return known.contains(v);
 }

@@ -19,7 +19,6 @@
 #include "core/ui/InputBox.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/FileDialog.h"
 #include "core/ui/Twips.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
@@ -60,14 +59,18 @@ frmSalesBoard::frmSalesBoard()
 
 void frmSalesBoard::setupControls()
 {
-    auto label = [this](const char* name, const QString& text) { return ui::MakeNamed<QLabel>(this, name, text); };
+    auto label = [this](const char* name, const QString& text) {
+        return ui::MakeNamed<QLabel>(this, name, text);
+    };
     auto combo = [this](const char* name, int minimumWidth) {
         auto* c = ui::MakeNamed<QComboBox>(this, name);
         c->setMinimumWidth(minimumWidth);
         c->setSizeAdjustPolicy(QComboBox::AdjustToContents);
         return c;
     };
-    auto button = [this](const char* name, const QString& text) { return ui::MakeNamed<QPushButton>(this, name, text); };
+    auto button = [this](const char* name, const QString& text) {
+        return ui::MakeNamed<QPushButton>(this, name, text);
+    };
     lblBuilding = label("lblBuilding", QStringLiteral("楼宇"));
     cmbBuilding = combo("cmbBuilding", 160);
     lblStatus = label("lblStatus", QStringLiteral("状态项"));

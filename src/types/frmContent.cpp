@@ -40,7 +40,8 @@ void frmContent::setupControls()
     cmdEditOK = button("cmdEditOK", 3855, QStringLiteral("确定"));
     cmdEditCancel = button("cmdEditCancel", 4335, QStringLiteral("取消"));
 
-    cmdOK = ui::MakeControl<QPushButton>(this, "cmdOK", 4380, 4980, 1440, buttonHeight, QStringLiteral("确定"));
+    cmdOK =
+        ui::MakeControl<QPushButton>(this, "cmdOK", 4380, 4980, 1440, buttonHeight, QStringLiteral("确定"));
     cmdCancel = button("cmdCancel", 4980, QStringLiteral("取消"));
 
     connect(lsvContent, &ui::ListView::ItemDblClick, this, [this](int) { cmdEdit_Click(); });
@@ -113,7 +114,8 @@ bool frmContent::eventFilter(QObject* watched, QEvent* event)
             case QEvent::FocusOut:
                 // The line edit clears its selection after this filter has run.
                 if (windowText_.value(box))
-                    QMetaObject::invokeMethod(this, [this] { selectWindowText(); }, Qt::QueuedConnection);
+                    QMetaObject::invokeMethod(
+                        this, [this] { selectWindowText(); }, Qt::QueuedConnection);
                 break;
             default:
                 break;

@@ -71,21 +71,25 @@ void frmHouseType::setupControls()
     cmdRefresh = listButton("cmdRefresh", 5, QStringLiteral("刷新"));
     cmdContent = listButton("cmdContent", 6, QStringLiteral("属性"));
 
-    lblHouseType = ui::MakeControl<QLabel>(this, "lblHouseType", 120, 4140, 1440, 330, QStringLiteral("类型："));
+    lblHouseType =
+        ui::MakeControl<QLabel>(this, "lblHouseType", 120, 4140, 1440, 330, QStringLiteral("类型："));
     txtHouseType = ui::MakeControl<QLineEdit>(this, "txtHouseType", 1620, 4110, 3000, 390);
-    lblMusicTitle = ui::MakeControl<QLabel>(this, "lblMusicTitle", 120, 4620, 1440, 330, QStringLiteral("背景音乐标题："));
+    lblMusicTitle = ui::MakeControl<QLabel>(this, "lblMusicTitle", 120, 4620, 1440, 330,
+                                            QStringLiteral("背景音乐标题："));
     txtMusicTitle = ui::MakeControl<QLineEdit>(this, "txtMusicTitle", 1620, 4590, 4500, 390);
-    lblMusicFile = ui::MakeControl<QLabel>(this, "lblMusicFile", 120, 5100, 1440, 330, QStringLiteral("文件："));
+    lblMusicFile =
+        ui::MakeControl<QLabel>(this, "lblMusicFile", 120, 5100, 1440, 330, QStringLiteral("文件："));
     txtMusicFile = ui::MakeControl<QLineEdit>(this, "txtMusicFile", 1620, 5070, 3540, 390);
-    cmdOpenMusicFile =
-        ui::MakeControl<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420, QStringLiteral("浏览..."));
+    cmdOpenMusicFile = ui::MakeControl<QPushButton>(this, "cmdOpenMusicFile", 5220, 5055, 900, 420,
+                                                    QStringLiteral("浏览..."));
     cmdPlay = ui::MakeControl<QPushButton>(this, "cmdPlay", buttonLeft, 5055, 600, 420, kStopped);
 
-    cmdEditOK = ui::MakeControl<QPushButton>(this, "cmdEditOK", 1620, 5640, 1200, buttonHeight, QStringLiteral("确定"));
-    cmdEditCancel =
-        ui::MakeControl<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight, QStringLiteral("取消"));
-    cmdExit =
-        ui::MakeControl<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight, QStringLiteral("退出"));
+    cmdEditOK = ui::MakeControl<QPushButton>(this, "cmdEditOK", 1620, 5640, 1200, buttonHeight,
+                                             QStringLiteral("确定"));
+    cmdEditCancel = ui::MakeControl<QPushButton>(this, "cmdEditCancel", 2940, 5640, 1200, buttonHeight,
+                                                 QStringLiteral("取消"));
+    cmdExit = ui::MakeControl<QPushButton>(this, "cmdExit", buttonLeft, 5640, buttonWidth, buttonHeight,
+                                           QStringLiteral("退出"));
 
     MMC1 = new ui::MediaControl(this);
     MMC1->setObjectName(QStringLiteral("MMC1"));
@@ -409,8 +413,8 @@ void frmHouseType::cmdDelete_Click()
                    QStringLiteral("\" 的记录，不能删除该类型。"));
         return;
     }
-    if (ui::MsgBox(QStringLiteral("确定要删除类型 \"") + typeName + QStringLiteral("\" 吗？"), ui::Buttons::YesNo) !=
-        ui::Answer::Yes)
+    if (ui::MsgBox(QStringLiteral("确定要删除类型 \"") + typeName + QStringLiteral("\" 吗？"),
+                   ui::Buttons::YesNo) != ui::Answer::Yes)
         return;
     if (!DeleteType())
         ui::MsgBox(QStringLiteral("当前数据库中包含有类型为 \"") + typeName +

@@ -10,12 +10,12 @@
 #include <QScreen>
 #include <QTimer>
 
-#include "pricelist/PriceListExport.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/SingleInstance.h"
 #include "core/ui/Trace.h"
+#include "pricelist/PriceListExport.h"
 
 namespace {
 std::function<void()>& endProgram()

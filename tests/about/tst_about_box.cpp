@@ -12,10 +12,10 @@
 #include "TestSupport.h"
 #include "about/Registry.h"
 #include "about/frmAbout.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "version.h"
+#include "windows/frmMain.h"
 
 using namespace testsupport;
 

@@ -10,7 +10,8 @@ using testsupport::Type;
 
 namespace {
 
-void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int list) {
+void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int list)
+{
     testsupport::MakePicture(folder.File("Images/" + file), 40, 30);
     folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
                                "Values (%1, '图', '说明', '%2', %3)")
@@ -19,7 +20,10 @@ void AddImage(const ProgramFolder& folder, int houseId, const QString& file, int
                     .arg(list));
 }
 
-qint64 Count(const ProgramFolder& folder, const QString& sql) { return folder.Value(sql).toLongLong(); }
+qint64 Count(const ProgramFolder& folder, const QString& sql)
+{
+    return folder.Value(sql).toLongLong();
+}
 
 }  // namespace
 
@@ -28,7 +32,8 @@ class tst_house_delete : public QObject {
 private slots:
     void init() { mdlHouse::CurrentHouseID = 0; }
 
-    void deleting_the_only_house_removes_its_rows_and_keeps_its_pictures() {
+    void deleting_the_only_house_removes_its_rows_and_keeps_its_pictures()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 12, "A座", "0101", 1, 2, "东边");
@@ -54,7 +59,8 @@ private slots:
         QCOMPARE(w->cmbCaption->count(), 0);
     }
 
-    void only_the_selected_house_goes() {
+    void only_the_selected_house_goes()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "C座", "0302", 3, 1);
@@ -78,7 +84,8 @@ private slots:
         QVERIFY(QFile::exists(folder.File("Images/7-1.png")));
     }
 
-    void answering_no_changes_nothing_but_keeps_the_selected_key() {
+    void answering_no_changes_nothing_but_keeps_the_selected_key()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "C座", "0302", 3, 1);
@@ -100,7 +107,8 @@ private slots:
         QCOMPARE(w->lsvHouse->SelectedText(), QString("000012"));
     }
 
-    void a_query_stays_active_across_deletion_and_refresh() {
+    void a_query_stays_active_across_deletion_and_refresh()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 3, "A座", "0302", 3, 1);
@@ -137,7 +145,8 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000003", "000009", "000011"}));
     }
 
-    void missing_database_on_delete_shows_only_connection_messages() {
+    void missing_database_on_delete_shows_only_connection_messages()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 5, "A座", "0101", 1, 1);

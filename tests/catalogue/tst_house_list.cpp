@@ -4,9 +4,9 @@
 #include <QPushButton>
 
 #include "CatalogueFixture.h"
-#include "windows/frmMain.h"
 #include "core/ui/Twips.h"
 #include "core/ui/WindowCalls.h"
+#include "windows/frmMain.h"
 
 using namespace cataloguetest;
 using testsupport::Click;
@@ -20,7 +20,8 @@ class FakeHouseShow : public ui::Form {
 public:
     static inline int loads = 0;
     static inline qint32 houseAtLoad = -1;
-    void Load() override {
+    void Load() override
+    {
         ++loads;
         houseAtLoad = mdlHouse::CurrentHouseID;
     }
@@ -31,7 +32,8 @@ class FakeHouseInput : public QWidget, public ui::HouseInputCalls {
 public:
     static inline QList<int> modes;
     static inline QList<qint32> houses;
-    void StartInput(ui::InputMode mode) override {
+    void StartInput(ui::InputMode mode) override
+    {
         modes << static_cast<int>(mode);
         houses << mdlHouse::CurrentHouseID;
     }
@@ -40,7 +42,8 @@ public:
 namespace {
 
 // Houses 3, 12 and 7 (keys deliberately not in name order), one of type 9 that does not exist.
-void AddSample(const ProgramFolder& folder) {
+void AddSample(const ProgramFolder& folder)
+{
     AddTypes(folder);
     AddHouse(folder, 12, "A座", "0101", 1, 2, "东边");
     AddHouse(folder, 3, "C座", "0302", 3, 1, "西边");
@@ -57,7 +60,8 @@ void AddSample(const ProgramFolder& folder) {
 class tst_house_list : public QObject {
     Q_OBJECT
 private slots:
-    void init() {
+    void init()
+    {
         mdlHouse::CurrentHouseID = 0;
         FakeHouseShow::loads = 0;
         FakeHouseShow::houseAtLoad = -1;
@@ -65,7 +69,8 @@ private slots:
         FakeHouseInput::houses.clear();
     }
 
-    void opens_from_the_menu_as_an_mdi_child() {
+    void opens_from_the_menu_as_an_mdi_child()
+    {
         ProgramFolder folder;
         Frame frame;  // registers the catalogue
         frmMain main;
@@ -86,7 +91,8 @@ private slots:
         for (QMdiSubWindow* s : main.MdiArea()->subWindowList()) s->close();
     }
 
-    void window_controls_and_list_settings() {
+    void window_controls_and_list_settings()
+    {
         ProgramFolder folder;
         MsgBoxRecorder boxes;
         Frame frame;
@@ -127,7 +133,8 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void empty_catalogue() {
+    void empty_catalogue()
+    {
         ProgramFolder folder;
         MsgBoxRecorder boxes;
         Frame frame;
@@ -141,7 +148,8 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void lists_every_house_by_number_with_its_facts() {
+    void lists_every_house_by_number_with_its_facts()
+    {
         ProgramFolder folder;
         AddSample(folder);
         AddHouse(folder, 1234567, "E座", "0909", 9, 1, "大号");
@@ -161,7 +169,8 @@ private slots:
         QCOMPARE(w->lsvHouse->SelectedText(), QString("000003"));
     }
 
-    void query_boxes_are_filled_from_the_catalogue_and_left_blank() {
+    void query_boxes_are_filled_from_the_catalogue_and_left_blank()
+    {
         ProgramFolder folder;
         AddSample(folder);
         AddHouse(folder, 30, "a座", "0101", 2, 1);  // same building name but for case: listed once
@@ -178,7 +187,8 @@ private slots:
             QCOMPARE(box->currentText(), QString());
     }
 
-    void floor_out_of_range_or_not_a_number_runs_no_query_data() {
+    void floor_out_of_range_or_not_a_number_runs_no_query_data()
+    {
         QTest::addColumn<QString>("floor");
         QTest::addColumn<QString>("message");
         QTest::newRow("0") << "0"
@@ -188,7 +198,8 @@ private slots:
         QTest::newRow("abc") << "abc"
                              << "\"楼层\"只能输入数字。";
     }
-    void floor_out_of_range_or_not_a_number_runs_no_query() {
+    void floor_out_of_range_or_not_a_number_runs_no_query()
+    {
         QFETCH(QString, floor);
         QFETCH(QString, message);
         ProgramFolder folder;
@@ -210,7 +221,8 @@ private slots:
         QVERIFY(w->cmbHouseFloor->hasFocus() || w->cmbHouseFloor->isAncestorOf(QApplication::focusWidget()));
     }
 
-    void floor_above_the_offered_forty_is_accepted() {
+    void floor_above_the_offered_forty_is_accepted()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         AddHouse(folder, 5, "高楼", "4101", 41, 1);
@@ -231,7 +243,8 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000006"}));
     }
 
-    void query_by_name_type_floor_and_room() {
+    void query_by_name_type_floor_and_room()
+    {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;
@@ -256,7 +269,8 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void query_on_caption_adds_its_column_and_lists_a_house_per_matching_row() {
+    void query_on_caption_adds_its_column_and_lists_a_house_per_matching_row()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -283,7 +297,8 @@ private slots:
         QCOMPARE(Column(w, 4), QStringList({"南北"}));
     }
 
-    void value_without_caption_is_ignored() {
+    void value_without_caption_is_ignored()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -295,7 +310,8 @@ private slots:
         QCOMPARE(w->lblStatus->text(), QString("共查询到 3 项。"));
     }
 
-    void query_without_match_keeps_its_columns() {
+    void query_without_match_keeps_its_columns()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -308,7 +324,8 @@ private slots:
         QCOMPARE(Titles(w), QStringList({"序号", "楼宇名称", "房间类型", "房间号", "面积", "说明"}));
     }
 
-    void refresh_keeps_the_query_and_all_drops_it() {
+    void refresh_keeps_the_query_and_all_drops_it()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -327,7 +344,8 @@ private slots:
         QVERIFY(w->QuerySql().isEmpty());
     }
 
-    void start_list_reloads_from_the_database() {
+    void start_list_reloads_from_the_database()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -338,7 +356,8 @@ private slots:
         QVERIFY(Entries(w->cmbHouseName).contains("F座"));
     }
 
-    void header_clicks_sort_as_text_and_number_restores_key_order() {
+    void header_clicks_sort_as_text_and_number_restores_key_order()
+    {
         ProgramFolder folder;
         AddSample(folder);
         Frame frame;
@@ -358,7 +377,8 @@ private slots:
         QCOMPARE(Column(w, 0), QStringList({"000003", "000007", "000012"}));
     }
 
-    void show_edit_and_add_call_the_other_windows_with_the_selected_house() {
+    void show_edit_and_add_call_the_other_windows_with_the_selected_house()
+    {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;
@@ -396,7 +416,8 @@ private slots:
         QVERIFY(boxes.messages.isEmpty());
     }
 
-    void edit_show_and_delete_on_an_empty_list_do_nothing() {
+    void edit_show_and_delete_on_an_empty_list_do_nothing()
+    {
         ProgramFolder folder;
         AddTypes(folder);
         MsgBoxRecorder boxes;
@@ -419,7 +440,8 @@ private slots:
         QCOMPARE(FakeHouseInput::modes, QList<int>({0}));
     }
 
-    void resizing_keeps_the_minimum_and_moves_list_and_buttons() {
+    void resizing_keeps_the_minimum_and_moves_list_and_buttons()
+    {
         ProgramFolder folder;
         Frame frame;
         frmHouseList* w = frame.OpenList();
@@ -442,7 +464,8 @@ private slots:
         QCOMPARE(outer->size(), QSize(ui::Px(11000), ui::Px(3000)));
     }
 
-    void exit_unloads_the_window() {
+    void exit_unloads_the_window()
+    {
         ProgramFolder folder;
         Frame frame;
         frmHouseList* w = frame.OpenList();
@@ -452,7 +475,8 @@ private slots:
         QTRY_VERIFY(alive.isNull());
     }
 
-    void missing_database_shows_the_connection_message_twice_and_stays_open() {
+    void missing_database_shows_the_connection_message_twice_and_stays_open()
+    {
         ProgramFolder folder(false);
         MsgBoxRecorder boxes;
         Frame frame;
@@ -470,7 +494,8 @@ private slots:
 
     // A query whose statement fails still ends the "please wait" text: the list is empty and the
     // status line says so.
-    void a_failed_query_still_says_what_it_found() {
+    void a_failed_query_still_says_what_it_found()
+    {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;
@@ -486,7 +511,8 @@ private slots:
         QVERIFY(folder.RestoreDatabase());
     }
 
-    void an_apostrophe_breaks_the_query_quietly() {
+    void an_apostrophe_breaks_the_query_quietly()
+    {
         ProgramFolder folder;
         AddSample(folder);
         MsgBoxRecorder boxes;

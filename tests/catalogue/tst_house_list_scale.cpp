@@ -15,7 +15,8 @@ namespace {
 
 // Adds houses first..last in one transaction: 300 buildings, five types, floors 1 to 30, and one
 // orientation row per house.
-bool FillHouses(const ProgramFolder& folder, int first, int last) {
+bool FillHouses(const ProgramFolder& folder, int first, int last)
+{
     return folder.Exec(
         QStringLiteral("BEGIN;"
                        "WITH RECURSIVE n(i) AS (SELECT %1 UNION ALL SELECT i + 1 FROM n WHERE i < %2) "
@@ -33,7 +34,8 @@ bool FillHouses(const ProgramFolder& folder, int first, int last) {
 }
 
 // SQLite alone: the same statement, every row stepped and every column read as text.
-qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows) {
+qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows)
+{
     QElapsedTimer timer;
     timer.start();
     sqlite3* handle = nullptr;
@@ -63,7 +65,8 @@ qint64 ReadWithSqliteAlone(const ProgramFolder& folder, int* rows) {
 class tst_house_list_scale : public QObject {
     Q_OBJECT
 private slots:
-    void a_hundred_thousand_houses_open_quickly() {
+    void a_hundred_thousand_houses_open_quickly()
+    {
         ProgramFolder folder;
         folder.Exec(
             "Insert Into t_HouseType (TypeID, List, HouseType) Values (1, 1, '公寓'), (2, 2, '别墅'), "

@@ -47,9 +47,7 @@ class tst_image_page : public QObject {
         QSignalSpy loaded(browser.get(), &ui::WebBrowser::DocumentComplete);
         mdlHouse::InitImagePage(browser.get());
         QTRY_VERIFY_WITH_TIMEOUT(loaded.count() >= 1, 60000);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            bodySize(), QString("400x400"),
-            30000);
+        QTRY_COMPARE_WITH_TIMEOUT(bodySize(), QString("400x400"), 30000);
     }
 
 private slots:
@@ -217,9 +215,7 @@ private slots:
         openPage();
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 2, "c", "i", "Images/p.png");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("400x400"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("400x400"), 30000);
         QCOMPARE(js("document.getElementById('ImageShow').parentNode.id").toString(), QString("Pict"));
         QTRY_VERIFY_WITH_TIMEOUT(js("document.getElementById('ImageShow').naturalWidth").toInt() == 100,
                                  30000);
@@ -235,16 +231,11 @@ private slots:
         openPage();
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("400x400"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("400x400"), 30000);
         browser->resize(300, 180);
         mdlHouse::FitImage(browser.get());
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("300x180"), 30000);
-        QCOMPARE(bodySize(),
-                 QString("300x180"));
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("300x180"), 30000);
+        QCOMPARE(bodySize(), QString("300x180"));
     }
 
     void picture_fitted_while_hidden_follows_once_shown()
@@ -253,20 +244,14 @@ private slots:
         openPage();
         testsupport::MakePicture(folder->File("Images/p.png"), 100, 50);
         mdlHouse::ShowImage(browser.get(), 1, "c", "i", "Images/p.png");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("400x400"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("400x400"), 30000);
         browser->hide();
         browser->resize(260, 140);
         mdlHouse::FitImage(browser.get());
         QTest::qWait(300);
         browser->show();
-        QTRY_COMPARE_WITH_TIMEOUT(
-            bodySize(), QString("260x140"),
-            30000);
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("260x140"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(bodySize(), QString("260x140"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("260x140"), 30000);
     }
 
     void clickable_picture_shows_a_pointing_hand()
@@ -287,9 +272,7 @@ private slots:
         testsupport::MakePicture(folder->File("Images/p.png"), 120, 80);
         mdlHouse::ShowImage(browser.get(), 2, QString::fromUtf8("客厅 A"),
                             QString::fromUtf8("Tom's 朝南\r采光好"), "Images/p.png");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            pictureSize(),
-            QString("400x400"), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(pictureSize(), QString("400x400"), 30000);
         QSignalSpy opened(browser.get(), &ui::WebBrowser::PopupOpened);
         // The offscreen platform delivers no mouse input to Chromium, so the picture's own click
         // handler is started by a click event dispatched to the element.

@@ -58,22 +58,29 @@ private slots:
         QTest::addColumn<QString>("message");  // "" = passes
         const QString digits = "\"楼层\"只能输入数字。";
         const QString range = "\"楼层\"只能输入 1 到 99 之间的数值。";
-        QTest::newRow("empty") << "" << "";
+        QTest::newRow("empty") << ""
+                               << "";
         QTest::newRow("blanks") << "   " << digits;
         QTest::newRow("abc") << "abc" << digits;
         QTest::newRow("0") << "0" << range;
         QTest::newRow("100") << "100" << range;
-        QTest::newRow("99.4") << "99.4" << "";
+        QTest::newRow("99.4") << "99.4"
+                              << "";
         QTest::newRow("99.5") << "99.5" << range;
         QTest::newRow("0.5 rounds to even 0") << "0.5" << range;
-        QTest::newRow("1.5 rounds to 2") << "1.5" << "";
-        QTest::newRow("blanks around 5") << " 5 " << "";
-        QTest::newRow("1e1") << "1e1" << "";
-        QTest::newRow("+7") << "+7" << "";
+        QTest::newRow("1.5 rounds to 2") << "1.5"
+                                         << "";
+        QTest::newRow("blanks around 5") << " 5 "
+                                         << "";
+        QTest::newRow("1e1") << "1e1"
+                             << "";
+        QTest::newRow("+7") << "+7"
+                            << "";
         QTest::newRow("-0") << "-0" << range;
         QTest::newRow("99999999999") << "99999999999" << range;
         QTest::newRow("1e") << "1e" << digits;
-        QTest::newRow("41") << "41" << "";
+        QTest::newRow("41") << "41"
+                            << "";
         QTest::newRow("full-width digits") << "４" << digits;
     }
     void number_range()

@@ -8,10 +8,10 @@
 #include <QTest>
 
 #include "TestSupport.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Form.h"
 #include "core/ui/Forms.h"
+#include "windows/frmMain.h"
 
 namespace {
 
@@ -52,11 +52,12 @@ private slots:
             for (QAction* e : a->menu()->actions()) entries << e->objectName() + "=" + e->text();
             seen << a->menu()->objectName() + "=" + a->text() + "[" + entries.join(",") + "]";
         }
-        QCOMPARE(seen, (QStringList{"mnuSystem=系统[mnuExit=退出]",
-                                    "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
-                                    "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
-                                    "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…]",
-                                    "mnuHelp=帮助[mnuAbout=关于]"}));
+        QCOMPARE(seen,
+                 (QStringList{"mnuSystem=系统[mnuExit=退出]",
+                              "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
+                              "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
+                              "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…]",
+                              "mnuHelp=帮助[mnuAbout=关于]"}));
     }
 
     void load_maximises_resets_the_shared_values_and_makes_the_media_folders()

@@ -157,8 +157,10 @@ private slots:
 
     void the_file_dialog_filter_becomes_qt_name_filters()
     {
-        QCOMPARE(ui::QtNameFilters("音频媒体文件 (*.wav; *.mp3; *.mid)|*.wav; *.mp3; *.mid|所有文件 (*.*)|*.*"),
-                 (QStringList{"音频媒体文件 (*.wav; *.mp3; *.mid) (*.wav  *.mp3  *.mid)", "所有文件 (*.*) (*.*)"}));
+        QCOMPARE(
+            ui::QtNameFilters("音频媒体文件 (*.wav; *.mp3; *.mid)|*.wav; *.mp3; *.mid|所有文件 (*.*)|*.*"),
+            (QStringList{"音频媒体文件 (*.wav; *.mp3; *.mid) (*.wav  *.mp3  *.mid)",
+                         "所有文件 (*.*) (*.*)"}));
         testsupport::FileDialogStub stub;
         stub.paths << "/tmp/a.wav";
         QCOMPARE(ui::GetOpenFileName(nullptr, "x|*.x"), QString("/tmp/a.wav"));

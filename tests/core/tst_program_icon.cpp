@@ -11,12 +11,12 @@
 #include <QWebEngineView>
 
 #include "TestSupport.h"
-#include "windows/frmMain.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/ProgramIcon.h"
 #include "core/ui/WebBrowser.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 class tst_program_icon : public QObject {
     Q_OBJECT

@@ -16,8 +16,8 @@
 #include "core/mdlHouse.h"
 
 using testsupport::MsgBoxRecorder;
-using testsupport::QueryColumn;
 using testsupport::ProgramFolder;
+using testsupport::QueryColumn;
 
 class tst_data_store : public QObject {
     Q_OBJECT
@@ -54,7 +54,9 @@ private slots:
     {
         ProgramFolder f;
         QCOMPARE(f.Value("PRAGMA user_version").toInt(), db::kSchemaVersion);
-        QCOMPARE(f.Rows("SELECT name FROM sqlite_master WHERE type='table' AND name LIKE 't_%' ORDER BY name").size(), 5);
+        QCOMPARE(f.Rows("SELECT name FROM sqlite_master WHERE type='table' AND name LIKE 't_%' ORDER BY name")
+                     .size(),
+                 5);
         const auto cols = [&](const char* t) {
             QStringList names;
             for (const auto& r : f.Rows(QString("PRAGMA table_info(%1)").arg(t))) names << r[1].toString();
@@ -68,8 +70,9 @@ private slots:
         // Every join and filter column has an index.
         const QString indexed = [&] {
             QStringList s;
-            for (const auto& r : f.Rows("SELECT tbl_name || '.' || ii.name FROM sqlite_master m, pragma_index_info(m.name) ii "
-                                         "WHERE m.type='index' AND ii.seqno = 0"))
+            for (const auto& r : f.Rows(
+                     "SELECT tbl_name || '.' || ii.name FROM sqlite_master m, pragma_index_info(m.name) ii "
+                     "WHERE m.type='index' AND ii.seqno = 0"))
                 s << r[0].toString();
             return s.join(' ');
         }();
@@ -119,7 +122,9 @@ private slots:
         // Another connection holds an exclusive lock for the whole attempt.
         sqlite3* h = nullptr;
         sqlite3_open(QFile::encodeName(f.DatabasePath()).constData(), &h);
-        QCOMPARE(sqlite3_exec(h, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+        QCOMPARE(
+            sqlite3_exec(h, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr),
+            SQLITE_OK);
         db::Connection cn;
         QVERIFY(!cn.Open(f.DatabasePath()));
         sqlite3_exec(h, "COMMIT", nullptr, nullptr, nullptr);
@@ -158,8 +163,10 @@ private slots:
         fill(f);
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"4"});
-        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Where HouseID < 3 Order By HouseID DESC", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"),
+                 QStringList{"4"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Where HouseID < 3 Order By HouseID DESC",
+                             "HouseID"),
                  QStringList{"2"});
         QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseID > 2 Order By HouseID", "HouseID"),
                  (QStringList{"3", "4"}));
@@ -175,14 +182,18 @@ private slots:
         QTest::addColumn<QString>("statement");
         QTest::addColumn<QString>("expected");
         // p = 3 of 5 moved up: the bounds are written high first, as the type manager writes them.
-        QTest::newRow("up") << "Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 3 And 2"
-                            << "一室,三室,二室,四室,五室";
-        QTest::newRow("up, bounds low first") << "Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 2 And 3"
-                                              << "一室,三室,二室,四室,五室";
-        QTest::newRow("down") << "Update t_HouseType Set List = List + Sgn(3.5 - List) Where List Between 3 And 4"
-                              << "一室,二室,四室,三室,五室";
-        QTest::newRow("down, bounds high first") << "Update t_HouseType Set List = List + Sgn(3.5 - List) Where List Between 4 And 3"
-                                                 << "一室,二室,四室,三室,五室";
+        QTest::newRow("up")
+            << "Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 3 And 2"
+            << "一室,三室,二室,四室,五室";
+        QTest::newRow("up, bounds low first")
+            << "Update t_HouseType Set List = List + Sgn(2.5 - List) Where List Between 2 And 3"
+            << "一室,三室,二室,四室,五室";
+        QTest::newRow("down")
+            << "Update t_HouseType Set List = List + Sgn(3.5 - List) Where List Between 3 And 4"
+            << "一室,二室,四室,三室,五室";
+        QTest::newRow("down, bounds high first")
+            << "Update t_HouseType Set List = List + Sgn(3.5 - List) Where List Between 4 And 3"
+            << "一室,二室,四室,三室,五室";
     }
 
     void moving_a_type_swaps_exactly_the_two_neighbours()
@@ -194,9 +205,11 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         QVERIFY(cn.Execute(statement));
-        QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType").join(','), expected);
-        QCOMPARE(f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
-                 QString("1,2,3,4,5"));
+        QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType").join(','),
+                 expected);
+        QCOMPARE(
+            f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
+            QString("1,2,3,4,5"));
     }
 
     void sgn_gives_the_sign()
@@ -216,13 +229,17 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         // "Garden" and "GARDEN" are one distinct building name.
-        const QStringList names = QueryColumn(cn, "Select Distinct HouseName From t_House Order By HouseName", "HouseName");
+        const QStringList names =
+            QueryColumn(cn, "Select Distinct HouseName From t_House Order By HouseName", "HouseName");
         QCOMPARE(names.size(), 3);
         QCOMPARE(names[0].toLower(), QString("garden"));
-        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName = 'garden' Order By HouseID", "HouseID"),
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName = 'garden' Order By HouseID",
+                             "HouseID"),
                  (QStringList{"1", "2"}));
-        QCOMPARE(QueryColumn(cn, "Select Distinct Content From t_Content Order By Content", "Content").size(), 3);
-        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where HouseType = '三室'", "TypeID"), QStringList{"3"});
+        QCOMPARE(QueryColumn(cn, "Select Distinct Content From t_Content Order By Content", "Content").size(),
+                 3);
+        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where HouseType = '三室'", "TypeID"),
+                 QStringList{"3"});
     }
 
     void like_matches_substrings_ignoring_case()
@@ -231,26 +248,37 @@ private slots:
         fill(f);
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(QueryColumn(cn, "Select Distinct a.HouseID From t_House as a, t_Content as c Where c.Content Like '%sou%'"
-                            " And a.HouseID = c.HouseID Order By a.HouseID", "HouseID"),
-                 (QStringList{"1", "3"}));
-        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName Like '%ARD%' Order By HouseID", "HouseID"),
+        QCOMPARE(
+            QueryColumn(
+                cn,
+                "Select Distinct a.HouseID From t_House as a, t_Content as c Where c.Content Like '%sou%'"
+                " And a.HouseID = c.HouseID Order By a.HouseID",
+                "HouseID"),
+            (QStringList{"1", "3"}));
+        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where HouseName Like '%ARD%' Order By HouseID",
+                             "HouseID"),
                  (QStringList{"1", "2"}));
         // Two percent signs match every non-empty value, and the empty string too.
-        QCOMPARE(QueryColumn(cn, "Select HouseID From t_House Where Intro Like '%%' Order By HouseID", "HouseID").size(), 4);
+        QCOMPARE(
+            QueryColumn(cn, "Select HouseID From t_House Where Intro Like '%%' Order By HouseID", "HouseID")
+                .size(),
+            4);
     }
 
     void the_inner_join_hides_a_house_without_its_type()
     {
         ProgramFolder f;
         fill(f);
-        QVERIFY(f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES ('Orphan','1','',1,99)"));
+        QVERIFY(
+            f.Exec("INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES "
+                   "('Orphan','1','',1,99)"));
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         db::Recordset rs;
-        QVERIFY(rs.Open("Select a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,a.TypeID"
-                        " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID Order By a.HouseName,a.TypeID",
-                        cn, db::CursorType::Keyset, db::LockType::ReadOnly));
+        QVERIFY(rs.Open(
+            "Select a.HouseID, a.HouseName, b.HouseType, a.HouseNo, a.Intro ,a.TypeID"
+            " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID Order By a.HouseName,a.TypeID",
+            cn, db::CursorType::Keyset, db::LockType::ReadOnly));
         QCOMPARE(rs.RecordCount(), 4);
         QStringList names;
         while (!rs.Eof()) {
@@ -259,9 +287,13 @@ private slots:
         }
         QVERIFY(!names.contains("Orphan"));
         QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_House", "a"), QStringList{"5"});
-        QVERIFY(QueryColumn(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
-                           " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 5", "HouseID")
-                    .isEmpty());
+        QVERIFY(
+            QueryColumn(cn,
+                        "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, "
+                        "b.MusicFile, b.List"
+                        " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 5",
+                        "HouseID")
+                .isEmpty());
     }
 
     void every_statement_of_the_program_runs_with_its_meaning()
@@ -272,35 +304,56 @@ private slots:
         QVERIFY(cn.Open(f.DatabasePath()));
         QCOMPARE(QueryColumn(cn, "Select Distinct HouseNo From t_House Order By HouseNo", "HouseNo"),
                  (QStringList{"101", "102", "201", "301"}));
-        QCOMPARE(QueryColumn(cn, "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, b.MusicFile, b.List"
-                            " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 4", "HouseType"),
-                 QStringList{"二室"});
-        QCOMPARE(QueryColumn(cn, "Select a.HouseName, b.List, a.HouseNo, a.Intro From t_House as a, t_HouseType as b"
-                            " Where a.TypeID = b.TypeID And a.HouseID = 3", "List"),
-                 QStringList{"3"});
-        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_House Where TypeID = 2", "a"), QStringList{"2"});
-        QCOMPARE(QueryColumn(cn, "Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List", "List"),
-                 (QStringList{"1", "2", "3", "4", "5"}));
-        QCOMPARE(QueryColumn(cn, "Select HouseType, MusicTitle, MusicFile From t_HouseType Where List = 4", "MusicFile"),
+        QCOMPARE(
+            QueryColumn(cn,
+                        "Select a.HouseID, a.HouseName, a.HouseNo, a.Intro,a.HouseFloor,  b.HouseType, "
+                        "b.MusicFile, b.List"
+                        " From t_House as a, t_HouseType as b Where a.TypeID = b.TypeID And a.HouseID = 4",
+                        "HouseType"),
+            QStringList{"二室"});
+        QCOMPARE(
+            QueryColumn(cn,
+                        "Select a.HouseName, b.List, a.HouseNo, a.Intro From t_House as a, t_HouseType as b"
+                        " Where a.TypeID = b.TypeID And a.HouseID = 3",
+                        "List"),
+            QStringList{"3"});
+        QCOMPARE(QueryColumn(cn, "Select Count(*) as a From t_House Where TypeID = 2", "a"),
+                 QStringList{"2"});
+        QCOMPARE(
+            QueryColumn(
+                cn, "Select TypeID, List, HouseType, MusicTitle, MusicFile From t_HouseType Order By List",
+                "List"),
+            (QStringList{"1", "2", "3", "4", "5"}));
+        QCOMPARE(QueryColumn(cn, "Select HouseType, MusicTitle, MusicFile From t_HouseType Where List = 4",
+                             "MusicFile"),
                  QStringList{"d.mp3"});
-        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where List = 2", "TypeID"), QStringList{"2"});
-        QCOMPARE(QueryColumn(cn, "Select MusicFile From t_HouseType Where List = 1", "MusicFile"), QStringList{"a.mp3"});
-        QCOMPARE(QueryColumn(cn, "Select Caption, Content From t_Content Where HouseID = 1 Order By List", "Caption"),
+        QCOMPARE(QueryColumn(cn, "Select TypeID From t_HouseType Where List = 2", "TypeID"),
+                 QStringList{"2"});
+        QCOMPARE(QueryColumn(cn, "Select MusicFile From t_HouseType Where List = 1", "MusicFile"),
+                 QStringList{"a.mp3"});
+        QCOMPARE(QueryColumn(cn, "Select Caption, Content From t_Content Where HouseID = 1 Order By List",
+                             "Caption"),
                  (QStringList{"朝向", "面积"}));
-        QCOMPARE(QueryColumn(cn, "Select Distinct Caption From t_Content Order By Caption", "Caption").size(), 2);
-        QCOMPARE(QueryColumn(cn, "Select Caption, Intro, ImageFile From t_Image Where HouseID = 1 Order By List", "ImageFile"),
-                 (QStringList{"000001_0001.jpg", "000001_0002.jpg"}));
+        QCOMPARE(QueryColumn(cn, "Select Distinct Caption From t_Content Order By Caption", "Caption").size(),
+                 2);
+        QCOMPARE(
+            QueryColumn(cn, "Select Caption, Intro, ImageFile From t_Image Where HouseID = 1 Order By List",
+                        "ImageFile"),
+            (QStringList{"000001_0001.jpg", "000001_0002.jpg"}));
         QCOMPARE(QueryColumn(cn, "Select ImageFile From t_Image Where HouseID = 1", "ImageFile").size(), 2);
-        QCOMPARE(QueryColumn(cn, "Select Caption, Content From t_Content_Auto Where TypeID = 1 Order By ContentID", "Caption"),
-                 (QStringList{"朝向", "面积"}));
+        QCOMPARE(
+            QueryColumn(cn, "Select Caption, Content From t_Content_Auto Where TypeID = 1 Order By ContentID",
+                        "Caption"),
+            (QStringList{"朝向", "面积"}));
 
         // Deleting a type closes the gap behind it.
         QVERIFY(cn.Execute("Delete From t_HouseType Where List = 2"));
         QVERIFY(cn.Execute("Update t_HouseType Set List = List - 1 Where List > 2"));
         QCOMPARE(QueryColumn(cn, "Select HouseType From t_HouseType Order By List", "HouseType"),
                  (QStringList{"一室", "三室", "四室", "五室"}));
-        QCOMPARE(f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
-                 QString("1,2,3,4"));
+        QCOMPARE(
+            f.Value("SELECT group_concat(List) FROM (SELECT List FROM t_HouseType ORDER BY List)").toString(),
+            QString("1,2,3,4"));
 
         QVERIFY(cn.Execute("Delete From t_House Where HouseID = 1"));
         QVERIFY(cn.Execute("Delete From t_Content Where HouseID = 1"));
@@ -330,10 +383,12 @@ private slots:
             QVERIFY(rs.Update());
         };
         insert("New");
-        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"5"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"),
+                 QStringList{"5"});
         QVERIFY(cn.Execute("Delete From t_House Where HouseID = 5"));
         insert("Newer");
-        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"), QStringList{"6"});
+        QCOMPARE(QueryColumn(cn, "Select Top 1 HouseID From t_House Order By HouseID DESC", "HouseID"),
+                 QStringList{"6"});
         QCOMPARE(f.Value("SELECT HouseName FROM t_House WHERE HouseID = 6").toString(), QString("Newer"));
         QCOMPARE(f.Value("SELECT HouseFloor FROM t_House WHERE HouseID = 6").toInt(), 3);
     }
@@ -345,7 +400,8 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         db::Recordset rs;
-        QVERIFY(rs.Open("Select * From t_House Where HouseID Is Null", cn, db::CursorType::Keyset, db::LockType::Optimistic));
+        QVERIFY(rs.Open("Select * From t_House Where HouseID Is Null", cn, db::CursorType::Keyset,
+                        db::LockType::Optimistic));
         QVERIFY(rs.AddNew());
         QVERIFY(rs.SetField("HouseName", "O'Brien's"));
         QVERIFY(rs.SetField("TypeID", 1));
@@ -367,7 +423,8 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         db::Recordset rs;
-        QVERIFY(rs.Open("Select * From t_House Where HouseID Is Null", cn, db::CursorType::Keyset, db::LockType::Optimistic));
+        QVERIFY(rs.Open("Select * From t_House Where HouseID Is Null", cn, db::CursorType::Keyset,
+                        db::LockType::Optimistic));
         QVERIFY(rs.AddNew());
         QVERIFY(rs.SetField("HouseName", "N"));
         QVERIFY(!rs.SetField("housefloor", "abc"));
@@ -387,7 +444,8 @@ private slots:
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
         db::Recordset rs;
-        QVERIFY(rs.Open("Select * From t_House Where HouseID = 3", cn, db::CursorType::Keyset, db::LockType::Optimistic));
+        QVERIFY(rs.Open("Select * From t_House Where HouseID = 3", cn, db::CursorType::Keyset,
+                        db::LockType::Optimistic));
         QCOMPARE(rs.RecordCount(), 1);
         QVERIFY(rs.SetField("HouseName", "湖畔"));
         QVERIFY(rs.SetField("housefloor", 9));
@@ -418,10 +476,11 @@ private slots:
     void opening_and_closing_at_100000_houses_is_cheap()
     {
         ProgramFolder f;
-        QVERIFY(f.Exec("INSERT INTO t_HouseType (List, HouseType) VALUES (1, 'T');"
-                       "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
-                       "INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                       "SELECT 'B' || (i % 50), i, 'intro', i % 40 + 1, 1 FROM n;"));
+        QVERIFY(
+            f.Exec("INSERT INTO t_HouseType (List, HouseType) VALUES (1, 'T');"
+                   "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 100000) "
+                   "INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                   "SELECT 'B' || (i % 50), i, 'intro', i % 40 + 1, 1 FROM n;"));
         QCOMPARE(f.Value("SELECT count(*) FROM t_House").toInt(), 100000);
         const int rounds = 200;
         QElapsedTimer t;

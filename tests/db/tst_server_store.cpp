@@ -16,9 +16,9 @@
 #include "core/mdlHouse.h"
 
 using testsupport::MsgBoxRecorder;
-using testsupport::QueryColumn;
 using testsupport::PgCluster;
 using testsupport::ProgramFolder;
+using testsupport::QueryColumn;
 
 class tst_server_store : public QObject {
     Q_OBJECT
@@ -130,17 +130,17 @@ private slots:
                          "('Bau', '5', 1)"));
         db::Connection cn;
         QVERIFY(open(cn));
-        QCOMPARE(
-            QueryColumn(cn, "Select HouseNo From t_House Where HouseName = 'ÄRZTE' Order By HouseNo", "HouseNo"),
-            QStringList({"1", "2"}));
+        QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName = 'ÄRZTE' Order By HouseNo",
+                             "HouseNo"),
+                 QStringList({"1", "2"}));
         QCOMPARE(QueryColumn(cn, "Select Count(*) as a From (Select Distinct HouseName From t_House) x", "a"),
                  QStringList{"3"});
         QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%Σοφ%' Order By HouseNo",
-                        "HouseNo"),
+                             "HouseNo"),
                  QStringList({"3", "4"}));
-        QCOMPARE(
-            QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%RZ%' Order By HouseNo", "HouseNo"),
-            QStringList({"1", "2"}));
+        QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%RZ%' Order By HouseNo",
+                             "HouseNo"),
+                 QStringList({"1", "2"}));
         // Like's wildcards are % and _ only: a backslash is an ordinary character.
         QCOMPARE(QueryColumn(cn, "Select HouseNo From t_House Where HouseName Like '%\\%'", "HouseNo"),
                  QStringList());

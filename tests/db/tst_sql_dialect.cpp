@@ -14,8 +14,10 @@ private slots:
     }
     void between_takes_either_bound_order()
     {
-        QCOMPARE(db::toSqlite("Update t_HouseType Set List = List + Sgn(3 - List) Where List Between 4 And 3"),
-                 QString("Update t_HouseType Set List = List + Sgn(3 - List) Where List Between min(4, 3) And max(4, 3)"));
+        QCOMPARE(
+            db::toSqlite("Update t_HouseType Set List = List + Sgn(3 - List) Where List Between 4 And 3"),
+            QString("Update t_HouseType Set List = List + Sgn(3 - List) Where List Between min(4, 3) And "
+                    "max(4, 3)"));
     }
     void other_statements_pass_unchanged()
     {

@@ -26,7 +26,8 @@ namespace {
 // The legacy sample kept beside the importer's tests.
 QString legacySample()
 {
-    const QFileInfo sample(qEnvironmentVariable("TAVRELO_SOURCE_DIR") + QStringLiteral("/tests/import/fixtures/House.MDB"));
+    const QFileInfo sample(qEnvironmentVariable("TAVRELO_SOURCE_DIR") +
+                           QStringLiteral("/tests/import/fixtures/House.MDB"));
     return sample.isFile() ? sample.absoluteFilePath() : QString();
 }
 
@@ -209,8 +210,9 @@ private slots:
 
     void the_package_holds_programs_menu_entry_icons_metainfo_manuals_and_copyright()
     {
-        for (const char* path : {"/usr/bin/tavrelo", "/usr/bin/tavrelo-import", "/usr/bin/tavrelo-demo",
-                                 "/usr/bin/tavrelo-backup", "/usr/bin/tavrelo-pricelist", "/usr/bin/tavrelo-server"})
+        for (const char* path :
+             {"/usr/bin/tavrelo", "/usr/bin/tavrelo-import", "/usr/bin/tavrelo-demo",
+              "/usr/bin/tavrelo-backup", "/usr/bin/tavrelo-pricelist", "/usr/bin/tavrelo-server"})
             QVERIFY2(QFileInfo(unpacked(path)).isExecutable(), path);
         QVERIFY2(!QFileInfo::exists(unpacked("/usr/bin/tavrelo-mkdb")),
                  "the build's catalogue maker is not installed");
@@ -269,8 +271,8 @@ private slots:
             run("appstreamcli", {"validate", "--no-net", metainfo}, QProcessEnvironment::systemEnvironment());
         QVERIFY2(asv.exitCode == 0, qPrintable(describe(asv)));
 
-        for (const char* page :
-             {"tavrelo", "tavrelo-import", "tavrelo-demo", "tavrelo-backup", "tavrelo-pricelist", "tavrelo-server"})
+        for (const char* page : {"tavrelo", "tavrelo-import", "tavrelo-demo", "tavrelo-backup",
+                                 "tavrelo-pricelist", "tavrelo-server"})
             QVERIFY2(QFileInfo(unpacked(QStringLiteral("/usr/share/man/man1/%1.1.gz").arg(page))).isFile(),
                      page);
         QFile copyright(unpacked("/usr/share/doc/tavrelo/copyright"));
@@ -476,7 +478,8 @@ private slots:
         if (geteuid() != 0) {
             // Installing for real needs root; an ordinary user can still have apt work out the
             // installation, which fails when a dependency cannot be met.
-            const Run simulated = run("apt-get", QStringList{"install", "-s"} + apt + QStringList{deb_}, sys, 600000);
+            const Run simulated =
+                run("apt-get", QStringList{"install", "-s"} + apt + QStringList{deb_}, sys, 600000);
             QVERIFY2(simulated.exitCode == 0, qPrintable(describe(simulated)));
             QVERIFY2(simulated.out.contains("Inst tavrelo"), qPrintable(simulated.out));
             qInfo("not root: the installation was simulated with apt-get -s, not carried out");

@@ -15,7 +15,8 @@
 
 namespace {
 
-QString run(const QString& program, const QStringList& args, const QProcessEnvironment& env, int timeoutMs = 10000)
+QString run(const QString& program, const QStringList& args, const QProcessEnvironment& env,
+            int timeoutMs = 10000)
 {
     QProcess p;
     p.setProcessEnvironment(env);
@@ -33,7 +34,8 @@ bool sendDeleteWindow(const QString& display, quint32 window)
     xcb_connection_t* c = xcb_connect(display.toLocal8Bit().constData(), nullptr);
     if (!c || xcb_connection_has_error(c)) return false;
     auto atom = [c](const char* name) {
-        xcb_intern_atom_reply_t* r = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, strlen(name), name), nullptr);
+        xcb_intern_atom_reply_t* r =
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, strlen(name), name), nullptr);
         const xcb_atom_t a = r ? r->atom : 0;
         free(r);
         return a;
@@ -65,16 +67,20 @@ class tst_two_copies : public QObject {
     // Visible top-level windows of a process whose title is exactly "Tavrelo".
     QStringList windowsOf(qint64 pid)
     {
-        const QString out = run("xdotool", {"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", "^Tavrelo$"}, env_);
+        const QString out = run(
+            "xdotool",
+            {"search", "--all", "--onlyvisible", "--pid", QString::number(pid), "--name", "^Tavrelo$"}, env_);
         return out.isEmpty() ? QStringList() : out.split('\n');
     }
 
 private slots:
     void initTestCase()
     {
-        QVERIFY2(!QStandardPaths::findExecutable("Xvfb").isEmpty() && !QStandardPaths::findExecutable("xdotool").isEmpty(),
+        QVERIFY2(!QStandardPaths::findExecutable("Xvfb").isEmpty() &&
+                     !QStandardPaths::findExecutable("xdotool").isEmpty(),
                  "Xvfb and xdotool are needed (scripts/setup installs them)");
-        xvfb_.start("Xvfb", {"-displayfd", "1", "-noreset", "-screen", "0", "1400x900x24", "-nolisten", "tcp"});
+        xvfb_.start("Xvfb",
+                    {"-displayfd", "1", "-noreset", "-screen", "0", "1400x900x24", "-nolisten", "tcp"});
         QVERIFY(xvfb_.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(xvfb_.canReadLine(), 20000);
         display_ = ":" + QString::fromLatin1(xvfb_.readLine()).trimmed();
@@ -84,7 +90,8 @@ private slots:
         env_.remove("XDG_RUNTIME_DIR");
         env_.insert("XDG_RUNTIME_DIR", folder_.path() + "/runtime");
         QDir().mkpath(folder_.path() + "/runtime");
-        QFile::setPermissions(folder_.path() + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(folder_.path() + "/runtime",
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 
         // The program folder is the executable's folder: give the copies a folder of their own.
         const QString built = qEnvironmentVariable("TAVRELO_BINARY_DIR") + "/tavrelo";
@@ -125,7 +132,8 @@ private slots:
         // The refusal is a message box captioned "Tavrelo"; the second copy waits on it.
         QTRY_VERIFY_WITH_TIMEOUT(!windowsOf(second.processId()).isEmpty(), 60000);
         QCOMPARE(second.state(), QProcess::Running);
-        run("import", {"-window", "root", qEnvironmentVariable("TAVRELO_BINARY_DIR") + "/e2e_second_copy.png"}, env_);
+        run("import",
+            {"-window", "root", qEnvironmentVariable("TAVRELO_BINARY_DIR") + "/e2e_second_copy.png"}, env_);
         const QString box = windowsOf(second.processId()).first();
         run("xdotool", {"windowfocus", "--sync", box}, env_);
         run("xdotool", {"key", "--clearmodifiers", "Return"}, env_);

@@ -73,7 +73,10 @@ inline bool Type(QObject* root, const QString& name, const QString& text)
 }
 
 // Every window, as the program registers them (a test may register a stand-in over one after).
-inline void RegisterWindows() { windows::RegisterWindows(); }
+inline void RegisterWindows()
+{
+    windows::RegisterWindows();
+}
 
 inline void CloseWindows()
 {
@@ -157,9 +160,15 @@ inline void ClickRow(ui::ListView* list, int row, bool twice = false)
         testsupport::ClickListRow(list, row, 1);
 }
 
-inline QStringList Column(const ui::ListView* list, int column) { return testsupport::ListColumn(list, column); }
+inline QStringList Column(const ui::ListView* list, int column)
+{
+    return testsupport::ListColumn(list, column);
+}
 
-inline QByteArray Bytes(const QString& path) { return testsupport::ReadFile(path); }
+inline QByteArray Bytes(const QString& path)
+{
+    return testsupport::ReadFile(path);
+}
 
 // Every row of a query as "a|b|c" texts: short to compare whole tables.
 inline QStringList Table(const testsupport::ProgramFolder& folder, const QString& sql)

@@ -41,7 +41,8 @@ private slots:
 
     void cleanup()
     {
-        for (const char* name : {"frmHouseShow", "frmHouseType", "frmContent"}) Forms::Unload(QString::fromLatin1(name));
+        for (const char* name : {"frmHouseShow", "frmHouseType", "frmContent"})
+            Forms::Unload(QString::fromLatin1(name));
         CloseWindows();
         files.reset();
         messages.reset();
@@ -118,11 +119,13 @@ private slots:
         QCOMPARE(show->cmdImage.UBound(), 2);
         QCOMPARE(show->cmdImage[2]->text(), QStringLiteral("花园"));
         QTRY_VERIFY_WITH_TIMEOUT(
-            show->WebImage->Evaluate(QStringLiteral("document.getElementById('Pict') != null")).toBool(), 30000);
+            show->WebImage->Evaluate(QStringLiteral("document.getElementById('Pict') != null")).toBool(),
+            30000);
         show->cmdImage[2]->click();
         QTRY_COMPARE_WITH_TIMEOUT(
             show->WebImage
-                ->Evaluate(QStringLiteral("var e = document.getElementById('ImageShow'); e ? e.getAttribute('src') : ''"))
+                ->Evaluate(QStringLiteral(
+                    "var e = document.getElementById('ImageShow'); e ? e.getAttribute('src') : ''"))
                 .toString(),
             QStringLiteral("Images/000001_0002.png"), 30000);
         Forms::Unload(QStringLiteral("frmHouseShow"));

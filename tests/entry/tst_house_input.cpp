@@ -189,7 +189,8 @@ private slots:
         w->cmbHouseType->setCurrentIndex(3);
         Click(w, QStringLiteral("cmdNext"));
         Click(w, QStringLiteral("cmdFinish"));
-        const QString typeId = folder->Value(QStringLiteral("Select TypeID From t_HouseType Where List = 4")).toString();
+        const QString typeId =
+            folder->Value(QStringLiteral("Select TypeID From t_HouseType Where List = 4")).toString();
         QVERIFY(!typeId.isEmpty());
         QCOMPARE(Table(*folder, "Select HouseName, TypeID From t_House"),
                  QStringList{QStringLiteral("A座|") + typeId});

@@ -40,10 +40,10 @@ inline bool fixturesPresent()
 }
 
 // Missing sample files are a broken checkout, not a reason to pass: the test function fails.
-#define REQUIRE_FIXTURES()                                                                            \
-    QVERIFY2(fixturesPresent(),                                                                       \
+#define REQUIRE_FIXTURES()                                                                              \
+    QVERIFY2(fixturesPresent(),                                                                         \
              qPrintable(QStringLiteral("the legacy fixtures (House.MDB, Empty.MDB and their JSON) are " \
-                                       "not at %1 (TAVRELO_SOURCE_DIR/tests/import/fixtures)")        \
+                                       "not at %1 (TAVRELO_SOURCE_DIR/tests/import/fixtures)")          \
                             .arg(fixtureDir())))
 
 inline QByteArray readAll(const QString& path)

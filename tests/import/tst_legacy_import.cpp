@@ -13,10 +13,10 @@
 #include "LegacyReader.h"
 #include "TestSupport.h"
 #include "catalogue/frmHouseList.h"
-#include "core/ui/Forms.h"
-#include "core/ui/ListView.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/ui/Forms.h"
+#include "core/ui/ListView.h"
 
 using namespace importtest;
 using testsupport::ProgramFolder;
@@ -183,13 +183,15 @@ private slots:
         const QJsonObject tables = loadJson("House.json").value("tables").toObject();
         QMap<qint64, QString> typeNames;
         for (const auto& t : tables.value("t_HouseType").toObject().value("rows").toArray())
-            typeNames.insert(t.toObject().value("TypeID").toInteger(), t.toObject().value("HouseType").toString());
+            typeNames.insert(t.toObject().value("TypeID").toInteger(),
+                             t.toObject().value("HouseType").toString());
         QMap<QString, QJsonObject> expected;  // by the number the list shows
         for (const auto& h : tables.value("t_House").toObject().value("rows").toArray()) {
             const QJsonObject house = h.toObject();
             if (typeNames.contains(house.value("TypeID").toInteger()))
-                expected.insert(QStringLiteral("%1").arg(house.value("HouseID").toInteger(), 6, 10, QLatin1Char('0')),
-                                house);
+                expected.insert(
+                    QStringLiteral("%1").arg(house.value("HouseID").toInteger(), 6, 10, QLatin1Char('0')),
+                    house);
         }
         const ui::ListModel* model = w->lsvHouse->Model();
         QCOMPARE(model->Count(), expected.size());
@@ -538,7 +540,8 @@ private slots:
         QVERIFY2(QFileInfo::exists(importer), "tavrelo-import is not built beside tavrelo");
         QStringList runner;
         if (::geteuid() == 0) {
-            QVERIFY2(!QStandardPaths::findExecutable("setpriv").isEmpty(), "running as root needs setpriv (util-linux)");
+            QVERIFY2(!QStandardPaths::findExecutable("setpriv").isEmpty(),
+                     "running as root needs setpriv (util-linux)");
             runner = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
         }
         QTemporaryDir base;

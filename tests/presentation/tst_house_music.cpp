@@ -10,14 +10,8 @@ class tst_house_music : public QObject, private Session {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        Start(0);
-    }
-    void cleanup()
-    {
-        Stop();
-    }
+    void init() { Start(0); }
+    void cleanup() { Stop(); }
 
     void every_kind_of_tune_plays_to_its_end_and_starts_again_data()
     {

@@ -17,10 +17,7 @@ private slots:
         AddType(*folder, 1, "公寓", "");
         AddType(*folder, 2, "别墅", "");
     }
-    void cleanup()
-    {
-        Stop();
-    }
+    void cleanup() { Stop(); }
 
     void previous_on_the_first_house_says_so_and_keeps_it()
     {

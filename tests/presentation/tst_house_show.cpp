@@ -25,10 +25,7 @@ private slots:
         Start(1);  // the tunes have tests of their own
         AddType(*folder, 1, "公寓", "");
     }
-    void cleanup()
-    {
-        Stop();
-    }
+    void cleanup() { Stop(); }
 
     void statements_are_issued_as_written()
     {

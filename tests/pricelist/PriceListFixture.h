@@ -69,9 +69,15 @@ inline bool MakeEmptyFolder(const QString& folder)
     return db::CreateEmptyDatabase(folder + QStringLiteral("/House.db"));
 }
 
-inline bool WriteBytes(const QString& path, const QByteArray& bytes) { return testsupport::WriteFile(path, bytes); }
+inline bool WriteBytes(const QString& path, const QByteArray& bytes)
+{
+    return testsupport::WriteFile(path, bytes);
+}
 
-inline QByteArray ReadBytes(const QString& path) { return testsupport::ReadFile(path); }
+inline QByteArray ReadBytes(const QString& path)
+{
+    return testsupport::ReadFile(path);
+}
 
 inline QByteArray Gb18030(const QString& text)
 {

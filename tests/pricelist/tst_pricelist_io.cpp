@@ -447,7 +447,8 @@ void tst_pricelist_io::xlsxOpensAsAWorkbook()
     const QString workbook = unzip(book, QStringLiteral("xl/workbook.xml"));
     QVERIFY2(workbook.contains(QStringLiteral("name=\"价目表\"")), qPrintable(workbook));
     // The workbook is written row by row with its texts in the cells, in the order they were written.
-    QRegularExpression cell(QStringLiteral("<c r=\"([A-Z]+[0-9]+)\"[^>]*t=\"inlineStr\"><is><t[^>]*>([^<]*)</t></is></c>"));
+    QRegularExpression cell(
+        QStringLiteral("<c r=\"([A-Z]+[0-9]+)\"[^>]*t=\"inlineStr\"><is><t[^>]*>([^<]*)</t></is></c>"));
     QStringList texts;
     QHash<QString, QString> byCell;
     for (auto it = cell.globalMatch(sheet); it.hasNext();) {

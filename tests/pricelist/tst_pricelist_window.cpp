@@ -16,11 +16,11 @@
 #include "TestSupport.h"
 #include "catalogue/CatalogueFixture.h"
 #include "catalogue/frmHouseList.h"
-#include "windows/frmMain.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
 #include "pricelist/frmPriceListImport.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 using namespace pricelistfixture;
 using testsupport::Click;

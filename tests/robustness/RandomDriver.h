@@ -27,10 +27,10 @@
 #include <algorithm>
 #include <functional>
 
-#include "windows/frmMain.h"
 #include "core/ui/Form.h"
 #include "core/ui/Forms.h"
 #include "core/ui/WebBrowser.h"
+#include "windows/frmMain.h"
 
 namespace robustness {
 
@@ -113,12 +113,13 @@ public:
         // window not seen before counts from the step in which it shows up.
         const QMap<QString, QWidget*> forms = OpenForms();
         for (QWidget* top : QApplication::topLevelWidgets()) {
-            if (!top->isVisible() || top == main_ || qobject_cast<QMenu*>(top) || seenTop_.contains(top)) continue;
+            if (!top->isVisible() || top == main_ || qobject_cast<QMenu*>(top) || seenTop_.contains(top))
+                continue;
             if (std::find(forms.cbegin(), forms.cend(), top) != forms.cend()) continue;
             seenTop_.insert(top);
             ++otherWindows;
-            done += QStringLiteral(" [a window is open: ") + QString::fromLatin1(top->metaObject()->className()) +
-                    QLatin1Char(']');
+            done += QStringLiteral(" [a window is open: ") +
+                    QString::fromLatin1(top->metaObject()->className()) + QLatin1Char(']');
         }
         // A window that has just opened is where the user goes on.
         const auto after = OpenForms();
@@ -154,21 +155,34 @@ private:
     {
         // With few windows open most actions would find nothing to act on: a user opens one.
         const int open = OpenForms().size();
-        if (open == 0 || (open == 1 && rng_->bounded(4) == 0)) return rng_->bounded(4) ? openFromMenu() : openFromRegistry();
+        if (open == 0 || (open == 1 && rng_->bounded(4) == 0))
+            return rng_->bounded(4) ? openFromMenu() : openFromRegistry();
         const int r = int(rng_->bounded(100));
         QString done;
-        if (r < 6) done = openFromMenu();
-        else if (r < 8) done = openFromRegistry();
-        else if (r < 45) done = clickButton();
-        else if (r < 60) done = listAction();
-        else if (r < 79) done = typeText();
-        else if (r < 85) done = comboKeys();
-        else if (r < 89) done = keyToFocus();
-        else if (r < 90) done = clickLabel();
-        else if (r < 91) done = resizeWindow();
-        else if (r < 92) done = clickInPage();
-        else if (r < 94) done = fillForm();
-        else done = closeWindow();
+        if (r < 6)
+            done = openFromMenu();
+        else if (r < 8)
+            done = openFromRegistry();
+        else if (r < 45)
+            done = clickButton();
+        else if (r < 60)
+            done = listAction();
+        else if (r < 79)
+            done = typeText();
+        else if (r < 85)
+            done = comboKeys();
+        else if (r < 89)
+            done = keyToFocus();
+        else if (r < 90)
+            done = clickLabel();
+        else if (r < 91)
+            done = resizeWindow();
+        else if (r < 92)
+            done = clickInPage();
+        else if (r < 94)
+            done = fillForm();
+        else
+            done = closeWindow();
         // Nothing of that kind to act on: the action goes to the menus instead.
         if (done.endsWith(QLatin1String("(none)"))) done += QStringLiteral(", then ") + openFromMenu();
         return done;
@@ -230,8 +244,8 @@ private:
 
     static QString describe(QObject* o)
     {
-        QString path = o->objectName().isEmpty() ? QString::fromLatin1(o->metaObject()->className())
-                                                 : o->objectName();
+        QString path =
+            o->objectName().isEmpty() ? QString::fromLatin1(o->metaObject()->className()) : o->objectName();
         if (auto* w = qobject_cast<QWidget*>(o)) {
             if (QWidget* win = w->window()) {
                 // The registered window it sits in, when it sits in one.
@@ -248,7 +262,8 @@ private:
     {
         QList<QAction*> entries;
         for (QAction* a : main_->findChildren<QAction*>()) {
-            if (a->objectName().startsWith(QLatin1String("mnu")) && !a->menu() && a->isEnabled()) entries << a;
+            if (a->objectName().startsWith(QLatin1String("mnu")) && !a->menu() && a->isEnabled())
+                entries << a;
         }
         QAction* a = pick(entries);
         if (!a) return count(QStringLiteral("menu (none)"));
@@ -271,8 +286,8 @@ private:
     {
         QAbstractButton* b = pick(usable<QAbstractButton>());
         if (!b) return count(QStringLiteral("click (none)"));
-        const QString d = QStringLiteral("click ") + describe(b) + QStringLiteral(" \"") + b->text() +
-                          QLatin1Char('"');
+        const QString d =
+            QStringLiteral("click ") + describe(b) + QStringLiteral(" \"") + b->text() + QLatin1Char('"');
         ++actions[QStringLiteral("click")];
         if (b->width() > 0 && b->height() > 0)
             QTest::mouseClick(b, Qt::LeftButton);
@@ -298,7 +313,8 @@ private:
                             header->height() / 2);
             ++actions[QStringLiteral("list header")];
             QTest::mouseClick(header->viewport(), Qt::LeftButton, Qt::NoModifier, at);
-            return QStringLiteral("column click ") + describe(view) + QLatin1Char(' ') + QString::number(section);
+            return QStringLiteral("column click ") + describe(view) + QLatin1Char(' ') +
+                   QString::number(section);
         }
         if (rows == 0) return count(QStringLiteral("list (empty)"));
         const int row = int(rng_->bounded(quint32(rows)));
@@ -314,7 +330,8 @@ private:
         if (how >= 6) {
             ++actions[QStringLiteral("list double click")];
             QTest::mouseDClick(view->viewport(), Qt::LeftButton, Qt::NoModifier, at);
-            return QStringLiteral("double click ") + describe(view) + QStringLiteral(" row ") + QString::number(row);
+            return QStringLiteral("double click ") + describe(view) + QStringLiteral(" row ") +
+                   QString::number(row);
         }
         ++actions[QStringLiteral("list click")];
         QTest::mouseClick(view->viewport(), Qt::LeftButton, Qt::NoModifier, at);
@@ -328,7 +345,8 @@ private:
             QTest::keyClick(target, char(codePoint));
         } else {
             const char32_t cp = char32_t(codePoint);
-            QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString::fromUcs4(&cp, 1), Qt::NoModifier);
+            QTest::sendKeyEvent(QTest::Click, target, Qt::Key_unknown, QString::fromUcs4(&cp, 1),
+                                Qt::NoModifier);
         }
     }
 
@@ -396,13 +414,15 @@ private:
         // Without an active window (no window manager) Qt reports no focus: the key goes to the
         // control that has the focus within the window the user works in.
         if (!focus && lastWindow_) focus = lastWindow_->focusWidget();
-        if (!focus || focus->window() == nullptr || !focus->isVisible()) return count(QStringLiteral("key (none)"));
+        if (!focus || focus->window() == nullptr || !focus->isVisible())
+            return count(QStringLiteral("key (none)"));
         static const Qt::Key keys[] = {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_Tab,
                                        Qt::Key_Up,     Qt::Key_Down,  Qt::Key_PageUp, Qt::Key_PageDown};
         Qt::Key key = keys[rng_->bounded(8)];
         if (qobject_cast<QAbstractButton*>(focus) && rng_->bounded(3) == 0) key = Qt::Key_Space;
         ++actions[QStringLiteral("key")];
-        const QString d = QStringLiteral("key ") + QString::number(int(key), 16) + QStringLiteral(" to ") + describe(focus);
+        const QString d =
+            QStringLiteral("key ") + QString::number(int(key), 16) + QStringLiteral(" to ") + describe(focus);
         QTest::keyClick(focus, key);
         return d;
     }
@@ -410,7 +430,8 @@ private:
     QString clickLabel()
     {
         QLabel* label = pick(usable<QLabel>());
-        if (!label || label->width() == 0 || label->height() == 0) return count(QStringLiteral("label (none)"));
+        if (!label || label->width() == 0 || label->height() == 0)
+            return count(QStringLiteral("label (none)"));
         ++actions[QStringLiteral("label")];
         const QString d = QStringLiteral("click label ") + describe(label);
         QTest::mouseClick(label, Qt::LeftButton);
@@ -427,10 +448,11 @@ private:
         // Half the clicks go to a picture, where a user clicks on such a page. The click waits for
         // the page (a little), as a user's click lands on what is shown.
         const QVariant found = browser->Evaluate(
-            QStringLiteral("(function(){var k=%1,p=document.images,"
-                           "e=document.querySelectorAll('img,a,td,div,span,body');"
-                           "if(p.length&&k%2==0){p[k%p.length].click();return 'picture';}"
-                           "if(e.length){e[k%e.length].click();return e[k%e.length].tagName;}return 'nothing';})();")
+            QStringLiteral(
+                "(function(){var k=%1,p=document.images,"
+                "e=document.querySelectorAll('img,a,td,div,span,body');"
+                "if(p.length&&k%2==0){p[k%p.length].click();return 'picture';}"
+                "if(e.length){e[k%e.length].click();return e[k%e.length].tagName;}return 'nothing';})();")
                 .arg(k),
             2000);
         return QStringLiteral("click in the page of ") + describe(browser) + QStringLiteral(": ") +
@@ -450,16 +472,16 @@ private:
         const int height = 1 + int(rng_->bounded(tiny ? 80 : 1100));
         ++actions[QStringLiteral("resize")];
         frame->resize(width, height);
-        return QStringLiteral("resize ") + name + QStringLiteral(" to ") + QString::number(width) + QLatin1Char('x') +
-               QString::number(height);
+        return QStringLiteral("resize ") + name + QStringLiteral(" to ") + QString::number(width) +
+               QLatin1Char('x') + QString::number(height);
     }
 
     QString closeWindow()
     {
         QList<QWidget*> others;
         for (QWidget* top : QApplication::topLevelWidgets()) {
-            if (top != main_ && top->isVisible() && !qobject_cast<QMenu*>(top) && top->windowType() != Qt::Popup &&
-                top->windowType() != Qt::ToolTip)
+            if (top != main_ && top->isVisible() && !qobject_cast<QMenu*>(top) &&
+                top->windowType() != Qt::Popup && top->windowType() != Qt::ToolTip)
                 others << top;
         }
         const auto open = OpenForms();
@@ -496,8 +518,9 @@ private:
         QList<QWidget*> windows = roots();
         if (windows.isEmpty()) return count(QStringLiteral("fill (none)"));
         const int last = windows.indexOf(lastWindow_.data());
-        QWidget* window = last >= 0 && rng_->bounded(2) ? windows.at(last)
-                                                         : windows.at(int(rng_->bounded(quint32(windows.size()))));
+        QWidget* window = last >= 0 && rng_->bounded(2)
+                              ? windows.at(last)
+                              : windows.at(int(rng_->bounded(quint32(windows.size()))));
         lastWindow_ = window;
         int filled = 0;
         for (QWidget* w : window->findChildren<QWidget*>()) {
@@ -522,7 +545,8 @@ private:
             }
         }
         ++actions[QStringLiteral("fill")];
-        return QStringLiteral("fill ") + QString::number(filled) + QStringLiteral(" boxes of ") + describe(window);
+        return QStringLiteral("fill ") + QString::number(filled) + QStringLiteral(" boxes of ") +
+               describe(window);
     }
 
     QPointer<QWidget> lastWindow_;

@@ -7,6 +7,8 @@
 // TAVRELO_ROBUSTNESS_TRACE=1 prints every action after it ran, preceded by the messages and file
 // dialogs it caused.
 
+#include <unistd.h>
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -19,19 +21,18 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 #include "RandomDriver.h"
 #include "TestSupport.h"
 #include "about/Registry.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
-#include "core/ui/InputBox.h"
-#include "core/ui/PrintDialog.h"
 #include "core/ui/Forms.h"
+#include "core/ui/InputBox.h"
 #include "core/ui/MsgBox.h"
+#include "core/ui/PrintDialog.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 namespace {
 
@@ -54,7 +55,8 @@ void reportCrash(int sig)
 
 void noteAction(quint32 seed, int index, const QString& what)
 {
-    const QByteArray text = QStringLiteral("seed %1, action %2: %3").arg(seed).arg(index).arg(what.left(400)).toUtf8();
+    const QByteArray text =
+        QStringLiteral("seed %1, action %2: %3").arg(seed).arg(index).arg(what.left(400)).toUtf8();
     qstrncpy(gCrashNote, text.constData(), sizeof gCrashNote);
 }
 
@@ -76,7 +78,8 @@ public:
         *key = 7;
         return rng_->bounded(2) == 0;
     }
-    bool QueryValue(about::RegistryHandle, const QString&, quint32* type, QByteArray* buffer, quint32* size) override
+    bool QueryValue(about::RegistryHandle, const QString&, quint32* type, QByteArray* buffer,
+                    quint32* size) override
     {
         QByteArray value("/usr/bin/tavrelo-no-such-sysinfo");
         value.append('\0');
@@ -94,7 +97,8 @@ private:
 
 QString sqlText(const QString& s)
 {
-    return QLatin1Char('\'') + QString(s).replace(QLatin1Char('\''), QStringLiteral("''")) + QLatin1Char('\'');
+    return QLatin1Char('\'') + QString(s).replace(QLatin1Char('\''), QStringLiteral("''")) +
+           QLatin1Char('\'');
 }
 
 }  // namespace
@@ -112,28 +116,31 @@ private:
         const QStringList tunes = {QStringLiteral("tune1.wav"), QStringLiteral("曲子.wav"),
                                    QStringLiteral("missing.mp3"), QString()};
         for (int i = 0; i < types.size(); ++i) {
-            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) "
-                                               "Values (%1, %2, %3, %4)")
-                                    .arg(i + 1)
-                                    .arg(sqlText(types[i]), sqlText(QStringLiteral("曲 ") + QString::number(i + 1)),
-                                         sqlText(tunes[i]))));
+            QVERIFY(folder.Exec(
+                QStringLiteral("Insert Into t_HouseType (List, HouseType, MusicTitle, MusicFile) "
+                               "Values (%1, %2, %3, %4)")
+                    .arg(i + 1)
+                    .arg(sqlText(types[i]), sqlText(QStringLiteral("曲 ") + QString::number(i + 1)),
+                         sqlText(tunes[i]))));
         }
         testsupport::MakeWav(folder.File(QStringLiteral("Music/tune1.wav")), 500);
         testsupport::MakeWav(folder.File(QStringLiteral("Music/曲子.wav")), 500);
         const QStringList buildings = {QStringLiteral("阳光花园"), QStringLiteral("Green Court"),
                                        QStringLiteral("阳光花园"), QStringLiteral("海景大厦")};
         for (int h = 1; h <= 30; ++h) {
-            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                               "Values (%1, %2, %3, %4, %5)")
-                                    .arg(sqlText(buildings[h % buildings.size()]),
-                                         sqlText(QString::number(100 * (h % 5 + 1) + h)),
-                                         sqlText(QStringLiteral("说明 %1").arg(h)))
-                                    .arg(h % 5 + 1)
-                                    .arg(h % types.size() + 1)));
-            QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values "
-                                               "(%1, '朝向', '南', 1), (%1, '面积', '%2', 2)")
-                                    .arg(h)
-                                    .arg(60 + 10 * h)));
+            QVERIFY(folder.Exec(
+                QStringLiteral("Insert Into t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                               "Values (%1, %2, %3, %4, %5)")
+                    .arg(sqlText(buildings[h % buildings.size()]),
+                         sqlText(QString::number(100 * (h % 5 + 1) + h)),
+                         sqlText(QStringLiteral("说明 %1").arg(h)))
+                    .arg(h % 5 + 1)
+                    .arg(h % types.size() + 1)));
+            QVERIFY(
+                folder.Exec(QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values "
+                                           "(%1, '朝向', '南', 1), (%1, '面积', '%2', 2)")
+                                .arg(h)
+                                .arg(60 + 10 * h)));
         }
         for (int h = 1; h <= 30; h += 3) {
             for (int n = 1; n <= 2; ++n) {
@@ -142,15 +149,17 @@ private:
                                          .arg(QString::number(n).rightJustified(4, QLatin1Char('0')));
                 testsupport::MakePicture(folder.File(QStringLiteral("Images/") + name), 64, 48);
                 QVERIFY(QFileInfo::exists(folder.File(QStringLiteral("Images/") + name)));
-                QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
-                                                   "Values (%1, '图 %2', '说明', '%3', %2)")
-                                        .arg(h)
-                                        .arg(n)
-                                        .arg(name)));
+                QVERIFY(folder.Exec(
+                    QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
+                                   "Values (%1, '图 %2', '说明', '%3', %2)")
+                        .arg(h)
+                        .arg(n)
+                        .arg(name)));
             }
         }
-        QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Content_Auto (TypeID, Caption, Content) Values "
-                                           "(1, '朝向', '南'), (1, '面积', ''), (2, '楼层', '1')")));
+        QVERIFY(
+            folder.Exec(QStringLiteral("Insert Into t_Content_Auto (TypeID, Caption, Content) Values "
+                                       "(1, '朝向', '南'), (1, '面积', ''), (2, '楼层', '1')")));
     }
 
     // What is wrong with the catalogue after a run: a damaged file, type positions that are not
@@ -161,20 +170,24 @@ private:
         QStringList problems;
         const QString integrity = folder.Value(QStringLiteral("PRAGMA integrity_check")).toString();
         if (integrity != QLatin1String("ok"))
-            problems << QStringLiteral("integrity_check: ") + (integrity.isEmpty() ? QStringLiteral("(unreadable)") : integrity);
+            problems << QStringLiteral("integrity_check: ") +
+                            (integrity.isEmpty() ? QStringLiteral("(unreadable)") : integrity);
 
-        const QList<QVariantList> positions = folder.Rows(QStringLiteral("Select List From t_HouseType Order By List"));
+        const QList<QVariantList> positions =
+            folder.Rows(QStringLiteral("Select List From t_HouseType Order By List"));
         QStringList seen;
         bool dense = true;
         for (int i = 0; i < positions.size(); ++i) {
-            seen << (positions[i].value(0).isNull() ? QStringLiteral("NULL") : positions[i].value(0).toString());
+            seen << (positions[i].value(0).isNull() ? QStringLiteral("NULL")
+                                                    : positions[i].value(0).toString());
             if (positions[i].value(0).isNull() || positions[i].value(0).toLongLong() != i + 1) dense = false;
         }
-        if (!dense) problems << QStringLiteral("t_HouseType positions are not 1..N: ") + seen.join(QLatin1Char(','));
+        if (!dense)
+            problems << QStringLiteral("t_HouseType positions are not 1..N: ") + seen.join(QLatin1Char(','));
 
         *present = *absent = 0;
-        const QList<QVariantList> images =
-            folder.Rows(QStringLiteral("Select HouseID, List, ImageFile From t_Image Order By HouseID, List"));
+        const QList<QVariantList> images = folder.Rows(
+            QStringLiteral("Select HouseID, List, ImageFile From t_Image Order By HouseID, List"));
         for (const QVariantList& row : images) {
             const QString file = row.value(2).toString();
             if (!file.isEmpty() && QFileInfo::exists(folder.File(QStringLiteral("Images/") + file))) {
@@ -183,7 +196,8 @@ private:
             }
             ++*absent;
             if (realExtensions.contains(extensionOf(file)))
-                problems << QStringLiteral("house %1 picture %2: \"%3\" came from a real file but is not in Images")
+                problems << QStringLiteral(
+                                "house %1 picture %2: \"%3\" came from a real file but is not in Images")
                                 .arg(row.value(0).toString(), row.value(1).toString(), file.left(200));
         }
         return problems;
@@ -203,14 +217,16 @@ private slots:
         QCOMPARE(absent, 0);
 
         // A picture whose source never existed is no problem; one copied from a real file is.
-        QVERIFY(folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
-                                           "Values (2, 'a', 'b', '000002_0001.jpeg', 1)")));
+        QVERIFY(
+            folder.Exec(QStringLiteral("Insert Into t_Image (HouseID, Caption, Intro, ImageFile, List) "
+                                       "Values (2, 'a', 'b', '000002_0001.jpeg', 1)")));
         QCOMPARE(catalogueProblems(folder, real, &present, &absent), QStringList());
         QCOMPARE(absent, 1);
         QVERIFY(QFile::remove(folder.File(QStringLiteral("Images/000004_0002.png"))));
         QCOMPARE(catalogueProblems(folder, real, &present, &absent),
-                 QStringList() << QStringLiteral("house 4 picture 2: \"000004_0002.png\" came from a real file but "
-                                                 "is not in Images"));
+                 QStringList() << QStringLiteral(
+                     "house 4 picture 2: \"000004_0002.png\" came from a real file but "
+                     "is not in Images"));
 
         // A gap, a repeat, a missing position.
         QVERIFY(QFile::copy(folder.File(QStringLiteral("Images/000001_0001.png")),
@@ -223,8 +239,9 @@ private slots:
                  QStringList() << QStringLiteral("t_HouseType positions are not 1..N: 1,2,2,3"));
         QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = Null Where HouseType = 'Studio'")));
         QCOMPARE(catalogueProblems(folder, real, &present, &absent).size(), 1);
-        QVERIFY(folder.Exec(QStringLiteral("Update t_HouseType Set List = 3 Where HouseType = 'Studio'; "
-                                           "Update t_HouseType Set List = 4 Where HouseType = '三室两厅'")));
+        QVERIFY(
+            folder.Exec(QStringLiteral("Update t_HouseType Set List = 3 Where HouseType = 'Studio'; "
+                                       "Update t_HouseType Set List = 4 Where HouseType = '三室两厅'")));
         QCOMPARE(catalogueProblems(folder, real, &present, &absent), QStringList());
 
         // A damaged file: the last pages (indexes) overwritten.
@@ -247,9 +264,10 @@ private slots:
         int actionCount = qEnvironmentVariableIntValue("TAVRELO_ROBUSTNESS_ACTIONS", &ok);
         if (!ok || actionCount <= 0) actionCount = kDefaultActions;
         const bool trace = qEnvironmentVariableIntValue("TAVRELO_ROBUSTNESS_TRACE") != 0;
-        qInfo("tst_robustness: seed %u, %d actions (replay with TAVRELO_ROBUSTNESS_SEED=%u "
-              "TAVRELO_ROBUSTNESS_ACTIONS=%d)",
-              seed, actionCount, seed, actionCount);
+        qInfo(
+            "tst_robustness: seed %u, %d actions (replay with TAVRELO_ROBUSTNESS_SEED=%u "
+            "TAVRELO_ROBUSTNESS_ACTIONS=%d)",
+            seed, actionCount, seed, actionCount);
         QRandomGenerator rng(seed);
 
         testsupport::ProgramFolder folder;
@@ -260,7 +278,8 @@ private slots:
         // names that a concatenated statement or a careless path join would trip over.
         QTemporaryDir sources;
         QVERIFY(sources.isValid());
-        QVERIFY2(!sources.path().contains(QLatin1Char('.')), "the picture check needs a folder name without a dot");
+        QVERIFY2(!sources.path().contains(QLatin1Char('.')),
+                 "the picture check needs a folder name without a dot");
         QStringList pictures, tunes;
         for (const QString& name : {QStringLiteral("客厅 照片.png"), QStringLiteral("O'Neil room.JPG"),
                                     QStringLiteral("plan 100%.bmp")}) {
@@ -279,7 +298,8 @@ private slots:
         QSet<QString> realExtensions = {QStringLiteral("png")};
         for (const QString& path : pictures + tunes) realExtensions.insert(extensionOf(path));
         for (const QString& path : missing) QVERIFY(!realExtensions.contains(extensionOf(path)));
-        for (const QString& text : robustness::BadTexts()) QVERIFY(!realExtensions.contains(extensionOf(text)));
+        for (const QString& text : robustness::BadTexts())
+            QVERIFY(!realExtensions.contains(extensionOf(text)));
 
         // Every question answered at random; every file dialog hands out a real file of the kind
         // asked for, a real file of the other kind, a missing file or nothing.
@@ -333,7 +353,8 @@ private slots:
                 path = wrong.at(int(rng.bounded(quint32(wrong.size()))));
             else if (r < 15)
                 path = missing.at(int(rng.bounded(quint32(missing.size()))));
-            if (!path.isEmpty()) (QFileInfo::exists(path) ? existingHandedOut : missingHandedOut).insert(path);
+            if (!path.isEmpty())
+                (QFileInfo::exists(path) ? existingHandedOut : missingHandedOut).insert(path);
             if (trace) std::fprintf(stdout, "   file dialog -> \"%s\"\n", path.toUtf8().constData());
             return path;
         });
@@ -406,12 +427,16 @@ private slots:
                 maxPresent = qMax(maxPresent, present);
                 maxAbsent = qMax(maxAbsent, absent);
             }
-            QVERIFY2(main, qPrintable(QStringLiteral("the main window is gone after action %1: %2").arg(index).arg(what)));
+            QVERIFY2(main,
+                     qPrintable(
+                         QStringLiteral("the main window is gone after action %1: %2").arg(index).arg(what)));
             if (QWidget* modal = QApplication::activeModalWidget())
-                modals << QStringLiteral("left open: ") + QString::fromLatin1(modal->metaObject()->className());
-            QVERIFY2(modals.isEmpty(), qPrintable(QStringLiteral("a real modal window opened at action %1 (%2): %3")
-                                                      .arg(index)
-                                                      .arg(what, modals.join(QStringLiteral("; ")))));
+                modals << QStringLiteral("left open: ") +
+                              QString::fromLatin1(modal->metaObject()->className());
+            QVERIFY2(modals.isEmpty(),
+                     qPrintable(QStringLiteral("a real modal window opened at action %1 (%2): %3")
+                                    .arg(index)
+                                    .arg(what, modals.join(QStringLiteral("; ")))));
         }
         const qint64 elapsed = clock.elapsed();
         noteAction(seed, index, QStringLiteral("closing the main window"));
@@ -419,14 +444,18 @@ private slots:
         QStringList tally;
         for (auto it = driver.actions.cbegin(); it != driver.actions.cend(); ++it)
             tally << it.key() + QLatin1Char('=') + QString::number(it.value());
-        qInfo("tst_robustness: %d actions in %lld ms; %s", actionCount, elapsed, qPrintable(tally.join(QStringLiteral(", "))));
-        qInfo("tst_robustness: %d questions, %d notices, %d file dialogs (%d real files, %d missing handed out), "
-              "%d exit requests, %d program starts and %d addresses intercepted",
-              questions, notices, dialogs, int(existingHandedOut.size()), int(missingHandedOut.size()), exits,
-              starts, addresses);
+        qInfo("tst_robustness: %d actions in %lld ms; %s", actionCount, elapsed,
+              qPrintable(tally.join(QStringLiteral(", "))));
+        qInfo(
+            "tst_robustness: %d questions, %d notices, %d file dialogs (%d real files, %d missing handed "
+            "out), "
+            "%d exit requests, %d program starts and %d addresses intercepted",
+            questions, notices, dialogs, int(existingHandedOut.size()), int(missingHandedOut.size()), exits,
+            starts, addresses);
         qInfo("tst_robustness: windows opened: %s, and %d other windows (large picture views)",
               qPrintable(QStringList(driver.opened.values()).join(QLatin1Char(' '))), driver.otherWindows);
-        qInfo("tst_robustness: distinct messages: %s", qPrintable(messageSamples.join(QStringLiteral(" | ")).left(3000)));
+        qInfo("tst_robustness: distinct messages: %s",
+              qPrintable(messageSamples.join(QStringLiteral(" | ")).left(3000)));
 
         // Every registered window was driven; the menu's exit was asked for and did nothing.
         for (const QString& name : names)
@@ -461,25 +490,37 @@ private slots:
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(QLatin1Char('\n'))));
         // What the run itself stored (the seeded catalogue has 30 houses and 20 pictures).
         qInfo("tst_robustness: the run saved %lld houses and %lld pictures",
-              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_House'")).toLongLong() - 30,
-              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_Image'")).toLongLong() - 20);
+              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_House'"))
+                      .toLongLong() -
+                  30,
+              folder.Value(QStringLiteral("Select seq From sqlite_sequence Where name = 't_Image'"))
+                      .toLongLong() -
+                  20);
         // Houses whose type row is gone are invisible in every list (a type name with an
         // apostrophe, say, leaves a house without its type): counted, not a failure.
         qInfo("tst_robustness: houses without a type row: %s (type keys %s)",
-              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_House Where TypeID Is Null Or TypeID Not In "
-                                                     "(Select TypeID From t_HouseType)")).toString()),
-              qPrintable(folder.Value(QStringLiteral("Select group_concat(Distinct Coalesce(TypeID, 'NULL')) From t_House "
-                                                     "Where TypeID Is Null Or TypeID Not In (Select TypeID From t_HouseType)"))
+              qPrintable(folder
+                             .Value(QStringLiteral(
+                                 "Select Count(*) From t_House Where TypeID Is Null Or TypeID Not In "
+                                 "(Select TypeID From t_HouseType)"))
+                             .toString()),
+              qPrintable(folder
+                             .Value(QStringLiteral(
+                                 "Select group_concat(Distinct Coalesce(TypeID, 'NULL')) From t_House "
+                                 "Where TypeID Is Null Or TypeID Not In (Select TypeID From t_HouseType)"))
                              .toString()));
-        qInfo("tst_robustness: checked along the way: at most %d stored pictures in Images and %d whose source "
-              "never existed", maxPresent, maxAbsent);
-        qInfo("tst_robustness: at the end %s houses, %s types, %s attribute rows, %s template rows, "
-              "%d pictures in Images and %d whose source never existed",
-              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_House")).toString()),
-              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_HouseType")).toString()),
-              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content")).toString()),
-              qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content_Auto")).toString()), present,
-              absent);
+        qInfo(
+            "tst_robustness: checked along the way: at most %d stored pictures in Images and %d whose source "
+            "never existed",
+            maxPresent, maxAbsent);
+        qInfo(
+            "tst_robustness: at the end %s houses, %s types, %s attribute rows, %s template rows, "
+            "%d pictures in Images and %d whose source never existed",
+            qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_House")).toString()),
+            qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_HouseType")).toString()),
+            qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content")).toString()),
+            qPrintable(folder.Value(QStringLiteral("Select Count(*) From t_Content_Auto")).toString()),
+            present, absent);
     }
 };
 

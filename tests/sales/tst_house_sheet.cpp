@@ -14,12 +14,12 @@
 #include "SalesFixture.h"
 #include "core/db/Connection.h"
 #include "core/db/ServerFiles.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/PrintDialog.h"
 #include "sales/HouseSheet.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 using namespace salestest;
 

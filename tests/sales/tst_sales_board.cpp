@@ -11,13 +11,13 @@
 
 #include "SalesFixture.h"
 #include "core/db/Convert.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/InputBox.h"
 #include "core/ui/PrintDialog.h"
-#include "core/ui/FileDialog.h"
 #include "sales/SalesBoard.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 using namespace salestest;
 

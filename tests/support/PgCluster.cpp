@@ -163,12 +163,12 @@ bool PgCluster::Start()
                  << QStringLiteral("ssl_key_file=") + dir_.path() + QStringLiteral("/ssl/server.key");
     const QStringList command = asServerUser(
         QStringList{bin_ + QStringLiteral("/postgres"), QStringLiteral("-D"),
-                    dir_.path() + QStringLiteral("/data"),
-         QStringLiteral("-k"), dir_.path(), QStringLiteral("-p"), QString::number(port_),
-         QStringLiteral("-c"), QStringLiteral("listen_addresses=127.0.0.1"), QStringLiteral("-c"),
-         QStringLiteral("fsync=off"), QStringLiteral("-c"), QStringLiteral("full_page_writes=off"),
-         QStringLiteral("-c"), QStringLiteral("max_connections=60"), QStringLiteral("-c"),
-         QStringLiteral("shared_buffers=32MB")} +
+                    dir_.path() + QStringLiteral("/data"), QStringLiteral("-k"), dir_.path(),
+                    QStringLiteral("-p"), QString::number(port_), QStringLiteral("-c"),
+                    QStringLiteral("listen_addresses=127.0.0.1"), QStringLiteral("-c"),
+                    QStringLiteral("fsync=off"), QStringLiteral("-c"), QStringLiteral("full_page_writes=off"),
+                    QStringLiteral("-c"), QStringLiteral("max_connections=60"), QStringLiteral("-c"),
+                    QStringLiteral("shared_buffers=32MB")} +
         settings);
     server_->start(command.first(), command.mid(1));
     if (!server_->waitForStarted(10000)) return false;

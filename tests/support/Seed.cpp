@@ -16,14 +16,15 @@ QString Quoted(QString text)
 }
 }  // namespace
 
-bool AddType(const ProgramFolder& folder, int typeId, int list, const QString& name, const QString& musicTitle,
-             const QString& musicFile)
+bool AddType(const ProgramFolder& folder, int typeId, int list, const QString& name,
+             const QString& musicTitle, const QString& musicFile)
 {
-    return Run(folder, QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
-                                      "Values (%1, %2, %3, %4, %5)")
-                           .arg(typeId)
-                           .arg(list)
-                           .arg(Quoted(name), Quoted(musicTitle), Quoted(musicFile)));
+    return Run(folder,
+               QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) "
+                              "Values (%1, %2, %3, %4, %5)")
+                   .arg(typeId)
+                   .arg(list)
+                   .arg(Quoted(name), Quoted(musicTitle), Quoted(musicFile)));
 }
 
 bool AddTypes(const ProgramFolder& folder, const QStringList& names)
@@ -43,17 +44,19 @@ bool AddHouse(const ProgramFolder& folder, qint64 houseId, const QString& name, 
               const QVariant& floor, int typeId, const QString& intro)
 {
     const QString floorText = floor.isNull() ? QStringLiteral("Null") : floor.toString();
-    return Run(folder, QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                                      "Values (%1, %2, %3, %4, %5, %6)")
-                           .arg(houseId)
-                           .arg(Quoted(name), Quoted(no), Quoted(intro), floorText)
-                           .arg(typeId));
+    return Run(folder,
+               QStringLiteral("Insert Into t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
+                              "Values (%1, %2, %3, %4, %5, %6)")
+                   .arg(houseId)
+                   .arg(Quoted(name), Quoted(no), Quoted(intro), floorText)
+                   .arg(typeId));
 }
 
-bool AddContentRow(const ProgramFolder& folder, qint64 houseId, const QString& caption, const QString& content,
-                   int list)
+bool AddContentRow(const ProgramFolder& folder, qint64 houseId, const QString& caption,
+                   const QString& content, int list)
 {
-    return Run(folder, QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, %2, %3, %4)")
+    return Run(folder, QStringLiteral(
+                           "Insert Into t_Content (HouseID, Caption, Content, List) Values (%1, %2, %3, %4)")
                            .arg(houseId)
                            .arg(Quoted(caption), Quoted(content))
                            .arg(list));

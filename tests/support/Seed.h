@@ -21,8 +21,8 @@ bool AddTypes(const ProgramFolder& folder, const QStringList& names);
 bool AddHouse(const ProgramFolder& folder, qint64 houseId, const QString& name, const QString& no,
               const QVariant& floor, int typeId, const QString& intro = QString());
 // An attribute row of a house.
-bool AddContentRow(const ProgramFolder& folder, qint64 houseId, const QString& caption, const QString& content,
-                   int list);
+bool AddContentRow(const ProgramFolder& folder, qint64 houseId, const QString& caption,
+                   const QString& content, int list);
 // A picture row of a house.
 bool AddPictureRow(const ProgramFolder& folder, qint64 houseId, int list, const QString& caption,
                    const QString& intro, const QString& file);

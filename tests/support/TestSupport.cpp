@@ -9,12 +9,12 @@
 #include <QSettings>
 #include <cmath>
 
+#include "PgCluster.h"
 #include "core/db/Connection.h"
 #include "core/db/PgSession.h"
 #include "core/db/TextCollation.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
-#include "PgCluster.h"
 
 namespace testsupport {
 
@@ -28,7 +28,8 @@ ProgramFolder::ProgramFolder(bool withDatabase)
         if (!writeServerSetting(serverUri_)) qFatal("cannot write Tavrelo.conf");
     } else if (withDatabase) {
         QString error;
-        if (!db::CreateEmptyDatabase(DatabasePath(), &error)) qFatal("cannot make House.db: %s", qPrintable(error));
+        if (!db::CreateEmptyDatabase(DatabasePath(), &error))
+            qFatal("cannot make House.db: %s", qPrintable(error));
     }
     mdlHouse::SetProgramFolder(dir_.path());
 }
@@ -77,12 +78,14 @@ QVariant ProgramFolder::LastKey(const QString& table) const
 bool ProgramFolder::SetLastKey(const QString& table, qint64 key) const
 {
     if (serverUri_.isEmpty())
-        return Exec(QStringLiteral("Update sqlite_sequence Set seq = %1 Where name = '%2'").arg(key).arg(table));
+        return Exec(
+            QStringLiteral("Update sqlite_sequence Set seq = %1 Where name = '%2'").arg(key).arg(table));
     const QString column = Value(QStringLiteral("Select a.attname From pg_attribute a Where a.attrelid = "
                                                 "'%1'::regclass And a.attidentity <> ''")
                                      .arg(table))
                                .toString();
-    return Exec(QStringLiteral("Select setval(pg_get_serial_sequence('%1', '%2'), %3)").arg(table, column).arg(key));
+    return Exec(
+        QStringLiteral("Select setval(pg_get_serial_sequence('%1', '%2'), %3)").arg(table, column).arg(key));
 }
 
 QString ProgramFolder::Path() const
@@ -102,7 +105,8 @@ QList<QVariantList> runSql(const QString& path, const QString& sql, bool* ok)
     QList<QVariantList> rows;
     *ok = false;
     sqlite3* handle = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &handle, SQLITE_OPEN_READWRITE, nullptr) !=
+        SQLITE_OK) {
         sqlite3_close(handle);
         return rows;
     }
@@ -126,12 +130,18 @@ QList<QVariantList> runSql(const QString& path, const QString& sql, bool* ok)
             QVariantList row;
             for (int i = 0; i < sqlite3_column_count(stmt); ++i) {
                 switch (sqlite3_column_type(stmt, i)) {
-                case SQLITE_NULL: row << QVariant(); break;
-                case SQLITE_INTEGER: row << qint64(sqlite3_column_int64(stmt, i)); break;
-                case SQLITE_FLOAT: row << sqlite3_column_double(stmt, i); break;
-                default:
-                    row << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, i)),
-                                             sqlite3_column_bytes(stmt, i));
+                    case SQLITE_NULL:
+                        row << QVariant();
+                        break;
+                    case SQLITE_INTEGER:
+                        row << qint64(sqlite3_column_int64(stmt, i));
+                        break;
+                    case SQLITE_FLOAT:
+                        row << sqlite3_column_double(stmt, i);
+                        break;
+                    default:
+                        row << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, i)),
+                                                 sqlite3_column_bytes(stmt, i));
                 }
             }
             rows << row;
@@ -285,18 +295,20 @@ QString MakeWav(const QString& path, int milliseconds, int frequency)
         data.append(char(v & 0xff)).append(char((v >> 8) & 0xff));
     }
     QByteArray wav;
-    auto u32 = [&wav](quint32 x) { for (int i = 0; i < 4; ++i) wav.append(char((x >> (8 * i)) & 0xff)); };
+    auto u32 = [&wav](quint32 x) {
+        for (int i = 0; i < 4; ++i) wav.append(char((x >> (8 * i)) & 0xff));
+    };
     auto u16 = [&wav](quint16 x) { wav.append(char(x & 0xff)).append(char(x >> 8)); };
     wav.append("RIFF");
     u32(36 + data.size());
     wav.append("WAVEfmt ");
     u32(16);
-    u16(1);        // PCM
-    u16(1);        // mono
+    u16(1);  // PCM
+    u16(1);  // mono
     u32(rate);
     u32(rate * 2);  // bytes per second
-    u16(2);        // block align
-    u16(16);       // bits per sample
+    u16(2);         // block align
+    u16(16);        // bits per sample
     wav.append("data");
     u32(data.size());
     wav.append(data);

@@ -16,8 +16,8 @@
 #include <cstdio>
 
 #include "core/db/Connection.h"
-#include "core/db/TextCollation.h"
 #include "core/db/Recordset.h"
+#include "core/db/TextCollation.h"
 #include "entry/EntrySql.h"
 
 namespace {

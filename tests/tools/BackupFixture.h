@@ -22,7 +22,10 @@
 
 namespace backuptest {
 
-inline QString binaryDir() { return testsupport::BinaryDir(); }
+inline QString binaryDir()
+{
+    return testsupport::BinaryDir();
+}
 
 inline QString toolPath()
 {
@@ -36,7 +39,10 @@ inline QString helperPath()
 
 using Run = testsupport::ToolRun;
 
-inline Run runTool(const QStringList& args) { return testsupport::RunTool(toolPath(), args, 120000); }
+inline Run runTool(const QStringList& args)
+{
+    return testsupport::RunTool(toolPath(), args, 120000);
+}
 
 inline bool fill(const QString& folder, int houses, int pictureBytes)
 {

@@ -243,10 +243,14 @@ private slots:
         }
         // The sales board colours the demo by its 状态 rows: one per house, on sale, reserved and
         // sold all present.
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(DISTINCT HouseID) FROM t_Content WHERE Caption = '状态'"))
-                     .toInt(),
-                 12);
-        QCOMPARE(folder.Value(QStringLiteral("SELECT count(*) FROM t_Content WHERE Caption = '状态'")).toInt(), 12);
+        QCOMPARE(
+            folder
+                .Value(QStringLiteral("SELECT count(DISTINCT HouseID) FROM t_Content WHERE Caption = '状态'"))
+                .toInt(),
+            12);
+        QCOMPARE(
+            folder.Value(QStringLiteral("SELECT count(*) FROM t_Content WHERE Caption = '状态'")).toInt(),
+            12);
         QCOMPARE(column(folder.Rows(QStringLiteral(
                      "SELECT DISTINCT Content FROM t_Content WHERE Caption = '状态' ORDER BY Content"))),
                  (QVariantList{QStringLiteral("在售"), QStringLiteral("已售"), QStringLiteral("已预订")}));

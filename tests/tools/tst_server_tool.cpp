@@ -122,7 +122,8 @@ private slots:
     {
         // The importer's sample, kept beside its tests (or where TAVRELO_LEGACY_FIXTURES says).
         QString fixtures = qEnvironmentVariable("TAVRELO_LEGACY_FIXTURES");
-        if (fixtures.isEmpty()) fixtures = qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/tests/import/fixtures";
+        if (fixtures.isEmpty())
+            fixtures = qEnvironmentVariable("TAVRELO_SOURCE_DIR") + "/tests/import/fixtures";
         QVERIFY2(QFile::exists(fixtures + "/House.MDB"), qPrintable(fixtures));
         ProgramFolder a(false);
         legacy::ImportOptions options;

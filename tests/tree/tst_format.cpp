@@ -48,10 +48,11 @@ Run RunIn(const QString& dir, const QString& program, const QStringList& argumen
 // The tracked C++ files, relative to the checkout.
 QStringList TrackedFiles(const QString& root, QString* error)
 {
-    const Run git = RunIn(root, QStringLiteral("git"),
-                          {QStringLiteral("ls-files"), QStringLiteral("--"), QStringLiteral("src/*.cpp"),
-                           QStringLiteral("src/*.h"), QStringLiteral("tools/*.cpp"), QStringLiteral("tools/*.h"),
-                           QStringLiteral("tests/*.cpp"), QStringLiteral("tests/*.h")});
+    const Run git =
+        RunIn(root, QStringLiteral("git"),
+              {QStringLiteral("ls-files"), QStringLiteral("--"), QStringLiteral("src/*.cpp"),
+               QStringLiteral("src/*.h"), QStringLiteral("tools/*.cpp"), QStringLiteral("tools/*.h"),
+               QStringLiteral("tests/*.cpp"), QStringLiteral("tests/*.h")});
     if (git.exitCode != 0) {
         *error = QStringLiteral("git ls-files failed in ") + root + QStringLiteral(": ") + git.out;
         return {};
@@ -96,7 +97,8 @@ private slots:
     {
         QVERIFY2(!SourceDir().isEmpty(), "TAVRELO_SOURCE_DIR is not set (CTest sets it)");
         QVERIFY2(!ClangFormat().isEmpty(), "clang-format is not installed (scripts/setup installs it)");
-        QVERIFY2(QFile::exists(SourceDir() + QStringLiteral("/.clang-format")), "no .clang-format in the checkout");
+        QVERIFY2(QFile::exists(SourceDir() + QStringLiteral("/.clang-format")),
+                 "no .clang-format in the checkout");
     }
 
     // The check itself: a file written as clang-format writes it passes, the same file with one
@@ -105,7 +107,8 @@ private slots:
     {
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
-        QVERIFY(QFile::copy(SourceDir() + QStringLiteral("/.clang-format"), dir.filePath(QStringLiteral(".clang-format"))));
+        QVERIFY(QFile::copy(SourceDir() + QStringLiteral("/.clang-format"),
+                            dir.filePath(QStringLiteral(".clang-format"))));
         const QByteArray good = "int Twice(int value)\n{\n    return 2 * value;\n}\n";
         QFile file(dir.filePath(QStringLiteral("Sample.cpp")));
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -125,7 +128,8 @@ private slots:
         QString error;
         const QStringList files = TrackedFiles(SourceDir(), &error);
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QVERIFY2(files.size() > 100, qPrintable(QStringLiteral("only %1 tracked C++ files").arg(files.size())));
+        QVERIFY2(files.size() > 100,
+                 qPrintable(QStringLiteral("only %1 tracked C++ files").arg(files.size())));
         QString report;
         const QStringList wrong = Unformatted(SourceDir(), files, &report);
         if (!wrong.isEmpty())

@@ -13,12 +13,11 @@ namespace {
 
 // The feature folders under src/. A new room (deals, reports, customers …) is added here when its
 // folder appears; an unknown folder fails the check until it is placed.
-const QStringList kFeatures = {QStringLiteral("about"),     QStringLiteral("catalogue"),
-                               QStringLiteral("entry"),     QStringLiteral("presentation"),
-                               QStringLiteral("pricelist"), QStringLiteral("sales"),
-                               QStringLiteral("types"),     QStringLiteral("deals"),
-                               QStringLiteral("report"),    QStringLiteral("reports"),
-                               QStringLiteral("customers"), QStringLiteral("wall")};
+const QStringList kFeatures = {
+    QStringLiteral("about"),        QStringLiteral("catalogue"), QStringLiteral("entry"),
+    QStringLiteral("presentation"), QStringLiteral("pricelist"), QStringLiteral("sales"),
+    QStringLiteral("types"),        QStringLiteral("deals"),     QStringLiteral("report"),
+    QStringLiteral("reports"),      QStringLiteral("customers"), QStringLiteral("wall")};
 // Above the features: the program's main and the windows' registry with the main window.
 const QStringList kTop = {QStringLiteral("app"), QStringLiteral("windows")};
 
@@ -83,7 +82,8 @@ QString Violation(const Include& inc)
 {
     const QString from = LayerOf(inc.file);
     const QString where = QStringLiteral("%1:%2 includes %3").arg(inc.file).arg(inc.line).arg(inc.target);
-    if (from.isEmpty()) return where + QStringLiteral(" — its folder is in no layer (place it in tst_layering)");
+    if (from.isEmpty())
+        return where + QStringLiteral(" — its folder is in no layer (place it in tst_layering)");
     const bool lowLayer = from == QLatin1String("core/db") || from == QLatin1String("data-core");
     if (!inc.quoted) {
         const QString module = inc.target.section(QLatin1Char('/'), 0, 0);
@@ -207,24 +207,42 @@ private slots:
         QTest::addColumn<QString>("target");
         QTest::addColumn<bool>("quoted");
         QTest::addColumn<bool>("wrong");
-        QTest::newRow("core→feature") << "core/PriceListExport.cpp" << "pricelist/sheet/PriceList.h" << true << true;
-        QTest::newRow("feature→feature") << "pricelist/sheet/Import.cpp" << "entry/EntrySql.h" << true << true;
-        QTest::newRow("core/ui→mdlHouse") << "core/ui/MsgBox.cpp" << "core/mdlHouse.h" << true << true;
-        QTest::newRow("core/db→core/ui") << "core/db/Store.cpp" << "core/ui/MsgBox.h" << true << true;
-        QTest::newRow("core/db→QWidget") << "core/db/Store.cpp" << "QWidget" << false << true;
-        QTest::newRow("core/db→QtWidgets") << "core/db/Store.cpp" << "QtWidgets/QLabel" << false << true;
-        QTest::newRow("data core→mdlHouse") << "core/Program.cpp" << "core/mdlHouse.h" << true << true;
-        QTest::newRow("feature→windows") << "entry/frmHouseInput.cpp" << "windows/frmMain.h" << true << true;
-        QTest::newRow("core→app") << "core/mdlHouse.cpp" << "app/Main.h" << true << true;
-        QTest::newRow("unplaced folder") << "dealz/frmDeal.cpp" << "core/mdlHouse.h" << true << true;
-        QTest::newRow("deals→catalogue") << "deals/frmDeal.cpp" << "catalogue/HouseQuery.h" << true << true;
-        QTest::newRow("windows→feature") << "windows/RegisterWindows.cpp" << "entry/frmHouseInput.h" << true << false;
-        QTest::newRow("feature→core/ui") << "entry/frmHouseInput.cpp" << "core/ui/MsgBox.h" << true << false;
-        QTest::newRow("feature→own") << "entry/HouseInputRows.cpp" << "entry/EntrySql.h" << true << false;
-        QTest::newRow("core/ui→Program") << "core/ui/MsgBox.cpp" << "core/Program.h" << true << false;
-        QTest::newRow("core/ui→core/db") << "core/ui/MediaControl.cpp" << "core/db/ServerFiles.h" << true << false;
-        QTest::newRow("core/db→QString") << "core/db/Store.cpp" << "QString" << false << false;
-        QTest::newRow("core→version") << "core/mdlHouse.cpp" << "version.h" << true << false;
+        QTest::newRow("core→feature") << "core/PriceListExport.cpp"
+                                      << "pricelist/sheet/PriceList.h" << true << true;
+        QTest::newRow("feature→feature") << "pricelist/sheet/Import.cpp"
+                                         << "entry/EntrySql.h" << true << true;
+        QTest::newRow("core/ui→mdlHouse") << "core/ui/MsgBox.cpp"
+                                          << "core/mdlHouse.h" << true << true;
+        QTest::newRow("core/db→core/ui") << "core/db/Store.cpp"
+                                         << "core/ui/MsgBox.h" << true << true;
+        QTest::newRow("core/db→QWidget") << "core/db/Store.cpp"
+                                         << "QWidget" << false << true;
+        QTest::newRow("core/db→QtWidgets") << "core/db/Store.cpp"
+                                           << "QtWidgets/QLabel" << false << true;
+        QTest::newRow("data core→mdlHouse") << "core/Program.cpp"
+                                            << "core/mdlHouse.h" << true << true;
+        QTest::newRow("feature→windows") << "entry/frmHouseInput.cpp"
+                                         << "windows/frmMain.h" << true << true;
+        QTest::newRow("core→app") << "core/mdlHouse.cpp"
+                                  << "app/Main.h" << true << true;
+        QTest::newRow("unplaced folder") << "dealz/frmDeal.cpp"
+                                         << "core/mdlHouse.h" << true << true;
+        QTest::newRow("deals→catalogue") << "deals/frmDeal.cpp"
+                                         << "catalogue/HouseQuery.h" << true << true;
+        QTest::newRow("windows→feature") << "windows/RegisterWindows.cpp"
+                                         << "entry/frmHouseInput.h" << true << false;
+        QTest::newRow("feature→core/ui") << "entry/frmHouseInput.cpp"
+                                         << "core/ui/MsgBox.h" << true << false;
+        QTest::newRow("feature→own") << "entry/HouseInputRows.cpp"
+                                     << "entry/EntrySql.h" << true << false;
+        QTest::newRow("core/ui→Program") << "core/ui/MsgBox.cpp"
+                                         << "core/Program.h" << true << false;
+        QTest::newRow("core/ui→core/db") << "core/ui/MediaControl.cpp"
+                                         << "core/db/ServerFiles.h" << true << false;
+        QTest::newRow("core/db→QString") << "core/db/Store.cpp"
+                                         << "QString" << false << false;
+        QTest::newRow("core→version") << "core/mdlHouse.cpp"
+                                      << "version.h" << true << false;
     }
     void rulesCatchViolations()
     {
@@ -238,14 +256,18 @@ private slots:
 
     void storeRuleCatchesViolations()
     {
-        QVERIFY(!StoreViolation({QStringLiteral("tools/import/Importer.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+        QVERIFY(!StoreViolation(
+                     {QStringLiteral("tools/import/Importer.cpp"), 3, QStringLiteral("sqlite3.h"), false})
                      .isEmpty());
-        QVERIFY(!StoreViolation({QStringLiteral("catalogue/HouseQuery.cpp"), 3, QStringLiteral("libpq-fe.h"), false})
+        QVERIFY(!StoreViolation(
+                     {QStringLiteral("catalogue/HouseQuery.cpp"), 3, QStringLiteral("libpq-fe.h"), false})
                      .isEmpty());
-        QVERIFY(StoreViolation({QStringLiteral("core/db/Statement.cpp"), 3, QStringLiteral("sqlite3.h"), false})
-                    .isEmpty());
-        QVERIFY(StoreViolation({QStringLiteral("tools/bench/Floor.cpp"), 3, QStringLiteral("sqlite3.h"), false})
-                    .isEmpty());
+        QVERIFY(
+            StoreViolation({QStringLiteral("core/db/Statement.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+                .isEmpty());
+        QVERIFY(
+            StoreViolation({QStringLiteral("tools/bench/Floor.cpp"), 3, QStringLiteral("sqlite3.h"), false})
+                .isEmpty());
     }
 
     // Only the data layer (and the benchmark's floor) include SQLite's and libpq's headers.

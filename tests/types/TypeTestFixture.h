@@ -27,7 +27,10 @@
 namespace typetest {
 
 // Every window, as the program registers them.
-inline void RegisterWindows() { windows::RegisterWindows(); }
+inline void RegisterWindows()
+{
+    windows::RegisterWindows();
+}
 
 inline frmHouseType* OpenTypes()
 {
@@ -88,11 +91,20 @@ inline qint64 TypeIdOf(const testsupport::ProgramFolder& folder, const QString& 
 }
 
 // The item texts (column 0) or another column of the list, in displayed order.
-inline QStringList Column(ui::ListView* list, int column = 0) { return testsupport::ListColumn(list, column); }
+inline QStringList Column(ui::ListView* list, int column = 0)
+{
+    return testsupport::ListColumn(list, column);
+}
 
-inline void ClickRow(ui::ListView* list, int row) { testsupport::ClickListRow(list, row); }
+inline void ClickRow(ui::ListView* list, int row)
+{
+    testsupport::ClickListRow(list, row);
+}
 
-inline void DoubleClickRow(ui::ListView* list, int row) { testsupport::DoubleClickListRow(list, row); }
+inline void DoubleClickRow(ui::ListView* list, int row)
+{
+    testsupport::DoubleClickListRow(list, row);
+}
 
 inline void ClickHeader(ui::ListView* list, int column)
 {

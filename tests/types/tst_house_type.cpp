@@ -194,7 +194,8 @@ private slots:
         ClickRow(w->lsvType, 1);
         QVERIFY(Click(w, "cmdDelete"));
         QCOMPARE(boxes->messages.size(), 1);
-        QCOMPARE(boxes->messages[0].first, QString("当前数据库中包含有类型为 \"T2\" 的记录，不能删除该类型。"));
+        QCOMPARE(boxes->messages[0].first,
+                 QString("当前数据库中包含有类型为 \"T2\" 的记录，不能删除该类型。"));
         QCOMPARE(boxes->messages[0].second, ui::Buttons::OkOnly);
         QCOMPARE(TypeTable(*folder), before);
     }
@@ -320,9 +321,10 @@ private slots:
     void after_sorting_by_name_an_edit_reselects_by_displayed_index()
     {
         SeedTypes(*folder, 3);
-        folder->Exec("Update t_HouseType Set HouseType = 'c' Where List = 1;"
-                     "Update t_HouseType Set HouseType = 'b' Where List = 2;"
-                     "Update t_HouseType Set HouseType = 'a' Where List = 3");
+        folder->Exec(
+            "Update t_HouseType Set HouseType = 'c' Where List = 1;"
+            "Update t_HouseType Set HouseType = 'b' Where List = 2;"
+            "Update t_HouseType Set HouseType = 'a' Where List = 3");
         frmHouseType* w = OpenTypes();
         ClickHeader(w->lsvType, 1);
         QCOMPARE(Column(w->lsvType, 1), QStringList({"a", "b", "c"}));

@@ -31,7 +31,6 @@ bool ScanArchive(const QString& archivePath, const ScanTargets& targets, const Q
 // manifest lists.
 bool CheckCatalogueCopy(const QString& databasePath, const Manifest& manifest, QString* error);
 
-
 // Calls progress at most a few times a second, and always for the last step.
 class Throttle {
 public:

@@ -14,9 +14,9 @@
 #include <QThread>
 
 #include "ArchiveIO.h"
-#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
+#include "core/db/CatalogueFile.h"
 
 namespace backup {
 
@@ -182,7 +182,8 @@ bool checkCreate(const QString& programFolder, const QString& archivePath, QStri
     for (const char* sub : {"Images", "Music"}) {
         const QString inside = QDir::cleanPath(folder.filePath(QLatin1String(sub))) + QLatin1Char('/');
         if (QDir::cleanPath(archiveInfo.absoluteFilePath()).startsWith(inside)) {
-            *error = QStringLiteral("%1 is inside %2; put the archive outside Images and Music").arg(archivePath, inside);
+            *error = QStringLiteral("%1 is inside %2; put the archive outside Images and Music")
+                         .arg(archivePath, inside);
             return false;
         }
     }
@@ -215,7 +216,8 @@ bool writeEntries(archive* a, QByteArray* catalogue, const QList<Source>& images
         for (const Source& source : *list) {
             if (!addFile(a, source, &sum, &gone, &done, total, report, error)) return false;
             if (gone) {
-                *notes << QStringLiteral("%1 was deleted during the backup and is not in it").arg(source.name);
+                *notes
+                    << QStringLiteral("%1 was deleted during the backup and is not in it").arg(source.name);
                 continue;
             }
             manifest->files << sum;
@@ -231,7 +233,8 @@ bool writeEntries(archive* a, QByteArray* catalogue, const QList<Source>& images
 bool finishArchive(archive* a, const QString& partial, const QString& archivePath, QString* error)
 {
     if (archive_write_close(a) != ARCHIVE_OK) {
-        *error = QStringLiteral("cannot finish %1: %2").arg(partial, QString::fromUtf8(archive_error_string(a)));
+        *error =
+            QStringLiteral("cannot finish %1: %2").arg(partial, QString::fromUtf8(archive_error_string(a)));
         return false;
     }
     {

@@ -9,10 +9,10 @@
 #include <QTemporaryFile>
 
 #include "ArchiveIO.h"
-#include "core/db/CatalogueFile.h"
 #include "Backup.h"
 #include "Manifest.h"
 #include "core/Folders.h"
+#include "core/db/CatalogueFile.h"
 
 namespace backup {
 
@@ -204,7 +204,8 @@ bool unpackToStaging(const QString& archive, const QString& staging, const Manif
         return false;
     }
     Manifest again;
-    if (!ScanArchive(archive, ScanTargets{QString(), staging}, QStringLiteral("restore"), progress, &again, error))
+    if (!ScanArchive(archive, ScanTargets{QString(), staging}, QStringLiteral("restore"), progress, &again,
+                     error))
         return false;
     if (again.Text() != manifest.Text()) {
         *error = QStringLiteral("%1 changed while it was being restored; nothing was changed").arg(archive);
@@ -221,8 +222,8 @@ bool unpackToStaging(const QString& archive, const QString& staging, const Manif
 
 // Into place: what was there steps aside as .bak (or goes, when it held nothing), then the
 // restored pieces are renamed in. A failure on the way puts everything back.
-bool moveIntoPlace(const QDir& folder, const QString& staging, const QStringList& keep, const QStringList& drop,
-                   QString* error)
+bool moveIntoPlace(const QDir& folder, const QString& staging, const QStringList& keep,
+                   const QStringList& drop, QString* error)
 {
     QList<Move> done;
     auto undo = [&](const QString& why) {
@@ -238,7 +239,8 @@ bool moveIntoPlace(const QDir& folder, const QString& staging, const QStringList
         for (const QString& name : withCompanions(folder, piece)) {
             const QString kept = piece + QStringLiteral(".bak") + name.mid(piece.size());
             const Move m{folder.filePath(name), folder.filePath(kept)};
-            if (!renamePath(m.from, m.to)) return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
+            if (!renamePath(m.from, m.to))
+                return undo(QStringLiteral("cannot keep %1 as %2").arg(m.from, m.to));
             done << m;
         }
     }

@@ -7,9 +7,9 @@
 #include <QStringList>
 #include <cstdio>
 
+#include "../Print.h"
 #include "Backup.h"
 #include "core/Folders.h"
-#include "../Print.h"
 
 namespace {
 

@@ -60,7 +60,8 @@ void pipe(int from, int to, int delayMs)
     while (open || !queue.empty()) {
         int timeout = -1;
         if (!queue.empty()) {
-            const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(queue.front().due - Clock::now());
+            const auto wait =
+                std::chrono::duration_cast<std::chrono::milliseconds>(queue.front().due - Clock::now());
             timeout = int(std::max<long long>(0, wait.count()));
         }
         pollfd p{from, short(open ? POLLIN : 0), 0};
@@ -70,7 +71,8 @@ void pipe(int from, int to, int delayMs)
             if (n <= 0) {
                 open = false;
             } else {
-                queue.push_back({Clock::now() + std::chrono::milliseconds(delayMs), std::vector<char>(buffer, buffer + n)});
+                queue.push_back({Clock::now() + std::chrono::milliseconds(delayMs),
+                                 std::vector<char>(buffer, buffer + n)});
             }
         }
         while (!queue.empty() && queue.front().due <= Clock::now()) {
@@ -97,7 +99,8 @@ DelayProxy::DelayProxy(const QString& host, int port, int oneWayMs)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    if (bind(listenFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(listenFd_, 64) != 0 ||
+    if (bind(listenFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listenFd_, 64) != 0 ||
         getsockname(listenFd_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         close(listenFd_);
         listenFd_ = -1;
@@ -161,7 +164,8 @@ QString ThroughProxy(const QString& uri, int proxyPort, QString* targetHost, int
             continue;
         }
         QString quoted = value;
-        quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('\''), QStringLiteral("\\'"));
+        quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+            .replace(QLatin1Char('\''), QStringLiteral("\\'"));
         parts << key + QStringLiteral("='") + quoted + QLatin1Char('\'');
     }
     PQconninfoFree(options);

@@ -34,8 +34,8 @@ struct Report {
     int houses = 0;
     double fillMs = 0;
     QString floorStore = QStringLiteral("SQLite");  // what the floor column ran on: SQLite or libpq
-    long peakRssKb = 0;       // this process (the windows)
-    long childPeakRssKb = 0;  // the started program, largest over its runs
+    long peakRssKb = 0;                             // this process (the windows)
+    long childPeakRssKb = 0;                        // the started program, largest over its runs
     std::vector<Operation> operations;
     QStringList problems;  // anything that went wrong; a non-empty list fails the run
     // A smaller run to compare with (--baseline): its size and its program times by operation.

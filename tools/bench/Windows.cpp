@@ -291,7 +291,8 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
             board->picBoard->viewport()->repaint();
             settle();
         },
-        {sales::BuildingHousesSql(building).Jet(), sales::BuildingValuesSql(building, status, QString()).Jet()},
+        {sales::BuildingHousesSql(building).Jet(),
+         sales::BuildingValuesSql(building, status, QString()).Jet()},
         [&] {
             board->cmbBuilding->setCurrentText(QueriedBuildingName(shape));
             settle();

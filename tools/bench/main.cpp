@@ -11,24 +11,23 @@
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QRegularExpression>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <cstdio>
 
+#include "../TerminalLogin.h"
 #include "Catalogue.h"
 #include "DelayProxy.h"
 #include "PriceLists.h"
-#include "ServerPriceLists.h"
 #include "ProcessStart.h"
 #include "Report.h"
+#include "ServerPriceLists.h"
+#include "ServerTool.h"
 #include "Windows.h"
 #include "core/BrowserSandbox.h"
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
-#include "ServerTool.h"
-#include "../TerminalLogin.h"
-
-#include <QSettings>
 
 namespace {
 
@@ -197,7 +196,8 @@ int measureThroughProxy(const Options& options, const QString& folder, bench::Wi
     delayed.fillMs = report.fillMs;
     const QString probe = bench::ThroughProxy(options.server, 0, &host, &port);
     if (probe.isEmpty() || host.startsWith(QLatin1Char('/'))) {
-        std::fprintf(stderr, "tavrelo-bench: the 2 ms proxy needs a server reached over TCP (host and port)\n");
+        std::fprintf(stderr,
+                     "tavrelo-bench: the 2 ms proxy needs a server reached over TCP (host and port)\n");
         return 1;
     }
     bench::DelayProxy proxy(host, port, 1);

@@ -45,7 +45,8 @@ bool catalogueHasRows(const QString& path)
     if (!connection.Open(path)) return true;
     for (const char* table : db::kTableNames) {
         db::Statement exists;
-        if (!exists.Prepare(connection, QStringLiteral("SELECT EXISTS (SELECT 1 FROM %1)").arg(QLatin1String(table))) ||
+        if (!exists.Prepare(connection,
+                            QStringLiteral("SELECT EXISTS (SELECT 1 FROM %1)").arg(QLatin1String(table))) ||
             !exists.Next() || exists.Column(0).toLongLong() != 0)
             return true;
     }
@@ -281,7 +282,8 @@ bool stage(const Catalogue& catalogue, const QDir& programFolder, const QList<Pe
 }
 
 // Into place. The old catalogue, if it held rows, stays beside as House.db.bak.
-bool putInPlace(const QList<PendingFile>& pending, bool existingHasRows, Staging* staging, ImportResult* result)
+bool putInPlace(const QList<PendingFile>& pending, bool existingHasRows, Staging* staging,
+                ImportResult* result)
 {
     const QString backupPath = result->databasePath + QStringLiteral(".bak");
     if (existingHasRows) {
@@ -292,7 +294,8 @@ bool putInPlace(const QList<PendingFile>& pending, bool existingHasRows, Staging
         result->backupPath = backupPath;
     }
     if (!renameOver(staging->database, result->databasePath)) {
-        result->error = QStringLiteral("cannot put the new catalogue in place at %1").arg(result->databasePath);
+        result->error =
+            QStringLiteral("cannot put the new catalogue in place at %1").arg(result->databasePath);
         if (existingHasRows) renameOver(backupPath, result->databasePath);
         result->backupPath.clear();
         return false;
@@ -360,11 +363,12 @@ ImportResult Import(const ImportOptions& options, const CopyProgress& progress)
     result.missing = files.missing;
     if (!collected) return result;
 
-    Staging staging{programFolder.filePath(
-                        QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid())),
-                    {},
-                    {}};
-    if (!stage(catalogue, programFolder, files.pending, progress, &staging, &result.bytesCopied, &result.error) ||
+    Staging staging{
+        programFolder.filePath(QStringLiteral(".House.db.import-%1").arg(QCoreApplication::applicationPid())),
+        {},
+        {}};
+    if (!stage(catalogue, programFolder, files.pending, progress, &staging, &result.bytesCopied,
+               &result.error) ||
         !putInPlace(files.pending, existingHasRows, &staging, &result)) {
         staging.undo();
         return result;

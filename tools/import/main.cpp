@@ -5,9 +5,9 @@
 #include <QStringList>
 #include <cstdio>
 
+#include "../Print.h"
 #include "Importer.h"
 #include "core/Folders.h"
-#include "../Print.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include <QStringList>
 #include <cstdio>
 
+#include "../Print.h"
+#include "../TerminalLogin.h"
 #include "core/Folders.h"
 #include "core/db/Connection.h"
 #include "core/db/Store.h"
 #include "pricelist/sheet/PriceList.h"
-#include "../Print.h"
-#include "../TerminalLogin.h"
 
 namespace {
 
@@ -95,8 +95,9 @@ int importPriceList(const QString& file, const QString& folder, const pricelist:
         // Its keys name another catalogue's houses: updating the houses that share them here would
         // overwrite them, so the list goes in only as new houses, or as updates when told so.
         if (!options.keysAsNew && !dryRun)
-            return fail(QStringLiteral("the list comes from another catalogue; --as-new takes its lines as new "
-                                       "houses."));
+            return fail(
+                QStringLiteral("the list comes from another catalogue; --as-new takes its lines as new "
+                               "houses."));
     }
     if (refused > 0) return fail(QStringLiteral("%1 lines were refused.").arg(refused));
     if (dryRun) {
@@ -156,7 +157,8 @@ int main(int argc, char* argv[])
     const QString folder =
         QDir(positional.size() > 2 ? positional[2] : folders::DefaultProgramFolder()).absolutePath();
     if (command == QLatin1String("export")) {
-        if (options.createTypes || dryRun || options.keysAsNew || !options.sheet.isEmpty()) return usage(kUsage);
+        if (options.createTypes || dryRun || options.keysAsNew || !options.sheet.isEmpty())
+            return usage(kUsage);
         return exportCatalogue(file, folder);
     }
     if (command == QLatin1String("import")) return importPriceList(file, folder, options, dryRun);

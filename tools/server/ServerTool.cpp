@@ -1,12 +1,11 @@
 #include "ServerTool.h"
 
-#include "ServerRoles.h"
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include "ServerRoles.h"
 #include "core/db/Connection.h"
 #include "core/db/KeyCounter.h"
 #include "core/db/PgSession.h"
@@ -60,7 +59,8 @@ QStringList mediaFiles(const QString& programFolder, const char* folder)
 
 // Copies one table of House.db to the server in batches of 500 rows, then moves the server's key
 // counter to where House.db's stood. On failure *what says what could not be done.
-bool uploadTable(db::Connection& local, db::PgSession* server, const QString& table, qint64* count, QString* what)
+bool uploadTable(db::Connection& local, db::PgSession* server, const QString& table, qint64* count,
+                 QString* what)
 {
     const QString key = server->KeyColumn(table);
     db::Recordset rows;
@@ -70,7 +70,8 @@ bool uploadTable(db::Connection& local, db::PgSession* server, const QString& ta
     }
     QStringList columns;
     for (int i = 0; i < rows.FieldCount(); ++i) columns << rows.FieldName(i);
-    const QString head = QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table, columns.join(QStringLiteral(", ")));
+    const QString head =
+        QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table, columns.join(QStringLiteral(", ")));
     QStringList batch;
     *count = 0;
     const auto flush = [&] {
@@ -152,7 +153,8 @@ bool downloadTable(db::Connection& local, db::Connection& remote, const QString&
     for (int i = 0; i < rows.names.size(); ++i) marks << QStringLiteral("?");
     db::Statement insert;
     if (!insert.Prepare(local, QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                                   .arg(table, rows.names.join(QStringLiteral(", ")), marks.join(QStringLiteral(", "))))) {
+                                   .arg(table, rows.names.join(QStringLiteral(", ")),
+                                        marks.join(QStringLiteral(", "))))) {
         *what = QStringLiteral("cannot write %1: %2").arg(table, local.LastError());
         return false;
     }
@@ -176,8 +178,8 @@ bool downloadTable(db::Connection& local, db::Connection& remote, const QString&
 
 // Fetches every file of one media folder from the server into the program folder; *written
 // lists what was written, so that a failure can take it back.
-bool downloadFiles(db::Connection& remote, const QString& programFolder, const char* folder, QStringList* written,
-                   qint64* count, QString* what)
+bool downloadFiles(db::Connection& remote, const QString& programFolder, const char* folder,
+                   QStringList* written, qint64* count, QString* what)
 {
     const QString target = programFolder + QLatin1Char('/') + QLatin1String(folder);
     QDir().mkpath(target);

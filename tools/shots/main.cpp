@@ -5,13 +5,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
-#include <QFile>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
-#include <QFile>
 #include <QMouseEvent>
 #include <QProcess>
 #include <QScreen>
@@ -23,18 +22,18 @@
 #include "core/BrowserSandbox.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
-#include "windows/frmMain.h"
 #include "core/mdlHouse.h"
+#include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
-#include "core/ui/FileDialog.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/ProgramIcon.h"
 #include "entry/frmAddNewImage.h"
-#include "sales/HouseSheet.h"
 #include "entry/frmHouseInput.h"
+#include "sales/HouseSheet.h"
 #include "types/frmContent.h"
 #include "windows/RegisterWindows.h"
+#include "windows/frmMain.h"
 
 namespace {
 
@@ -265,7 +264,8 @@ void ShootHouseSheet(qint32 house)
     if (sheet.Load(house) && sheet.SavePdf(pdf) &&
         QProcess::execute(QStringLiteral("pdftoppm"),
                           {QStringLiteral("-r"), QStringLiteral("80"), QStringLiteral("-png"),
-                           QStringLiteral("-singlefile"), pdf, g_output + QStringLiteral("/house_sheet")}) == 0) {
+                           QStringLiteral("-singlefile"), pdf, g_output + QStringLiteral("/house_sheet")}) ==
+            0) {
         std::printf("%s/house_sheet.png\n", qPrintable(g_output));
         ++g_saved;
     } else {

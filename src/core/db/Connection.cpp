@@ -180,8 +180,10 @@ bool Connection::Execute(const Sql& jetSql)
     while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
     }
     const bool ok = rc == SQLITE_DONE;
-    if (!ok) setError(errorText(handle_));
-    else rowsAffected_ = sqlite3_changes(handle_);
+    if (!ok)
+        setError(errorText(handle_));
+    else
+        rowsAffected_ = sqlite3_changes(handle_);
     sqlite3_finalize(stmt);
     return ok;
 }

@@ -15,17 +15,26 @@ bool parseNumber(const QString& text, double* value)
     const int n = s.size();
     if (i < n && (s[i] == u'+' || s[i] == u'-')) ++i;
     int digits = 0;
-    while (i < n && s[i].isDigit() && s[i].unicode() < 128) { ++i; ++digits; }
+    while (i < n && s[i].isDigit() && s[i].unicode() < 128) {
+        ++i;
+        ++digits;
+    }
     if (i < n && s[i] == u'.') {
         ++i;
-        while (i < n && s[i].isDigit() && s[i].unicode() < 128) { ++i; ++digits; }
+        while (i < n && s[i].isDigit() && s[i].unicode() < 128) {
+            ++i;
+            ++digits;
+        }
     }
     if (digits == 0) return false;
     if (i < n && (s[i] == u'e' || s[i] == u'E' || s[i] == u'd' || s[i] == u'D')) {
         ++i;
         if (i < n && (s[i] == u'+' || s[i] == u'-')) ++i;
         int expDigits = 0;
-        while (i < n && s[i].isDigit() && s[i].unicode() < 128) { ++i; ++expDigits; }
+        while (i < n && s[i].isDigit() && s[i].unicode() < 128) {
+            ++i;
+            ++expDigits;
+        }
         if (expDigits == 0) return false;
     }
     if (i != n) return false;
@@ -50,17 +59,17 @@ bool ToLong(const QVariant& value, qint32* out)
 {
     double d = 0;
     switch (value.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-    case QMetaType::UInt:
-    case QMetaType::ULongLong:
-    case QMetaType::Double:
-    case QMetaType::Float:
-    case QMetaType::Bool:
-        d = value.toDouble();
-        break;
-    default:
-        if (!parseNumber(value.toString(), &d)) return false;
+        case QMetaType::Int:
+        case QMetaType::LongLong:
+        case QMetaType::UInt:
+        case QMetaType::ULongLong:
+        case QMetaType::Double:
+        case QMetaType::Float:
+        case QMetaType::Bool:
+            d = value.toDouble();
+            break;
+        default:
+            if (!parseNumber(value.toString(), &d)) return false;
     }
     if (!std::isfinite(d)) return false;
     // nearbyint rounds with the current mode, which is to-nearest-even unless someone changed it.

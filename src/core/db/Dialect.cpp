@@ -20,9 +20,8 @@ QString toSqlite(const QString& jetSql)
 
     // Between's bounds are single operands in every statement the program builds (numbers or
     // column names), so a plain token match is enough; min/max make the bound order irrelevant.
-    static const QRegularExpression between(
-        QStringLiteral(R"(\bBetween\s+([^\s]+)\s+And\s+([^\s]+))"),
-        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression between(QStringLiteral(R"(\bBetween\s+([^\s]+)\s+And\s+([^\s]+))"),
+                                            QRegularExpression::CaseInsensitiveOption);
     sql.replace(between, QStringLiteral("Between min(\\1, \\2) And max(\\1, \\2)"));
     return sql;
 }

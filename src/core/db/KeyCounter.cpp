@@ -12,9 +12,10 @@ namespace {
 qint64 sqliteLastKey(Connection& connection, const QString& table)
 {
     Statement query;
-    if (!query.Prepare(connection, QStringLiteral("SELECT max(coalesce((SELECT seq FROM sqlite_sequence WHERE "
-                                                  "name = ?), 0), coalesce((SELECT max(rowid) FROM %1), 0))")
-                                       .arg(table)) ||
+    if (!query.Prepare(connection,
+                       QStringLiteral("SELECT max(coalesce((SELECT seq FROM sqlite_sequence WHERE "
+                                      "name = ?), 0), coalesce((SELECT max(rowid) FROM %1), 0))")
+                           .arg(table)) ||
         !query.Bind(1, table) || !query.Next())
         return -1;
     return query.Column(0).toLongLong();
@@ -24,8 +25,9 @@ bool sqliteRaiseLastKey(Connection& connection, const QString& table, qint64 las
 {
     Statement add;
     Statement raise;
-    return add.Prepare(connection, QStringLiteral("INSERT INTO sqlite_sequence (name, seq) SELECT ?, 0 WHERE NOT "
-                                                  "EXISTS (SELECT 1 FROM sqlite_sequence WHERE name = ?)")) &&
+    return add.Prepare(connection,
+                       QStringLiteral("INSERT INTO sqlite_sequence (name, seq) SELECT ?, 0 WHERE NOT "
+                                      "EXISTS (SELECT 1 FROM sqlite_sequence WHERE name = ?)")) &&
            add.Bind(1, table) && add.Bind(2, table) && add.Exec() &&
            raise.Prepare(connection,
                          QStringLiteral("UPDATE sqlite_sequence SET seq = max(seq, ?) WHERE name = ?")) &&
@@ -41,8 +43,8 @@ QString sequenceOf(PgSession* server, const QString& table)
 qint64 serverLastKey(PgSession* server, const QString& table)
 {
     PgRows rows;
-    const QString sql =
-        QStringLiteral("SELECT coalesce(pg_sequence_last_value(%1::regclass), 0)").arg(sequenceOf(server, table));
+    const QString sql = QStringLiteral("SELECT coalesce(pg_sequence_last_value(%1::regclass), 0)")
+                            .arg(sequenceOf(server, table));
     if (!server->ExecuteNative(sql, &rows) || rows.rowCount != 1) return -1;
     return rows.cells.front().toLongLong();
 }
@@ -52,7 +54,8 @@ bool serverRaiseLastKey(PgSession* server, const QString& table, qint64 last)
     if (last <= 0) return true;
     const QString sequence = sequenceOf(server, table);
     return server->ExecuteNative(
-        QStringLiteral("SELECT setval(%1, greatest(%2, coalesce(pg_sequence_last_value(%1::regclass), 0)), true)")
+        QStringLiteral(
+            "SELECT setval(%1, greatest(%2, coalesce(pg_sequence_last_value(%1::regclass), 0)), true)")
             .arg(sequence)
             .arg(last));
 }

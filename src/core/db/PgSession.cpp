@@ -193,7 +193,8 @@ std::unique_ptr<PgSession> PgSession::Acquire(const QString& uri, QString* error
         }
         if (!session) break;
         PGresult* alive = execOne(session->conn_, "");
-        const bool ok = PQresultStatus(alive) == PGRES_EMPTY_QUERY && PQstatus(session->conn_) == CONNECTION_OK;
+        const bool ok =
+            PQresultStatus(alive) == PGRES_EMPTY_QUERY && PQstatus(session->conn_) == CONNECTION_OK;
         PQclear(alive);
         if (ok) {
             session->lastError_.clear();
@@ -211,7 +212,8 @@ void PgSession::Release(std::unique_ptr<PgSession> session)
     if (!session || !session->conn_) return;
     session->Rollback();
     session->insertedKeys_.clear();
-    if (PQstatus(session->conn_) != CONNECTION_OK || PQtransactionStatus(session->conn_) != PQTRANS_IDLE) return;
+    if (PQstatus(session->conn_) != CONNECTION_OK || PQtransactionStatus(session->conn_) != PQTRANS_IDLE)
+        return;
     std::lock_guard<std::mutex> hold(poolLock);
     auto& idle = idleSessions();
     if (int(idle.size()) >= kIdleSessions) idle.erase(idle.begin());

@@ -57,9 +57,10 @@ bool Recordset::prepare(const Sql& jetSql, Connection& connection)
     if (updatable_) {
         // Only "Select * From <one table> ..." or "Select a, b From <one table> ..." can be written
         // back; the row id rides along as a hidden last column so that Update knows which row to change.
-        static const QRegularExpression single(QStringLiteral(R"(^(\s*Select\s+)(\*|\w+(?:\s*,\s*\w+)*)(\s+From\s+(\w+)\s*(?:$|\s(?:Where|Order)\b.*))$)"),
-                                               QRegularExpression::CaseInsensitiveOption |
-                                                   QRegularExpression::DotMatchesEverythingOption);
+        static const QRegularExpression single(
+            QStringLiteral(
+                R"(^(\s*Select\s+)(\*|\w+(?:\s*,\s*\w+)*)(\s+From\s+(\w+)\s*(?:$|\s(?:Where|Order)\b.*))$)"),
+            QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
         const QRegularExpressionMatch m = single.match(sql);
         if (m.hasMatch()) {
             selectList_ = m.captured(2);
@@ -145,7 +146,8 @@ bool Recordset::loadTableColumns()
 {
     sqlite3_stmt* info = nullptr;
     const QByteArray sql = QStringLiteral("PRAGMA table_info(%1)").arg(table_).toUtf8();
-    if (sqlite3_prepare_v2(connection_->handle_, sql.constData(), -1, &info, nullptr) != SQLITE_OK) return false;
+    if (sqlite3_prepare_v2(connection_->handle_, sql.constData(), -1, &info, nullptr) != SQLITE_OK)
+        return false;
     while (sqlite3_step(info) == SQLITE_ROW) {
         const QString name = QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(info, 1)));
         const QString type = QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(info, 2)));
@@ -158,18 +160,18 @@ bool Recordset::loadTableColumns()
 QVariant Recordset::columnValue(int index) const
 {
     switch (sqlite3_column_type(stmt_, index)) {
-    case SQLITE_NULL:
-        return QVariant();
-    case SQLITE_INTEGER:
-        return QVariant(qint64(sqlite3_column_int64(stmt_, index)));
-    case SQLITE_FLOAT:
-        return QVariant(sqlite3_column_double(stmt_, index));
-    case SQLITE_BLOB:
-        return QByteArray(static_cast<const char*>(sqlite3_column_blob(stmt_, index)),
-                          sqlite3_column_bytes(stmt_, index));
-    default:
-        return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt_, index)),
-                                 sqlite3_column_bytes(stmt_, index));
+        case SQLITE_NULL:
+            return QVariant();
+        case SQLITE_INTEGER:
+            return QVariant(qint64(sqlite3_column_int64(stmt_, index)));
+        case SQLITE_FLOAT:
+            return QVariant(sqlite3_column_double(stmt_, index));
+        case SQLITE_BLOB:
+            return QByteArray(static_cast<const char*>(sqlite3_column_blob(stmt_, index)),
+                              sqlite3_column_bytes(stmt_, index));
+        default:
+            return QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt_, index)),
+                                     sqlite3_column_bytes(stmt_, index));
     }
 }
 
@@ -289,7 +291,8 @@ bool Recordset::Update()
         }
         QStringList sets;
         for (const QString& c : columns) sets << c + QStringLiteral(" = ?");
-        sql = QStringLiteral("UPDATE %1 SET %2 WHERE _rowid_ = ?").arg(table_, sets.join(QStringLiteral(", ")));
+        sql =
+            QStringLiteral("UPDATE %1 SET %2 WHERE _rowid_ = ?").arg(table_, sets.join(QStringLiteral(", ")));
     }
     sqlite3* handle = connection_->handle_;
     sqlite3_stmt* stmt = nullptr;
@@ -311,7 +314,8 @@ bool Recordset::Update()
         const qint64 rowid = sqlite3_last_insert_rowid(handle);
         buffer_[rowidColumn_] = rowid;
         sqlite3_stmt* reread = nullptr;
-        const QByteArray q = QStringLiteral("SELECT %1 FROM %2 WHERE _rowid_ = ?").arg(selectList_, table_).toUtf8();
+        const QByteArray q =
+            QStringLiteral("SELECT %1 FROM %2 WHERE _rowid_ = ?").arg(selectList_, table_).toUtf8();
         if (sqlite3_prepare_v2(handle, q.constData(), -1, &reread, nullptr) == SQLITE_OK) {
             sqlite3_bind_int64(reread, 1, rowid);
             if (sqlite3_step(reread) == SQLITE_ROW) {

@@ -82,8 +82,8 @@ private:
     // updating
     bool updatable_ = false;
     QString table_;
-    QString selectList_;            // "*" or the selected columns of an updatable recordset
-    int rowidColumn_ = -1;          // hidden column holding the row id, keyset + optimistic only
+    QString selectList_;                  // "*" or the selected columns of an updatable recordset
+    int rowidColumn_ = -1;                // hidden column holding the row id, keyset + optimistic only
     QHash<QString, bool> numberColumns_;  // lower-case column -> declared INTEGER
     bool adding_ = false;
     std::vector<QVariant> buffer_;

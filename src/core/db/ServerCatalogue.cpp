@@ -54,10 +54,9 @@ bool InitServerCatalogue(const QString& uri, QString* error)
 
     // The schema is the one script of several statements the program sends: fixed text, made from
     // schema.sql, with nothing typed in it.
-    const QByteArray schema =
-        (QStringLiteral("BEGIN;\n") + PostgresSchema() + QLatin1String(kKeysGrowFunction) +
-         QStringLiteral("\nCOMMIT;"))
-            .toUtf8();
+    const QByteArray schema = (QStringLiteral("BEGIN;\n") + PostgresSchema() +
+                               QLatin1String(kKeysGrowFunction) + QStringLiteral("\nCOMMIT;"))
+                                  .toUtf8();
     PGresult* result = PQexec(conn, schema.constData());
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK;
     const QString message = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();

@@ -16,8 +16,8 @@ void CopyControlLook(const QWidget* from, QWidget* to)
     to->setMaximumSize(from->maximumSize());
     if (from->testAttribute(Qt::WA_SetCursor)) to->setCursor(from->cursor());
     // Properties only some controls have (labels, buttons, text boxes): copied where present.
-    for (const char* name : {"text", "alignment", "wordWrap", "frameShape", "frameShadow", "flat",
-                             "readOnly", "maxLength", "checkable", "textFormat", "margin", "indent"}) {
+    for (const char* name : {"text", "alignment", "wordWrap", "frameShape", "frameShadow", "flat", "readOnly",
+                             "maxLength", "checkable", "textFormat", "margin", "indent"}) {
         const QVariant value = from->property(name);
         if (value.isValid()) to->setProperty(name, value);
     }

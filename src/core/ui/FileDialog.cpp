@@ -75,7 +75,8 @@ QString GetSaveFileName(QWidget* parent, const QString& filter, const QString& s
     if (QFileInfo(path).suffix().isEmpty()) {
         const QString chosen = dialog.selectedNameFilter();
         const int star = chosen.indexOf(QStringLiteral("*."));
-        if (star >= 0) path += chosen.mid(star + 1).section(QLatin1Char(')'), 0, 0).section(QLatin1Char(' '), 0, 0);
+        if (star >= 0)
+            path += chosen.mid(star + 1).section(QLatin1Char(')'), 0, 0).section(QLatin1Char(' '), 0, 0);
     }
     return path;
 }

@@ -28,7 +28,8 @@ QVariant ListModel::data(const QModelIndex& index, int role) const
 
 QVariant ListModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
-    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= int(columns_.size()))
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 ||
+        section >= int(columns_.size()))
         return QVariant();
     return columns_[section].title;
 }
@@ -168,11 +169,13 @@ ListView::ListView(QWidget* parent) : QTableView(parent), model_(new ListModel(t
     // The selection stays visible (in the active colour) when the list loses the focus.
     QPalette p = palette();
     p.setColor(QPalette::Inactive, QPalette::Highlight, p.color(QPalette::Active, QPalette::Highlight));
-    p.setColor(QPalette::Inactive, QPalette::HighlightedText, p.color(QPalette::Active, QPalette::HighlightedText));
+    p.setColor(QPalette::Inactive, QPalette::HighlightedText,
+               p.color(QPalette::Active, QPalette::HighlightedText));
     setPalette(p);
 
     connect(horizontalHeader(), &QHeaderView::sectionClicked, this, &ListView::ColumnClick);
-    connect(this, &QAbstractItemView::clicked, this, [this](const QModelIndex& i) { emit ItemClick(i.row()); });
+    connect(this, &QAbstractItemView::clicked, this,
+            [this](const QModelIndex& i) { emit ItemClick(i.row()); });
     connect(this, &QAbstractItemView::doubleClicked, this,
             [this](const QModelIndex& i) { emit ItemDblClick(i.row()); });
     connect(model_, &QAbstractItemModel::modelReset, this, [this]() {

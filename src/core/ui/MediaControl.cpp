@@ -6,8 +6,8 @@
 #include <QTimer>
 #include <QUrl>
 
-#include "core/db/ServerFiles.h"
 #include "core/Program.h"
+#include "core/db/ServerFiles.h"
 
 namespace ui {
 

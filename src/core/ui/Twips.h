@@ -11,8 +11,14 @@ namespace ui {
 // Layout rules are given in twips. At 96 dpi logical there are 15 twips to a pixel; Qt scales
 // logical pixels for high-dpi screens, so this one factor holds everywhere.
 constexpr int kTwipsPerPixel = 15;
-inline int Px(int twips) { return qRound(twips / double(kTwipsPerPixel)); }
-inline int Twips(int px) { return px * kTwipsPerPixel; }
+inline int Px(int twips)
+{
+    return qRound(twips / double(kTwipsPerPixel));
+}
+inline int Twips(int px)
+{
+    return px * kTwipsPerPixel;
+}
 
 // Places a control by a rectangle given in twips.
 inline void PlaceTwips(QWidget* control, int left, int top, int width, int height)
@@ -21,9 +27,11 @@ inline void PlaceTwips(QWidget* control, int left, int top, int width, int heigh
 }
 
 template <typename T, typename = void>
-struct HasSetText : std::false_type {};
+struct HasSetText : std::false_type {
+};
 template <typename T>
-struct HasSetText<T, std::void_t<decltype(std::declval<T&>().setText(QString()))>> : std::true_type {};
+struct HasSetText<T, std::void_t<decltype(std::declval<T&>().setText(QString()))>> : std::true_type {
+};
 
 // Makes a named control; a control with a text property (label, button, text box) also gets its
 // caption. For windows whose layout places the control.

@@ -91,7 +91,8 @@ struct Plan {
     int Count(LineKind kind) const;
 };
 
-// Reads the file (CSV, text, .xlsx or .xls, told apart by their contents) and decides, line by line, what the import would do. Nothing is written.
+// Reads the file (CSV, text, .xlsx or .xls, told apart by their contents) and decides, line by line, what the
+// import would do. Nothing is written.
 Plan MakePlan(const QString& path, db::Connection& connection, const ImportOptions& options);
 
 struct WriteResult {

@@ -6,10 +6,10 @@
 #include <QHash>
 #include <memory>
 
+#include "core/ImageNames.h"
 #include "core/db/Connection.h"
 #include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
-#include "core/ImageNames.h"
 #include "pricelist/sheet/PriceList.h"
 #include "pricelist/sheet/ServerBatch.h"
 
