@@ -1,9 +1,8 @@
 #include "ServerRoles.h"
 
-#include <libpq-fe.h>
-
 #include <vector>
 
+#include "core/db/ServerAdmin.h"
 #include "core/db/ServerCatalogue.h"
 #include "core/db/ServerLogin.h"
 
@@ -22,78 +21,8 @@ Result failure(const QString& error)
     return r;
 }
 
-// One administrator's connection: statements and queries with their values bound, never pasted.
-class Admin {
-public:
-    explicit Admin(const QString& uri) : conn_(db::ConnectServer(uri, &error_)) {}
-    ~Admin()
-    {
-        if (conn_) PQfinish(conn_);
-    }
-    Admin(const Admin&) = delete;
-    Admin& operator=(const Admin&) = delete;
-
-    bool Connected() const { return conn_ != nullptr; }
-    QString Error() const { return error_; }
-    PGconn* Handle() const { return conn_; }
-
-    bool Run(const QString& sql, const QStringList& values = {}, std::vector<QStringList>* rows = nullptr)
-    {
-        std::vector<QByteArray> text;
-        std::vector<const char*> pointers;
-        for (const QString& v : values) text.push_back(v.toUtf8());
-        for (const QByteArray& t : text) pointers.push_back(t.constData());
-        // Values go bound, apart from the text; a statement without any may be a short script of
-        // this tool's own (the trigger function and its grant).
-        PGresult* result = pointers.empty()
-                               ? PQexec(conn_, sql.toUtf8().constData())
-                               : PQexecParams(conn_, sql.toUtf8().constData(), int(pointers.size()), nullptr,
-                                              pointers.data(), nullptr, nullptr, 0);
-        const ExecStatusType status = PQresultStatus(result);
-        const bool ok = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-        if (!ok) error_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();
-        if (ok && rows) {
-            rows->clear();
-            for (int r = 0; r < PQntuples(result); ++r) {
-                QStringList row;
-                for (int c = 0; c < PQnfields(result); ++c)
-                    row << QString::fromUtf8(PQgetvalue(result, r, c));
-                rows->push_back(row);
-            }
-        }
-        PQclear(result);
-        return ok;
-    }
-    // The one value of a query; empty when it gives no row.
-    QString Value(const QString& sql, const QStringList& values = {})
-    {
-        std::vector<QStringList> rows;
-        return Run(sql, values, &rows) && !rows.empty() ? rows.front().value(0) : QString();
-    }
-    QString Ident(const QString& name) const
-    {
-        const QByteArray utf8 = name.toUtf8();
-        char* quoted = PQescapeIdentifier(conn_, utf8.constData(), size_t(utf8.size()));
-        const QString text = quoted ? QString::fromUtf8(quoted) : QString();
-        PQfreemem(quoted);
-        return text;
-    }
-    QString Literal(const QString& value) const
-    {
-        const QByteArray utf8 = value.toUtf8();
-        char* quoted = PQescapeLiteral(conn_, utf8.constData(), size_t(utf8.size()));
-        const QString text = quoted ? QString::fromUtf8(quoted) : QString();
-        PQfreemem(quoted);
-        return text;
-    }
-
-private:
-    QString error_;
-    PGconn* conn_;
-};
-
 // Runs statements in order, stopping at the first that fails.
-bool runAll(Admin& admin, const QStringList& statements)
+bool runAll(db::ServerAdmin& admin, const QStringList& statements)
 {
     for (const QString& sql : statements) {
         if (!admin.Run(sql)) return false;
@@ -101,7 +30,7 @@ bool runAll(Admin& admin, const QStringList& statements)
     return true;
 }
 
-QString tableList(Admin& admin)
+QString tableList(db::ServerAdmin& admin)
 {
     QStringList names;
     for (const char* table : kTables) names << admin.Ident(QLatin1String(table));
@@ -110,7 +39,7 @@ QString tableList(Admin& admin)
 
 // A group role that is missing is made; one that exists must not be a login or a superuser, or
 // the catalogue's rights would go to whoever logs in as it.
-bool ensureGroup(Admin& admin, const QString& role, QString* error)
+bool ensureGroup(db::ServerAdmin& admin, const QString& role, QString* error)
 {
     std::vector<QStringList> rows;
     if (!admin.Run(QStringLiteral("SELECT rolcanlogin OR rolsuper FROM pg_roles WHERE rolname = $1"), {role},
@@ -133,7 +62,7 @@ bool ensureGroup(Admin& admin, const QString& role, QString* error)
     return true;
 }
 
-QStringList ownershipStatements(Admin& admin, const RoleNames& roles)
+QStringList ownershipStatements(db::ServerAdmin& admin, const RoleNames& roles)
 {
     const QString owner = admin.Ident(roles.owner);
     QStringList sql;
@@ -147,7 +76,7 @@ QStringList ownershipStatements(Admin& admin, const RoleNames& roles)
     return sql;
 }
 
-QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString& database,
+QStringList grantStatements(db::ServerAdmin& admin, const RoleNames& roles, const QString& database,
                             const QString& schema)
 {
     const QString owner = admin.Ident(roles.owner);
@@ -187,7 +116,7 @@ QStringList grantStatements(Admin& admin, const RoleNames& roles, const QString&
 }
 
 // The database's own role names, or an error when the database name is too long for them.
-bool rolesOf(Admin& admin, RoleNames* roles, QString* database, QString* error)
+bool rolesOf(db::ServerAdmin& admin, RoleNames* roles, QString* database, QString* error)
 {
     *database = admin.Value(QStringLiteral("SELECT current_database()"));
     if (database->isEmpty()) {
@@ -215,7 +144,7 @@ RoleNames RolesFor(const QString& database)
 bool RolesInPlace(const QString& uri, QString* error)
 {
     error->clear();
-    Admin admin(uri);
+    db::ServerAdmin admin(uri);
     if (!admin.Connected()) {
         *error = admin.Error();
         return false;
@@ -237,7 +166,7 @@ bool RolesInPlace(const QString& uri, QString* error)
 
 Result SetUpRoles(const QString& uri)
 {
-    Admin admin(uri);
+    db::ServerAdmin admin(uri);
     if (!admin.Connected()) return failure(admin.Error());
     RoleNames roles;
     QString database, error;
@@ -306,7 +235,7 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
     if (name.startsWith(QLatin1String("pg_"), Qt::CaseInsensitive))
         return failure(QStringLiteral("names beginning with pg_ belong to the server"));
     if (password.isEmpty()) return failure(QStringLiteral("the password is empty; nothing was made"));
-    Admin admin(uri);
+    db::ServerAdmin admin(uri);
     if (!admin.Connected()) return failure(admin.Error());
     RoleNames roles;
     QString database, error;
@@ -319,11 +248,8 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
     if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {name}) !=
         QLatin1String("0"))
         return failure(QStringLiteral("a role named %1 already exists on this server").arg(name));
-    const QByteArray pw = password.toUtf8(), user = name.toUtf8();
-    char* verifier = PQencryptPasswordConn(admin.Handle(), pw.constData(), user.constData(), "scram-sha-256");
-    if (!verifier) return failure(QString::fromUtf8(PQerrorMessage(admin.Handle())).trimmed());
-    const QString secret = QString::fromUtf8(verifier);
-    PQfreemem(verifier);
+    const QString secret = admin.ScramVerifier(name, password);
+    if (secret.isEmpty()) return failure(admin.Error());
     if (!admin.Run(QStringLiteral("CREATE ROLE %1 LOGIN NOSUPERUSER NOCREATEDB NOCREATEROLE NOREPLICATION "
                                   "NOBYPASSRLS INHERIT PASSWORD %2 IN ROLE %3")
                        .arg(admin.Ident(name), admin.Literal(secret), admin.Ident(group))))
@@ -338,7 +264,7 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
 
 Result RemoveUser(const QString& uri, const QString& name)
 {
-    Admin admin(uri);
+    db::ServerAdmin admin(uri);
     if (!admin.Connected()) return failure(admin.Error());
     RoleNames roles;
     QString database, error;
@@ -375,7 +301,7 @@ Result RemoveUser(const QString& uri, const QString& name)
 
 Result ListUsers(const QString& uri)
 {
-    Admin admin(uri);
+    db::ServerAdmin admin(uri);
     if (!admin.Connected()) return failure(admin.Error());
     RoleNames roles;
     QString database, error;

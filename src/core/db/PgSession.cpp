@@ -449,7 +449,7 @@ bool PgSession::IsWriteRefusal(const PGresult* result)
     return state && (qstrcmp(state, "42501") == 0 || qstrcmp(state, "25006") == 0);
 }
 
-void PgSession::noteRefusal(const PGresult* result)
+void PgSession::NoteRefusal(const PGresult* result)
 {
     if (IsWriteRefusal(result)) writeRefused_ = true;
 }
@@ -473,7 +473,7 @@ bool PgSession::Commit()
                     QByteArray(PQcmdStatus(result)) == QByteArrayLiteral("COMMIT");
     if (!ok) {
         lastError_ = errorText(conn_);
-        noteRefusal(result);
+        NoteRefusal(result);
     }
     PQclear(result);
     return ok;

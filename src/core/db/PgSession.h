@@ -86,6 +86,11 @@ public:
     bool WriteRefused() const { return writeRefused_; }
     PGconn* Handle() const { return conn_; }
 
+    // Remembers a result that says this login may only look (insufficient privilege, or a
+    // read-only transaction): statements sent outside run (a pipeline) report through it too.
+    void NoteRefusal(const PGresult* result);
+    static bool IsWriteRefusal(const PGresult* result);
+
 private:
     enum class ValueTypes { Inferred, Declared };
     struct Results;
@@ -96,9 +101,6 @@ private:
     bool runPiped(const QByteArray& text, const PgValues& values, Results& results);
     bool runAlone(const QByteArray& text, const PgValues& values, Results& results);
     void returnToSavepoint();
-    void noteRefusal(const PGresult* result);
-    // Insufficient privilege, or a read-only transaction: the login may only look.
-    static bool IsWriteRefusal(const PGresult* result);
     QString ownKeyReadBack(const QString& jetSql) const;
     bool loadTables();
 

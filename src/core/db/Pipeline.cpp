@@ -4,6 +4,7 @@
 
 #include "core/db/Connection.h"
 #include "core/db/PgSession.h"
+#include "core/db/Sql.h"
 
 namespace db {
 
@@ -49,7 +50,8 @@ bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
     bytes.reserve(values.size());
     for (const QVariant& v : values) {
         const bool binary = v.typeId() == QMetaType::QByteArray;
-        bytes.push_back(binary ? v.toByteArray() : v.toString().toUtf8());
+        // Text loses its NUL characters here as in every other statement (see WithoutNul).
+        bytes.push_back(binary ? v.toByteArray() : WithoutNul(v.toString()).toUtf8());
         pointers.push_back(v.isNull() ? nullptr : bytes.back().constData());
         lengths.push_back(int(bytes.back().size()));
         formats.push_back(binary ? 1 : 0);
@@ -81,7 +83,10 @@ bool Pipeline::Sync()
         }
         if (status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED || status == PGRES_BAD_RESPONSE) {
             ok = false;
-            if (status != PGRES_PIPELINE_ABORTED) fail(QString::fromUtf8(PQresultErrorMessage(result)));
+            if (status != PGRES_PIPELINE_ABORTED) {
+                connection_.Server()->NoteRefusal(result);
+                fail(QString::fromUtf8(PQresultErrorMessage(result)));
+            }
         }
         PQclear(result);
     }

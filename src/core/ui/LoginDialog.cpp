@@ -10,7 +10,7 @@
 #include <QThread>
 #include <QVBoxLayout>
 
-#include "core/mdlHouse.h"
+#include "core/Program.h"
 
 namespace ui {
 
@@ -40,7 +40,7 @@ bool askOnThisThread(const db::LoginRequest& request, db::LoginAnswer* answer)
 LoginDialog::LoginDialog(const db::LoginRequest& request, QWidget* parent) : QDialog(parent)
 {
     setObjectName(QStringLiteral("frmLogin"));
-    setWindowTitle(mdlHouse::kProgramTitle);
+    setWindowTitle(program::kProgramTitle);
     setModal(true);
     setupControls(request);
 }
