@@ -193,6 +193,10 @@ void frmHouseInput::writeImages(db::Connection& connection, qint32 houseId, QLis
         // A shared catalogue's server holds the picture before its row is committed, so that no
         // other PC ever sees a row whose picture it cannot fetch; the copy into this PC's Images
         // waits until the save is written, so a save that fails changes no file there.
+        // A picture kept from a house saved earlier (an edit, or a house deleted meanwhile and now
+        // saved as a new one under another number) may exist on this PC only on the server: it is
+        // fetched first, so the new name gets its content.
+        db::FillMediaCache(mdlHouse::ProgramFolder(), source);
         db::ShareMediaFileAs(mdlHouse::ProgramFolder(), target, source);
         copies->append({source, target});
     }

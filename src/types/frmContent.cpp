@@ -238,10 +238,12 @@ void frmContent::cmdOK_Click()
     mdlHouse::OpenDatabase(conn_);
     // The old template is replaced as one save: never half of the new rows. Its type is held for
     // the save: a type deleted by another PC meanwhile gets no rows (they would belong to no
-    // type), and a deletion that comes while this save runs waits for it.
+    // type), and a deletion that comes while this save runs waits for it. The hold is exclusive,
+    // so two PCs saving the same type's template take turns: the later one's delete then sees the
+    // earlier one's rows and replaces them, instead of both sets ending up in one template.
     mdlHouse::Save save(conn_);
     if (save.Require(QStringLiteral("t_HouseType"), QStringLiteral("TypeID"), CurrentTypeID,
-                     db::Connection::RowLock::KeyShare, mdlHouse::kTypeGoneMessage) != 1) {
+                     db::Connection::RowLock::Update, mdlHouse::kTypeGoneMessage) != 1) {
         conn_.Close();
         return;
     }
