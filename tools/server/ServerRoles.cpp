@@ -72,7 +72,7 @@ QStringList ownershipStatements(db::ServerAdmin& admin, const RoleNames& roles)
         << QStringLiteral("ALTER FUNCTION sgn(double precision) OWNER TO %1").arg(owner)
         << QStringLiteral("ALTER FUNCTION tavrelo_keys_grow() OWNER TO %1").arg(owner)
         << QStringLiteral("ALTER COLLATION tavrelo_ci OWNER TO %1").arg(owner)
-        << QString::fromUtf8(db::kKeysGrowFunction);
+        << QString::fromUtf8(db::kKeysGrowFunction) << QString::fromUtf8(db::kKeysGrowRevoke);
     return sql;
 }
 

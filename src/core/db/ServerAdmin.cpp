@@ -19,9 +19,10 @@ bool ServerAdmin::Run(const QString& sql, const QStringList& values, std::vector
     std::vector<const char*> pointers;
     for (const QString& v : values) text.push_back(v.toUtf8());
     for (const QByteArray& t : text) pointers.push_back(t.constData());
-    PGresult* result = pointers.empty() ? PQexec(conn_, sql.toUtf8().constData())
-                                        : PQexecParams(conn_, sql.toUtf8().constData(), int(pointers.size()),
-                                                       nullptr, pointers.data(), nullptr, nullptr, 0);
+    // Always the one-statement protocol: a name that reaches a statement is quoted by libpq
+    // (Ident, Literal), and even so no text can ever start a second statement.
+    PGresult* result = PQexecParams(conn_, sql.toUtf8().constData(), int(pointers.size()), nullptr,
+                                    pointers.empty() ? nullptr : pointers.data(), nullptr, nullptr, 0);
     const ExecStatusType status = PQresultStatus(result);
     const bool ok = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
     if (!ok) error_ = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();

@@ -21,8 +21,7 @@ public:
     bool Connected() const { return conn_ != nullptr; }
     QString Error() const { return error_; }
 
-    // A statement with its values bound; without values it may be a short script of the tool's own
-    // fixed text (the trigger function and its grant), never one holding a typed name.
+    // One statement with its values bound ($1, $2 ...).
     bool Run(const QString& sql, const QStringList& values = {}, std::vector<QStringList>* rows = nullptr);
     // The one value of a query; empty when it gives no row.
     QString Value(const QString& sql, const QStringList& values = {});

@@ -22,9 +22,9 @@ BEGIN
         PERFORM setval(s, k);
     END IF;
     RETURN NEW;
-END $$;
-REVOKE ALL ON FUNCTION tavrelo_keys_grow() FROM PUBLIC;
-)";
+END $$)";
+
+const char* const kKeysGrowRevoke = "REVOKE ALL ON FUNCTION tavrelo_keys_grow() FROM PUBLIC";
 
 bool InitServerCatalogue(const QString& uri, QString* error)
 {
@@ -54,9 +54,10 @@ bool InitServerCatalogue(const QString& uri, QString* error)
 
     // The schema is the one script of several statements the program sends: fixed text, made from
     // schema.sql, with nothing typed in it.
-    const QByteArray schema = (QStringLiteral("BEGIN;\n") + PostgresSchema() +
-                               QLatin1String(kKeysGrowFunction) + QStringLiteral("\nCOMMIT;"))
-                                  .toUtf8();
+    const QByteArray schema =
+        (QStringLiteral("BEGIN;\n") + PostgresSchema() + QLatin1String(kKeysGrowFunction) +
+         QStringLiteral(";\n") + QLatin1String(kKeysGrowRevoke) + QStringLiteral(";\nCOMMIT;"))
+            .toUtf8();
     PGresult* result = PQexec(conn, schema.constData());
     const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK;
     const QString message = QString::fromUtf8(PQresultErrorMessage(result)).trimmed();

@@ -11,6 +11,9 @@ bool InitServerCatalogue(const QString& uri, QString* error = nullptr);
 // The key counters' trigger function (CREATE OR REPLACE): it runs with the rights of the role that
 // owns it, on a fixed search path. Part of every new catalogue; `tavrelo-server init` puts it in
 // place of an older one.
+// Each is one statement, so the server tool can send them through the one-statement protocol.
 extern const char* const kKeysGrowFunction;
+// Only the owner (and through the trigger, everyone's inserts) runs it.
+extern const char* const kKeysGrowRevoke;
 
 }  // namespace db
