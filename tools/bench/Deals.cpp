@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QPainter>
 #include <QTimeZone>
+#include <cstdio>
 
 #include "Floor.h"
 #include "core/db/ChangeContext.h"
@@ -403,6 +404,12 @@ void measureRelease(const QString& path, const DealShape& d, Report* report)
 
 void MeasureDeals(const QString& databasePath, const CatalogueShape& shape, Report* report)
 {
+    // Below this the board's building has too few units for sale to hold a thousandth of them and
+    // still leave units to hold in the measured runs.
+    if (shape.houses < 1000) {
+        std::printf("The deals are measured on catalogues of 1000 houses or more.\n");
+        return;
+    }
     DealShape d;
     QString error;
     {
