@@ -1,5 +1,8 @@
 #include "deals/Customers.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <QDateTime>
 #include <QHash>
 #include <QRegularExpression>
@@ -82,9 +85,9 @@ QString CurrentLogin(db::Connection& connection)
         rs.Close();
         return login;
     }
-    QString user = qEnvironmentVariable("USER");
-    if (user.isEmpty()) user = qEnvironmentVariable("USERNAME");
-    return user;
+    // The account the program runs as, whatever the environment claims.
+    if (const passwd* account = getpwuid(geteuid())) return QString::fromLocal8Bit(account->pw_name);
+    return qEnvironmentVariable("USER");
 }
 
 bool CanReadCustomers(db::Connection& connection)

@@ -16,7 +16,13 @@
 
 namespace {
 const QString kWholeCatalogue = QStringLiteral("（全部楼宇）");
+
+// A unit without a status row (before its first one, after its last) shows as such.
+QString valueText(const QString& value)
+{
+    return value.isEmpty() ? QStringLiteral("（无）") : value;
 }
+}  // namespace
 
 frmHistory::frmHistory()
 {
@@ -159,7 +165,7 @@ void frmHistory::appendPage()
     connection_.Close();
     for (const deals::HistoryRow& r : page) {
         QStringList row{r.when, (r.building + QLatin1Char(' ') + r.room).trimmed(), r.who, r.machine,
-                        r.oldValue + QStringLiteral(" → ") + r.newValue};
+                        valueText(r.oldValue) + QStringLiteral(" → ") + valueText(r.newValue)};
         if (withCustomers_) row << r.customer;
         row << r.reason << r.path;
         rows_.push_back(row);
