@@ -18,6 +18,7 @@
 
 #include "../TerminalLogin.h"
 #include "Catalogue.h"
+#include "Deals.h"
 #include "DelayProxy.h"
 #include "PriceLists.h"
 #include "ProcessStart.h"
@@ -213,6 +214,7 @@ int measureThroughProxy(const Options& options, const QString& folder, bench::Wi
     context.report = &delayed;
     bench::MeasureWindows(context);
     bench::MeasureServerPriceLists(folder, slow, context.shape, &delayed);
+    bench::MeasureDeals(slow, context.shape, &delayed);
     for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
     delayed.peakRssKb = peakRssKb();
     std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");
@@ -287,6 +289,7 @@ int main(int argc, char* argv[])
     context.report = &report;
     bench::MeasureWindows(context);
     bench::MeasurePriceLists(folder, shape, &report);
+    bench::MeasureDeals(context.databasePath, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
     if (!options.server.isEmpty()) return measureThroughProxy(options, folder, context, report, messages);

@@ -156,15 +156,20 @@ bool Statement::Bind(int index, const QVariant& value)
 
 bool Statement::Exec()
 {
+    rowsAffected_ = 0;
     if (!serverSql_.isEmpty()) {
         const bool ok = runServer();
+        if (ok) rowsAffected_ = connection_->Server()->RowsAffected();
         Reset();
         return ok;
     }
     if (!stmt_) return false;
     const int rc = sqlite3_step(stmt_);
     const bool ok = rc == SQLITE_DONE || rc == SQLITE_ROW;
-    if (!ok) fail();
+    if (ok)
+        rowsAffected_ = sqlite3_changes(connection_->Handle());
+    else
+        fail();
     Reset();
     return ok;
 }

@@ -36,6 +36,9 @@ public:
     bool Bind(int index, const QVariant& value);
     // Runs a statement that returns no rows, then resets it for the next values.
     bool Exec();
+    // Rows the last Exec changed (0 after a failure): a conditional change learns from it whether
+    // its condition still held.
+    int RowsAffected() const { return rowsAffected_; }
     // Steps a query: true while a row is there; Column reads it.
     bool Next();
     QVariant Column(int index) const;
@@ -59,6 +62,7 @@ private:
     std::unique_ptr<PgRows> rows_;
     int row_ = -1;
     qint64 serverInsertId_ = 0;
+    int rowsAffected_ = 0;
 };
 
 }  // namespace db
