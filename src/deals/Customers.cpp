@@ -1,8 +1,5 @@
 #include "deals/Customers.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <QDateTime>
 #include <QHash>
 #include <QRegularExpression>
@@ -73,21 +70,6 @@ QString SearchKey(const QString& name, const QString& phone)
     for (const QChar c : (name + phone).toCaseFolded())
         if (!c.isSpace()) key += c;
     return key;
-}
-
-QString CurrentLogin(db::Connection& connection)
-{
-    if (connection.IsServer()) {
-        db::Recordset rs;
-        QString login;
-        if (connection.Execute(QStringLiteral("Select session_user"), rs) && !rs.Eof())
-            login = rs.Field(0).toString();
-        rs.Close();
-        return login;
-    }
-    // The account the program runs as, whatever the environment claims.
-    if (const passwd* account = getpwuid(geteuid())) return QString::fromLocal8Bit(account->pw_name);
-    return qEnvironmentVariable("USER");
 }
 
 bool CanReadCustomers(db::Connection& connection)
@@ -184,6 +166,8 @@ bool FindCustomers(db::Connection& connection, const QString& text, int limit, s
               kCustomerColumns + QStringLiteral(" From t_Customer");
     if (!key.isEmpty()) {
         sql += QStringLiteral(" Where SearchKey Like '%") + Sql::Value(key) + QStringLiteral("%'");
+        // A customer written by another program may lack its search key; the name still finds it.
+        sql += QStringLiteral(" Or CustomerName Like '%") + Sql::Value(text.trimmed()) + QStringLiteral("%'");
         if (!digits.isEmpty() && digits != key)
             sql += QStringLiteral(" Or Phone Like '%") + Sql::Value(digits) + QStringLiteral("%'");
     }

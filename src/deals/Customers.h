@@ -39,9 +39,6 @@ QString NormalisePhone(const QString& phone);
 // What the partial search looks in: name and phone folded to lower case, white space removed.
 QString SearchKey(const QString& name, const QString& phone);
 
-// The login that acts: the server login on a shared catalogue, the operating-system account on
-// House.db.
-QString CurrentLogin(db::Connection& connection);
 // Whether this login may read customers at all (a showroom login may not).
 bool CanReadCustomers(db::Connection& connection);
 

@@ -15,7 +15,8 @@
 #include "core/mdlHouse.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
-#include "deals/SettingsAccess.h"
+#include "deals/DealSteps.h"
+#include "deals/Who.h"
 
 namespace deals {
 
@@ -78,17 +79,6 @@ bool IsDateText(const QString& text)
 {
     static const QRegularExpression shape(QStringLiteral("^\\d{4}-\\d{2}-\\d{2}$"));
     return shape.match(text).hasMatch() && QDate::fromString(text, QStringLiteral("yyyy-MM-dd")).isValid();
-}
-
-QString AmountText(const QString& text)
-{
-    static const QRegularExpression shape(QStringLiteral("^(\\d{1,3}(,\\d{3})+|\\d{1,12})(\\.\\d{1,2})?$"));
-    const QString t = text.trimmed();
-    if (!shape.match(t).hasMatch()) return QString();
-    QString plain = t;
-    plain.remove(QLatin1Char(','));
-    if (plain.toDouble() <= 0) return QString();
-    return plain;
 }
 
 dlgHold::dlgHold(QWidget* parent, const QString& unit, int defaultHours) : QDialog(parent)
@@ -212,7 +202,7 @@ void dlgHold::ok()
         return;
     }
     if (!mdlHouse::RequireValue(txtHours, QStringLiteral("预留小时数")) ||
-        !mdlHouse::CheckNumberRange(txtHours, QStringLiteral("预留小时数"), 1, kMaxHoldHours))
+        !mdlHouse::CheckNumberRange(txtHours, QStringLiteral("预留小时数"), 1, 8760))
         return;
     if (chosen != 0) {
         customerId_ = chosen;
@@ -246,7 +236,7 @@ dlgDeposit::dlgDeposit(QWidget* parent, const QString& unit) : QDialog(parent)
 
 QString dlgDeposit::Amount() const
 {
-    return AmountText(txtAmount->text());
+    return NormalisedAmount(txtAmount->text());
 }
 
 QString dlgDeposit::Date() const

@@ -105,8 +105,5 @@ private:
 
 // A date typed as YYYY-MM-DD that is a real date.
 bool IsDateText(const QString& text);
-// An amount of money: a positive number with at most two decimals (commas between thousands
-// allowed); returns it without the commas, or empty when it is not one.
-QString AmountText(const QString& text);
 
 }  // namespace deals

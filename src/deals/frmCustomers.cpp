@@ -15,7 +15,11 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
+#include "deals/Clock.h"
+#include "deals/DealSteps.h"
 #include "deals/DealText.h"
+#include "deals/Expiry.h"
+#include "deals/Who.h"
 
 frmCustomers::frmCustomers()
 {
@@ -231,6 +235,8 @@ void frmCustomers::showDeals()
     std::vector<deals::CustomerDeal> list;
     if (customerId_ > 0) {
         mdlHouse::OpenDatabase(connection_);
+        // Holds past their end are released first, so that none is listed as still running.
+        deals::ReleaseExpired(connection_, deals::Now(connection_));
         deals::ReadCustomerDeals(connection_, customerId_, &list);
         connection_.Close();
     }

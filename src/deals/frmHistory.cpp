@@ -12,7 +12,9 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
+#include "deals/Clock.h"
 #include "deals/Customers.h"
+#include "deals/Expiry.h"
 
 namespace {
 const QString kWholeCatalogue = QStringLiteral("（全部楼宇）");
@@ -160,6 +162,8 @@ void frmHistory::appendPage()
 {
     std::vector<deals::HistoryRow> page;
     mdlHouse::OpenDatabase(connection_);
+    // A hold past its end is released (and recorded as such) before the history is read.
+    if (oldestShown_ == 0) deals::ReleaseExpired(connection_, deals::Now(connection_));
     const bool ok = deals::ReadHistory(connection_, scope_, oldestShown_, kPageRows, withCustomers_, &page);
     const QString error = connection_.LastError();
     connection_.Close();

@@ -15,7 +15,13 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/Twips.h"
-#include "deals/SettingsAccess.h"
+#include "deals/Settings.h"
+
+namespace {
+// The widest values the settings accept (deals::Settings::Check).
+constexpr int kMaxHoldHours = 8760;
+constexpr int kMaxExtensions = 100;
+}  // namespace
 
 frmSalesSettings::frmSalesSettings()
 {
@@ -121,7 +127,8 @@ void frmSalesSettings::Load()
 void frmSalesSettings::ReadSettings()
 {
     mdlHouse::OpenDatabase(connection_);
-    const deals::SettingValues v = deals::ReadSettingValues(connection_);
+    deals::Settings v;
+    v.Load(connection_);
     connection_.Close();
     txtHoldHours->setText(QString::number(v.holdHours));
     txtMaxExtensions->setText(QString::number(v.maxExtensions));
@@ -147,10 +154,10 @@ bool frmSalesSettings::SaveSettings()
     txtHoldHours->setText(txtHoldHours->text().trimmed());
     txtMaxExtensions->setText(txtMaxExtensions->text().trimmed());
     if (!mdlHouse::RequireValue(txtHoldHours, hours) ||
-        !mdlHouse::CheckNumberRange(txtHoldHours, hours, 1, deals::kMaxHoldHours))
+        !mdlHouse::CheckNumberRange(txtHoldHours, hours, 1, kMaxHoldHours))
         return false;
     if (!mdlHouse::RequireValue(txtMaxExtensions, extensions) ||
-        !mdlHouse::CheckNumberRange(txtMaxExtensions, extensions, 0, deals::kMaxExtensionsLimit))
+        !mdlHouse::CheckNumberRange(txtMaxExtensions, extensions, 0, kMaxExtensions))
         return false;
     if (!checkWord(txtStatusCaption, QStringLiteral("状态项名称")) ||
         !checkWord(txtWordHold, QStringLiteral("预留后的状态")) ||
@@ -169,7 +176,7 @@ bool frmSalesSettings::SaveSettings()
                 boxes[j]->setFocus();
                 return false;
             }
-    deals::SettingValues v;
+    deals::Settings v;
     v.holdHours = txtHoldHours->text().toInt();
     v.maxExtensions = txtMaxExtensions->text().toInt();
     v.statusCaption = txtStatusCaption->text();
@@ -177,10 +184,17 @@ bool frmSalesSettings::SaveSettings()
     v.wordDeposit = words[1];
     v.wordSign = words[2];
     v.wordForSale = words[3];
+    // What the fields cannot show (a word on two lines, one too long) is still refused here.
+    QString problem;
+    if (!v.Check(&problem)) {
+        ui::MsgBox(problem);
+        return false;
+    }
     mdlHouse::OpenDatabase(connection_);
     if (!connection_.IsOpen()) return false;
-    const bool written = deals::WriteSettingValues(connection_, v);
-    const QString refusal = written ? QString() : mdlHouse::RefusedSaveMessage(connection_);
+    QString refusal;
+    const bool written = v.Save(connection_, &refusal);
+    if (!written && refusal.isEmpty()) refusal = mdlHouse::RefusedSaveMessage(connection_);
     connection_.Close();
     if (!written) {
         ui::MsgBox(refusal);

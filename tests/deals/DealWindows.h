@@ -19,6 +19,7 @@
 #include "core/ui/ListView.h"
 #include "deals/Customers.h"
 #include "deals/DealDialogs.h"
+#include "deals/Who.h"
 #include "deals/frmCustomers.h"
 #include "deals/frmHistory.h"
 #include "deals/frmSalesSettings.h"
@@ -30,10 +31,18 @@ namespace dealwin {
 
 inline const QString kBuilding = QStringLiteral("翠湖苑一号楼");
 
+// House.db names the acting login by the account's name in the environment; a bare test runner
+// may not set it.
+inline void EnsureUser()
+{
+    if (qEnvironmentVariableIsEmpty("USER")) qputenv("USER", "tavrelo-test");
+}
+
 class Frame : public testsupport::MdiFrame {
 public:
     Frame() : MdiFrame(1300, 800)
     {
+        EnsureUser();
         Forms::Register(QStringLiteral("frmCustomers"), [] { return new frmCustomers; });
         Forms::Register(QStringLiteral("frmSalesSettings"), [] { return new frmSalesSettings; });
         Forms::Register(QStringLiteral("frmHistory"), [] { return new frmHistory; });
@@ -79,6 +88,7 @@ inline bool FillCatalogue(const testsupport::ProgramFolder& f)
 // The login that acts, as the program sees it on this store.
 inline QString CurrentLogin()
 {
+    EnsureUser();
     db::Connection connection;
     if (!db::OpenCatalogue(connection, mdlHouse::ProgramFolder())) return QString();
     return deals::CurrentLogin(connection);

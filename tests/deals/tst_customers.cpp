@@ -191,7 +191,7 @@ private slots:
         QVERIFY(Exec(*folder,
                      QStringLiteral("Insert Into t_Deal (HouseID, CustomerID, ConsultantID, Stage, Active, "
                                     "HoldStart, HoldEnd, CreatedAt) Values (2, %1, %2, 'hold', 1, "
-                                    "'2024-05-01 02:00:00', '2024-05-02 02:00:00', '2024-05-01 02:00:00')")
+                                    "'2099-05-01 02:00:00', '2099-05-02 02:00:00', '2099-05-01 02:00:00')")
                          .arg(li)
                          .arg(liu)));
         QVERIFY(Click(w, QStringLiteral("cmdNew")));

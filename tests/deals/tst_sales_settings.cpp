@@ -75,7 +75,7 @@ private slots:
                                     << QStringLiteral("\"%1\"只能输入 1 到 8760 之间的数值。").arg(hours);
         QTest::newRow("extensions negative")
             << "txtMaxExtensions"
-            << "-1" << QStringLiteral("\"%1\"只能输入 0 到 99 之间的数值。").arg(extensions);
+            << "-1" << QStringLiteral("\"%1\"只能输入 0 到 100 之间的数值。").arg(extensions);
         QTest::newRow("extensions text") << "txtMaxExtensions"
                                          << "x" << QStringLiteral("\"%1\"只能输入数字。").arg(extensions);
         QTest::newRow("caption empty") << "txtStatusCaption"
