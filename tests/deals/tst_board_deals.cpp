@@ -201,6 +201,7 @@ private slots:
             Click(d, QStringLiteral("cmdOK"));
         };
         QVERIFY(board->RunStep(3, deals::Step::Hold));
+        QCOMPARE(status(3), QStringLiteral("预留"));
         QStringList refusals;
         answers.queue << [&](QDialog* d) {
             auto* deposit = qobject_cast<deals::dlgDeposit*>(d);
