@@ -98,8 +98,10 @@ Refusal holdWork(Context& c, qint64 customerId, qint64 consultantId, int asked)
                         "HoldEnd, Extensions, PriorStatus, CreatedAt) VALUES (?, ?, ?, 'hold', 1, ?, ?, 0, "
                         "?, ?)"),
                     {qint64(c.shown.houseId), customerId, consultantId, db::TimeText(c.now),
-                     db::TimeText(end), c.unit.status, db::TimeText(c.now)}) != 1)
+                     db::TimeText(end), c.unit.status, db::TimeText(c.now)}) != 1) {
+        c.failed = true;
         return Refusal::None;
+    }
     db::Statement read;
     if (!read.Prepare(c.connection,
                       QStringLiteral("SELECT DealID FROM t_Deal WHERE HouseID = ? AND Active = 1")) ||

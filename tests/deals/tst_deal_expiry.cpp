@@ -3,6 +3,7 @@
 // had before the hold and records the release as 到期释放. Extensions: as many as the catalogue
 // allows, then only a manager's, recorded as the manager's. On House.db and on a private server.
 #include <QTest>
+#include <QTimeZone>
 
 #include "DealsFixture.h"
 #include "deals/Clock.h"
@@ -69,6 +70,7 @@ private slots:
         QVERIFY(dealtest::SeedBuilding(folder, kBuilding, 4));
         // A unit whose for-sale word is the other built-in one: the release must give back this one.
         QVERIFY(folder.Exec(QStringLiteral("UPDATE t_Content SET Content = '可售' WHERE HouseID = 2")));
+        QVERIFY(folder.Exec(QStringLiteral("DELETE FROM t_History")));
         db::Connection connection;
         QVERIFY(dealtest::Open(connection, folder));
 
@@ -187,6 +189,7 @@ private slots:
         ProgramFolder folder;
         QVERIFY(dealtest::SeedBuilding(folder, kBuilding, 4));
         QVERIFY(folder.Exec(QStringLiteral("UPDATE t_Content SET Content = '可售' WHERE HouseID = 2")));
+        QVERIFY(folder.Exec(QStringLiteral("DELETE FROM t_History")));
         db::Connection connection;
         QVERIFY(dealtest::Open(connection, folder));
         dealtest::TestClock clock(QStringLiteral("2026-11-25T10:00:00Z"));

@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include "DealsFixture.h"
+#include "core/db/Statement.h"
 #include "deals/OpenDeals.h"
 
 using deals::Outcome;

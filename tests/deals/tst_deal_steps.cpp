@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include "DealsFixture.h"
+#include "Seed.h"
 #include "deals/OpenDeals.h"
 
 using deals::Outcome;

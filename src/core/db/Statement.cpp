@@ -159,7 +159,9 @@ bool Statement::Exec()
     rowsAffected_ = 0;
     if (!serverSql_.isEmpty()) {
         const bool ok = runServer();
-        if (ok) rowsAffected_ = connection_->Server()->RowsAffected();
+        // An insert that hands back its key returns rows, which the server does not count as changed.
+        if (ok)
+            rowsAffected_ = insertTable_.isEmpty() ? connection_->Server()->RowsAffected() : rows_->rowCount;
         Reset();
         return ok;
     }
