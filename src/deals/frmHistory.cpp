@@ -83,7 +83,7 @@ void frmHistory::addColumns()
 {
     ui::ListModel* model = lsvHistory->Model();
     model->ClearColumns();
-    model->AddColumn(QStringLiteral("时间"), 1700);
+    model->AddColumn(QStringLiteral("时间"), 2100);
     model->AddColumn(QStringLiteral("房源"), 1900);
     model->AddColumn(QStringLiteral("操作人"), 1100);
     model->AddColumn(QStringLiteral("电脑"), 1200);

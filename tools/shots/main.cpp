@@ -311,7 +311,9 @@ qint32 MakeDeals()
 {
     db::Connection connection;
     if (!connection.Open(mdlHouse::DatabasePath())) return 0;
-    const QString login = deals::CurrentLogin(connection);
+    // The login of this run when it has a name (a bare X session as root may give none).
+    QString login = deals::CurrentLogin(connection);
+    if (login.isEmpty()) login = QStringLiteral("wangfang");
     for (const auto& [name, account] : {std::pair{QStringLiteral("王芳"), login},
                                         std::pair{QStringLiteral("张伟"), QStringLiteral("zhangwei")}}) {
         deals::Consultant c;
@@ -319,7 +321,11 @@ qint32 MakeDeals()
         c.login = account;
         deals::SaveConsultant(connection, &c);
     }
-    const qint64 own = deals::ConsultantOfLogin(connection, login);
+    qint64 own = 0;
+    std::vector<deals::Consultant> consultants;
+    deals::ReadConsultants(connection, &consultants);
+    for (const deals::Consultant& c : consultants)
+        if (c.name == QStringLiteral("王芳")) own = c.id;
     std::vector<qint64> customers;
     const std::pair<const char*, const char*> people[] = {
         {"李明", "138 0013 8000"}, {"赵敏", "139-0000-1111"}, {"陈静", "+86 137 1234 5678"}};
@@ -351,7 +357,7 @@ qint32 MakeDeals()
         deals::Deposit(connection, deals::Shown{units[1].first, held.status, held.dealId},
                        QStringLiteral("50000"), QDate::currentDate());
     const deals::StepResult other =
-        deals::Hold(connection, deals::Shown{units[2].first, units[2].second, 0}, customers[2], 0);
+        deals::Hold(connection, deals::Shown{units[2].first, units[2].second, 0}, customers[2], own);
     if (other.Done())
         deals::Contract(connection, deals::Shown{units[2].first, other.status, other.dealId},
                         QDate::currentDate());
@@ -392,7 +398,8 @@ void ShootDeals()
         if (auto* price = board->findChild<QComboBox*>(QStringLiteral("cmbPrice")))
             price->setCurrentText(QStringLiteral("单价"));
         Settle(800);
-        const QPoint at = board->picBoard->UnitCentre(held);
+        // At the cell's lower edge, so that the tooltip opens below the cell's own text.
+        const QPoint at = board->picBoard->UnitCentre(held) + QPoint(0, sales::Board::kCellHeight / 2 - 4);
         QHelpEvent tip(QEvent::ToolTip, at, board->picBoard->viewport()->mapToGlobal(at));
         QApplication::sendEvent(board->picBoard->viewport(), &tip);
         Settle(800);
