@@ -85,7 +85,12 @@ void frmCustomers::setupControls()
     lblRefused->setWordWrap(true);
     lblRefused->setStyleSheet(QStringLiteral("color: #a00000;"));
     lblRefused->hide();
+    layOutControls();
+    connectControls();
+}
 
+void frmCustomers::layOutControls()
+{
     auto* top = new QHBoxLayout;
     top->addWidget(lblFind);
     top->addWidget(txtFind, 1);
@@ -113,7 +118,10 @@ void frmCustomers::setupControls()
     all->addWidget(lblRefused);
     all->addLayout(top);
     all->addLayout(middle, 1);
+}
 
+void frmCustomers::connectControls()
+{
     connect(cmdFind, &QPushButton::clicked, this, [this] { Find(); });
     connect(txtFind, &QLineEdit::returnPressed, this, [this] { Find(); });
     connect(cmdNew, &QPushButton::clicked, this, [this] { NewCustomer(); });

@@ -62,6 +62,8 @@ public:
 
 private:
     void setupControls();
+    void layOutControls();
+    void connectControls();
     void fillConsultants();
     void showDeals();
     void refuse(const QString& reason);

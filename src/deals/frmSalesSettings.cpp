@@ -104,7 +104,11 @@ void frmSalesSettings::setupControls()
     auto* all = new QHBoxLayout(this);
     all->addWidget(fraHold, 1);
     all->addWidget(fraConsultants, 1);
+    connectControls();
+}
 
+void frmSalesSettings::connectControls()
+{
     connect(cmdSave, &QPushButton::clicked, this, [this] { SaveSettings(); });
     connect(cmdSaveConsultant, &QPushButton::clicked, this, [this] { SaveConsultant(); });
     connect(lsvConsultants, &ui::ListView::ItemClick, this, [this](int row) {

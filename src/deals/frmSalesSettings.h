@@ -59,6 +59,7 @@ public:
 
 private:
     void setupControls();
+    void connectControls();
     void showConsultants();
     bool checkWord(QLineEdit* box, const QString& fieldName);
 
