@@ -165,6 +165,29 @@ private slots:
         PgCluster::Instance().DropDatabase(uri);
     }
 
+    void an_upload_to_a_catalogue_made_before_the_deals_tables_adds_them_first()
+    {
+        ProgramFolder source;
+        fill(source);
+        const QString uri = PgCluster::Instance().CreateDatabase(true);
+        const testsupport::PgLogin server(uri);
+        QCOMPARE(
+            server.State("DROP TABLE t_Setting, t_Consultant, t_Customer, t_Deal, t_History; "
+                         "DROP FUNCTION tavrelo_history(), tavrelo_deal_notify(), tavrelo_deal_expire(), "
+                         "tavrelo_release_expired(timestamptz) CASCADE"),
+            QString());
+        const servertool::Result up = servertool::Upload(uri, source.Path(), false);
+        QVERIFY2(up.ok, qPrintable(up.error));
+        QCOMPARE(server.Value("SELECT count(*) FROM t_Deal"), QString("2"));
+        QCOMPARE(server.Value("SELECT count(*) FROM t_History"), QString("4"));
+        // The key counters of the new tables went along too.
+        QCOMPARE(server.Value("INSERT INTO t_Deal (HouseID, Stage) VALUES (1, 'cancelled') RETURNING DealID"),
+                 QString("8"));
+        QCOMPARE(server.Value("INSERT INTO t_Customer (CustomerName) VALUES ('新') RETURNING CustomerID"),
+                 QString("6"));
+        PgCluster::Instance().DropDatabase(uri);
+    }
+
     void a_backup_restores_every_new_table()
     {
         ProgramFolder source;

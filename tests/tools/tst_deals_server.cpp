@@ -14,13 +14,17 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimeZone>
 
 #include "PgCluster.h"
 #include "PgLogin.h"
 #include "ServerRoles.h"
 #include "ServerTool.h"
 #include "core/db/ChangeContext.h"
+#include "core/db/Clock.h"
 #include "core/db/Connection.h"
+#include "core/db/DealsSchema.h"
+#include "core/db/Recordset.h"
 #include "deals/Expiry.h"
 #include "deals/Settings.h"
 
@@ -319,6 +323,38 @@ private slots:
         QVERIFY(cn.Execute("Insert Into t_Consultant (ConsultantName, Login) Values ('王经理', 'mia')"));
     }
 
+    void moments_written_as_text_or_qdatetime_land_in_the_servers_time_columns()
+    {
+        db::Connection cn;
+        QVERIFY2(cn.OpenServer(loginUri("alice")), qPrintable(cn.LastError()));
+        QVERIFY2(
+            cn.Execute(
+                db::Sql("Insert Into t_Deal (HouseID, Stage, HoldStart, HoldEnd) Values (1, 'cancelled', ") +
+                db::Sql::Quoted(db::TimeText(QDateTime(QDate(2026, 3, 1), QTime(9, 0), QTimeZone::utc()))) +
+                db::Sql(", ") + db::Sql::Quoted(QStringLiteral("2026-03-02 09:00:00")) + db::Sql(")")),
+            qPrintable(cn.LastError()));
+        db::Recordset rs;
+        QVERIFY(cn.Execute("Select HoldStart, HoldEnd From t_Deal Where HouseID = 1 And Stage = 'cancelled'",
+                           rs));
+        QVERIFY(!rs.Eof());
+        QCOMPARE(db::ParseTime(rs.Field(0)), QDateTime(QDate(2026, 3, 1), QTime(9, 0), QTimeZone::utc()));
+        QCOMPARE(db::ParseTime(rs.Field(1)), QDateTime(QDate(2026, 3, 2), QTime(9, 0), QTimeZone::utc()));
+        rs.Close();
+        // Compared with a moment on the server's side of the statement, too.
+        QVERIFY(cn.Execute(db::Sql("Select Count(*) From t_Deal Where Stage = 'cancelled' And HoldEnd > ") +
+                               db::Sql::Quoted(QStringLiteral("2026-03-02 08:59:59")),
+                           rs));
+        QCOMPARE(rs.Field(0).toInt(), 1);
+        rs.Close();
+        // Text that only looks like a moment stays text in a text column.
+        QVERIFY(cn.Execute(db::Sql("Update t_Deal Set Reason = ") +
+                           db::Sql::Quoted(QStringLiteral("2026-03-02 09:00:00")) +
+                           db::Sql(" Where Stage = 'cancelled'")));
+        QCOMPARE(admin("SELECT Reason FROM t_Deal WHERE Stage = 'cancelled'"),
+                 QString("2026-03-02 09:00:00"));
+        QCOMPARE(admin("DELETE FROM t_Deal WHERE Stage = 'cancelled' RETURNING 1"), QString("1"));
+    }
+
     void listening_pcs_learn_which_unit_changed_when_the_writer_commits()
     {
         const PgLogin listener(database_, "victor", "victor secret");
@@ -359,6 +395,7 @@ private slots:
         // A PC's program still opens it; the deals are not there yet, and it cannot add them.
         db::Connection cn;
         QVERIFY2(cn.OpenServer(uri), qPrintable(cn.LastError()));
+        QVERIFY(!db::HasDealsTables(cn));
         QCOMPARE(deals::ReleaseExpired(cn, QDateTime::currentDateTimeUtc()), -1);
         cn.Close();
 
@@ -390,6 +427,9 @@ private slots:
         QCOMPARE(older.State("UPDATE t_Content SET Content = '预留' WHERE HouseID = 1"), QString());
         QCOMPARE(older.Value("SELECT OldValue || '>' || NewValue || ':' || Path FROM t_History"),
                  QString("在售>预留:sql"));
+        QVERIFY2(cn.OpenServer(uri), qPrintable(cn.LastError()));
+        QVERIFY(db::HasDealsTables(cn));
+        cn.Close();
         const Run again = runTool({"upgrade", uri});
         QCOMPARE(again.exitCode, 0);
         QVERIFY(again.out.contains("nothing was changed"));
