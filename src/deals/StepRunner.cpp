@@ -171,6 +171,7 @@ int Exec(Context& c, const QString& sql, std::initializer_list<QVariant> values)
     ok = ok && statement.Exec();
     if (!ok) {
         c.failed = true;
+        c.error = c.connection.LastError();
         return -1;
     }
     return statement.RowsAffected();
@@ -278,6 +279,14 @@ StepResult Run(db::Connection& connection, const Shown& shown, Step step,
         r.dealId = c.dealId;
         r.status = c.status.isNull() ? c.unit.status : c.status;
         return r;
+    }
+    // A second open deal is refused by the unique index (named on the server, by its column on
+    // House.db): another PC's hold that committed while this one waited for it. Whatever has become
+    // of that deal since, the unit is no longer as the board showed it.
+    if (c.failed && (c.error.contains(QStringLiteral("ux_Deal_Active"), Qt::CaseInsensitive) ||
+                     c.error.contains(QStringLiteral("t_Deal.HouseID"), Qt::CaseInsensitive))) {
+        c.failed = false;
+        refusal = Refusal::Changed;
     }
     return notDone(c, c.failed ? Refusal::None : refusal, lookOnly);
 }

@@ -57,6 +57,7 @@ struct Context {
     QString status;     // the unit's status once the step is done
     bool failed = false;
     QString detail;  // for a refusal that says more than its kind (the limit, the expiry ...)
+    QString error;   // the store's message for the statement that failed
 };
 
 // Reads the settings, once per step (a step is rare; the settings may have changed since the last).

@@ -165,7 +165,8 @@ int mix(const QStringList& args)
                                                                   : QStringLiteral("failed")));
         if (r.outcome == deals::Outcome::Failed)
             say(QStringLiteral("failure ") + r.message + connection.LastError());
-        if (r.Done() && r.status != shown.status)
+        // An extension leaves the status row alone (what it reads back may be another PC's change).
+        if (r.Done() && !name.contains(QLatin1String("extend")) && r.status != shown.status)
             say(QStringLiteral("change %1 %2 %3").arg(shown.houseId).arg(shown.status, r.status));
     }
     say(QStringLiteral("end"));

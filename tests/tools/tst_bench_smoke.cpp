@@ -58,11 +58,12 @@ private slots:
             // 2000 houses: the sales board's building has half of them.
             "draw the sales board of a building of 1000 units",
             "change a status on the sales board",
-            // The deals on the same catalogue: 600 of the board's units for sale, 20,000 history rows.
+            // The deals on the same catalogue: 600 of the board's units for sale, 20,000 history rows, the
+            // expired holds on the houses before the board's building but the big house.
             "read a unit's history among 20000 history rows",
             "load and paint the sales board of 1000 units with 500 open holds",
             "one deal step: hold a unit (open the catalogue to commit)",
-            "release 500 expired holds",
+            "release 499 expired holds",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {
