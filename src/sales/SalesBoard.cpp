@@ -361,7 +361,8 @@ void Board::Paint(QPainter& painter, const QRect& exposed, qint32 highlightedHou
             painter.drawRoundedRect(QRectF(cell).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
 
             const QRect text = cell.adjusted(4, 2, -4, -2);
-            QStringList lines = {u.houseNo, u.type};
+            // A held unit shows who holds it and for how long in place of its type.
+            QStringList lines = {u.houseNo, u.dealNote.isEmpty() ? u.type : u.dealNote};
             if (!u.price.isEmpty()) lines << u.price;
             const int top = text.top() + std::max(0, (text.height() - lineHeight * int(lines.size())) / 2);
             painter.setPen(QColor(20, 20, 20));

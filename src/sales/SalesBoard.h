@@ -29,6 +29,12 @@ struct Unit {
     qint64 statusRowId = 0;
     QString status;
     QString price;  // the first row of the price caption, empty when none is chosen or present
+    // The unit's open deal, when the board reads them: its key and stage, the line the cell shows
+    // (a hold's consultant and time left) and the cell's tooltip.
+    qint64 dealId = 0;
+    QString dealStage;
+    QString dealNote;
+    QString dealTip;
 };
 
 struct FloorRow {

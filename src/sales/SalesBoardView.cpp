@@ -4,6 +4,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QToolTip>
 
 SalesBoardView::SalesBoardView(QWidget* parent) : QAbstractScrollArea(parent)
 {
@@ -117,4 +118,25 @@ void SalesBoardView::contextMenuEvent(QContextMenuEvent* event)
         UpdateUnit(selected_);
     }
     emit unitContextMenu(house, event->globalPos());
+}
+
+QString SalesBoardView::ToolTipAt(const QPoint& viewportPoint) const
+{
+    const qint32 house = houseAt(viewportPoint);
+    const int i = board_ && house != 0 ? board_->IndexOf(house) : -1;
+    return i < 0 ? QString() : board_->units[size_t(i)].dealTip;
+}
+
+bool SalesBoardView::viewportEvent(QEvent* event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        auto* help = static_cast<QHelpEvent*>(event);
+        const QString tip = ToolTipAt(help->pos());
+        if (tip.isEmpty())
+            QToolTip::hideText();
+        else
+            QToolTip::showText(help->globalPos(), tip, viewport());
+        return true;
+    }
+    return QAbstractScrollArea::viewportEvent(event);
 }

@@ -20,6 +20,8 @@ public:
     // (a null point when the house is not on the board).
     QPoint UnitCentre(qint32 houseId);
     qint32 SelectedHouse() const { return selected_; }
+    // The tooltip of the cell at a point of the viewport ("" where there is none).
+    QString ToolTipAt(const QPoint& viewportPoint) const;
 
 signals:
     void unitDoubleClicked(qint32 houseId);
@@ -31,6 +33,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
 
 private:
     void updateScrollBars();

@@ -21,6 +21,8 @@
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
 #include "core/ui/Twips.h"
+#include "deals/Clock.h"
+#include "deals/OpenDeals.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"
@@ -177,8 +179,14 @@ void frmSalesBoard::fillChoosers()
 void frmSalesBoard::ShowBuilding()
 {
     mdlHouse::OpenDatabase(connection_);
+    // Reading the open deals first releases the holds past their end, so that the statuses read
+    // after it never show a hold that has already run out.
+    const deals::OpenDeals open = deals::ReadOpenDeals(connection_, cmbBuilding->currentText());
+    const QDateTime now = deals::Now(connection_);
+    readDealSettings();
     board_.Load(connection_, cmbBuilding->currentText(), cmbStatus->currentText(), cmbPrice->currentText());
     connection_.Close();
+    attachDeals(open, now);
     picBoard->BoardChanged();
     showLegend();
 }
@@ -260,6 +268,8 @@ QMenu* frmSalesBoard::CellMenu(qint32 houseId)
     QAction* save = menu->addAction(QStringLiteral("保存房源单页为 PDF…"));
     save->setObjectName(QStringLiteral("mnuSaveSheet"));
     connect(save, &QAction::triggered, this, [this, houseId] { sales::SaveHouseSheet(this, houseId); });
+    menu->addSeparator();
+    addDealEntries(menu, houseId);
     return menu;
 }
 

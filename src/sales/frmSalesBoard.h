@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QDateTime>
+
 #include "core/db/Connection.h"
 #include "core/ui/Form.h"
 #include "sales/SalesBoard.h"
@@ -10,6 +12,10 @@ class QMenu;
 class QPushButton;
 class QTreeWidget;
 class SalesBoardView;
+namespace deals {
+enum class Step;
+struct OpenDeals;
+}  // namespace deals
 
 // The sales board (销控表): every unit of one building at a glance, one row per floor, coloured
 // by its status; the status is set from a cell's context menu.
@@ -31,6 +37,11 @@ public:
     const sales::Board& Board() const { return board_; }
     // The context menu of a cell, as it would open there (the caller owns it). Tests look at it.
     QMenu* CellMenu(qint32 houseId);
+    // Runs a deal step on the unit as its menu entry does, with the entry's dialog where it has
+    // one; a refusal is shown, and the board is read again either way. True when it was done.
+    bool RunStep(qint32 houseId, deals::Step step);
+    // Opens the history of one unit.
+    void ShowHistory(qint32 houseId);
 
     QLabel* lblBuilding;
     QComboBox* cmbBuilding;
@@ -53,8 +64,17 @@ private:
     void askStatus(qint32 houseId);
     void cmdPrint_Click();
     void cmdSave_Click();
+    // The deals part of the board (BoardDeals.cpp).
+    void readDealSettings();
+    void attachDeals(const deals::OpenDeals& open, const QDateTime& now);
+    void addDealEntries(QMenu* menu, qint32 houseId);
 
     db::Connection connection_;
     sales::Board board_;
     bool filling_ = false;
+    // The deal steps write the catalogue's status caption; on a board showing another caption
+    // they are not offered.
+    QString dealCaption_;
+    QString wordForSale_;
+    int holdHours_ = 24;
 };

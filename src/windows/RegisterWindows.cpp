@@ -4,6 +4,9 @@
 #include "catalogue/frmHouseList.h"
 #include "core/ui/Forms.h"
 #include "core/ui/WindowCalls.h"
+#include "deals/frmCustomers.h"
+#include "deals/frmHistory.h"
+#include "deals/frmSalesSettings.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 #include "presentation/frmHouseShow.h"
@@ -33,6 +36,9 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmPriceListImport"), [] { return new frmPriceListImport; });
     add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
     add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
+    add(QStringLiteral("frmCustomers"), [] { return new frmCustomers; });
+    add(QStringLiteral("frmHistory"), [] { return new frmHistory; });
+    add(QStringLiteral("frmSalesSettings"), [] { return new frmSalesSettings; });
     ui::SetPriceListExport(pricelist::ExportWithDialog);
     return names;
 }

@@ -10,11 +10,14 @@
 #include <QScreen>
 #include <QTimer>
 
+#include "core/db/Connection.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/SingleInstance.h"
 #include "core/ui/Trace.h"
+#include "deals/Customers.h"
 #include "pricelist/PriceListExport.h"
 
 namespace {
@@ -75,6 +78,10 @@ void frmMain::setupControls()
     mnuSales->addSeparator();
     mnuPriceListImport = entry(mnuSales, "mnuPriceListImport", QStringLiteral("导入价目表…"));
     mnuPriceListExport = entry(mnuSales, "mnuPriceListExport", QStringLiteral("导出价目表…"));
+    mnuSales->addSeparator();
+    mnuCustomers = entry(mnuSales, "mnuCustomers", QStringLiteral("客户…"));
+    mnuHistory = entry(mnuSales, "mnuHistory", QStringLiteral("变更记录…"));
+    mnuSalesSettings = entry(mnuSales, "mnuSalesSettings", QStringLiteral("设置…"));
     mnuHelp = menu("mnuHelp", QStringLiteral("帮助"));
     mnuAbout = entry(mnuHelp, "mnuAbout", QStringLiteral("关于"));
 
@@ -87,11 +94,28 @@ void frmMain::setupControls()
             [] { Forms::Show(QStringLiteral("frmPriceListImport")); });
     connect(mnuPriceListExport, &QAction::triggered, this, [this] { pricelist::ExportWithDialog(this); });
     connect(mnuSalesBoard, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesBoard")); });
+    connect(mnuCustomers, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmCustomers")); });
+    connect(mnuHistory, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHistory")); });
+    connect(mnuSalesSettings, &QAction::triggered, this,
+            [] { Forms::Show(QStringLiteral("frmSalesSettings")); });
+    // A showroom login may not read the customers: its entry is greyed out. Asked once, the first
+    // time the menu opens, since a login does not change while the program runs.
+    connect(mnuSales, &QMenu::aboutToShow, this, [this] { checkCustomerRights(); });
     // The sheet always shows the house that is current now, so an open one starts afresh.
     connect(mnuHouseSheet, &QAction::triggered, this, [] {
         Forms::Unload(QStringLiteral("frmHouseSheet"));
         Forms::Show(QStringLiteral("frmHouseSheet"));
     });
+}
+
+void frmMain::checkCustomerRights()
+{
+    if (customerRightsKnown_) return;
+    // Quietly: a catalogue that cannot be opened says so when a window opens it, not here.
+    db::Connection connection;
+    if (!db::OpenCatalogue(connection, mdlHouse::ProgramFolder())) return;
+    mnuCustomers->setEnabled(deals::CanReadCustomers(connection));
+    customerRightsKnown_ = true;
 }
 
 bool frmMain::Load()

@@ -42,6 +42,9 @@ public:
     QAction* mnuHouseSheet;
     QAction* mnuPriceListImport;
     QAction* mnuPriceListExport;
+    QAction* mnuCustomers;
+    QAction* mnuHistory;
+    QAction* mnuSalesSettings;
     QMenu* mnuHelp;
     QAction* mnuAbout;
 
@@ -51,7 +54,9 @@ protected:
 private:
     void setupControls();
     void unloadHandler();
+    void checkCustomerRights();
 
     QMdiArea* mdiArea_;
+    bool customerRightsKnown_ = false;
     std::unique_ptr<ui::SingleInstance> instance_;
 };

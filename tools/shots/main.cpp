@@ -4,9 +4,11 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QDate>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QHelpEvent>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
@@ -28,9 +30,16 @@
 #include "core/ui/ListView.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/ProgramIcon.h"
+#include "deals/Customers.h"
+#include "deals/DealSteps.h"
+#include "deals/Who.h"
+#include "deals/frmCustomers.h"
+#include "deals/frmHistory.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
 #include "sales/HouseSheet.h"
+#include "sales/SalesBoardView.h"
+#include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
 #include "windows/RegisterWindows.h"
 #include "windows/frmMain.h"
@@ -295,6 +304,110 @@ void ShootFrame(frmMain& main, qint32 house)
     main.mnuHouse->hide();
 }
 
+// A sales office at work on the demo catalogue: two consultants (the one of this login among
+// them), a few customers, and through the deal steps a hold, a deposit and a contract on units of
+// the first building, so that the board, the customers and the history have something to show.
+qint32 MakeDeals()
+{
+    db::Connection connection;
+    if (!connection.Open(mdlHouse::DatabasePath())) return 0;
+    // The login of this run when it has a name (a bare X session as root may give none).
+    QString login = deals::CurrentLogin(connection);
+    if (login.isEmpty()) login = QStringLiteral("wangfang");
+    for (const auto& [name, account] : {std::pair{QStringLiteral("王芳"), login},
+                                        std::pair{QStringLiteral("张伟"), QStringLiteral("zhangwei")}}) {
+        deals::Consultant c;
+        c.name = name;
+        c.login = account;
+        deals::SaveConsultant(connection, &c);
+    }
+    qint64 own = 0;
+    std::vector<deals::Consultant> consultants;
+    deals::ReadConsultants(connection, &consultants);
+    for (const deals::Consultant& c : consultants)
+        if (c.name == QStringLiteral("王芳")) own = c.id;
+    std::vector<qint64> customers;
+    const std::pair<const char*, const char*> people[] = {
+        {"李明", "138 0013 8000"}, {"赵敏", "139-0000-1111"}, {"陈静", "+86 137 1234 5678"}};
+    for (const auto& [name, phone] : people) {
+        deals::Customer c;
+        c.name = QString::fromUtf8(name);
+        c.phone = QString::fromUtf8(phone);
+        c.consultantId = own;
+        c.firstVisit = QStringLiteral("2024-05-01");
+        c.source = QStringLiteral("来访");
+        deals::SaveCustomer(connection, &c);
+        customers.push_back(c.id);
+    }
+    db::Recordset rs;
+    std::vector<std::pair<qint32, QString>> units;
+    if (connection.Execute(
+            QStringLiteral("Select a.HouseID, c.Content From t_House as a, t_Content as c "
+                           "Where c.HouseID = a.HouseID And c.Caption = '状态' And c.Content = '在售' "
+                           "Order By a.HouseName, a.HouseID"),
+            rs)) {
+        for (; !rs.Eof(); rs.MoveNext()) units.emplace_back(rs.Field(0).toInt(), rs.Field(1).toString());
+        rs.Close();
+    }
+    if (units.size() < 3 || customers.size() < 3) return 0;
+    deals::Hold(connection, deals::Shown{units[0].first, units[0].second, 0}, customers[0], own, 5);
+    const deals::StepResult held =
+        deals::Hold(connection, deals::Shown{units[1].first, units[1].second, 0}, customers[1], own);
+    if (held.Done())
+        deals::Deposit(connection, deals::Shown{units[1].first, held.status, held.dealId},
+                       QStringLiteral("50000"), QDate::currentDate());
+    const deals::StepResult other =
+        deals::Hold(connection, deals::Shown{units[2].first, units[2].second, 0}, customers[2], own);
+    if (other.Done())
+        deals::Contract(connection, deals::Shown{units[2].first, other.status, other.dealId},
+                        QDate::currentDate());
+    return units[0].first;
+}
+
+// The customers, the settings, the history and the board with a held cell and its tooltip.
+void ShootDeals()
+{
+    const qint32 held = MakeDeals();
+    if (held == 0) {
+        std::fprintf(stderr, "tavrelo-shots: no deals for the deals' windows\n");
+        return;
+    }
+    if (auto* w = qobject_cast<frmCustomers*>(Forms::Show(QStringLiteral("frmCustomers")))) {
+        Place(w);
+        Settle(500);
+        ClickFirstRow(w, QStringLiteral("lsvCustomers"));
+        Settle(500);
+        Save(QStringLiteral("frmCustomers"));
+        Forms::Unload(QStringLiteral("frmCustomers"));
+    }
+    if (QWidget* w = Forms::Show(QStringLiteral("frmSalesSettings"))) {
+        Place(w);
+        Settle(500);
+        ClickFirstRow(w, QStringLiteral("lsvConsultants"));
+        Save(QStringLiteral("frmSalesSettings"));
+        Forms::Unload(QStringLiteral("frmSalesSettings"));
+    }
+    if (QWidget* w = Forms::Show(QStringLiteral("frmHistory"))) {
+        Place(w);
+        Settle(500);
+        Save(QStringLiteral("frmHistory"));
+        Forms::Unload(QStringLiteral("frmHistory"));
+    }
+    if (auto* board = qobject_cast<frmSalesBoard*>(Forms::Show(QStringLiteral("frmSalesBoard")))) {
+        Place(board);
+        if (auto* price = board->findChild<QComboBox*>(QStringLiteral("cmbPrice")))
+            price->setCurrentText(QStringLiteral("单价"));
+        Settle(800);
+        // At the cell's lower edge, so that the tooltip opens below the cell's own text.
+        const QPoint at = board->picBoard->UnitCentre(held) + QPoint(0, sales::Board::kCellHeight / 2 - 4);
+        QHelpEvent tip(QEvent::ToolTip, at, board->picBoard->viewport()->mapToGlobal(at));
+        QApplication::sendEvent(board->picBoard->viewport(), &tip);
+        Settle(800);
+        Save(QStringLiteral("frmSalesBoard_hold"));
+        Forms::Unload(QStringLiteral("frmSalesBoard"));
+    }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[])
@@ -335,6 +448,10 @@ int main(int argc, char* argv[])
         if (Forms::IsRegistered(name)) ShootWindow(name, house);
     ShootHouseSheet(house);
     ShootFrame(main, house);
+    // Last, so that the pictures above show the catalogue as the demo made it.
+    for (QMdiSubWindow* sub : Forms::MdiArea() ? Forms::MdiArea()->subWindowList() : QList<QMdiSubWindow*>())
+        sub->close();
+    ShootDeals();
 
     std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
     // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.

@@ -2,6 +2,8 @@
 
 #include <QStringDecoder>
 
+#include "core/table/TableFile.h"
+
 namespace pricelist {
 
 DecodedText DecodeSpreadsheetText(const QByteArray& bytes)
@@ -141,32 +143,7 @@ CsvTable ParseCsv(const QString& text)
 
 void AppendCsvLine(QByteArray& out, const QStringList& fields)
 {
-    bool first = true;
-    for (const QString& f : fields) {
-        if (!first) out += ',';
-        first = false;
-        // One pass over the encoded bytes decides the quoting: the four characters are ASCII, so
-        // they cannot hide inside a multi-byte character.
-        const QByteArray bytes = f.toUtf8();
-        bool quote = false;
-        for (const char c : bytes) {
-            if (c == ',' || c == '"' || c == '\n' || c == '\r') {
-                quote = true;
-                break;
-            }
-        }
-        if (!quote) {
-            out += bytes;
-            continue;
-        }
-        out += '"';
-        for (const char c : bytes) {
-            if (c == '"') out += '"';
-            out += c;
-        }
-        out += '"';
-    }
-    out += "\r\n";
+    table::AppendCsvLine(out, fields);
 }
 
 }  // namespace pricelist

@@ -1,5 +1,3 @@
-#include <xlsxwriter.h>
-
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -11,6 +9,7 @@
 #include "core/db/Convert.h"
 #include "core/db/RowCursor.h"
 #include "core/db/Store.h"
+#include "core/table/TableFile.h"
 #include "pricelist/sheet/Csv.h"
 #include "pricelist/sheet/PriceList.h"
 #include "pricelist/sheet/Sheet.h"
@@ -21,163 +20,6 @@ namespace {
 
 constexpr int kFixedColumns = 6;  // 序号 .. 说明
 constexpr int kFloorColumn = 3;
-
-// Where the rows go: a CSV or an XLSX file, written aside under ".part" and renamed into place
-// by Finish, so that a failure never leaves half a file under the name the user chose and an
-// existing file is replaced only by a complete one.
-class Sink {
-public:
-    virtual ~Sink() = default;
-    virtual bool Header(const QStringList& titles) = 0;
-    virtual bool Row(const QStringList& cells) = 0;
-    virtual bool Finish() = 0;
-    QString error;
-
-protected:
-    bool putInPlace(const QString& part, const QString& path)
-    {
-        QFile::remove(path);
-        if (QFile::rename(part, path)) return true;
-        QFile::remove(part);
-        error = QStringLiteral("无法写入文件 %1").arg(path);
-        return false;
-    }
-};
-
-class CsvSink : public Sink {
-public:
-    explicit CsvSink(const QString& path) : path_(path), file_(path + QStringLiteral(".part")) {}
-    ~CsvSink() override
-    {
-        if (file_.isOpen()) {
-            file_.close();
-            file_.remove();
-        }
-    }
-    bool Header(const QStringList& titles) override
-    {
-        if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate)) return failed();
-        // The byte-order mark tells spreadsheet programs that the text is UTF-8; without it they
-        // read it in the machine's own code page and the Chinese text comes out garbled.
-        buffer_ = QByteArray("\xEF\xBB\xBF");
-        AppendCsvLine(buffer_, titles);
-        return true;
-    }
-    bool Row(const QStringList& cells) override
-    {
-        // A text cell that a spreadsheet program would run as a formula gets its apostrophe; the
-        // floor is a number and stays one, even a negative one.
-        QStringList guarded;
-        guarded.reserve(cells.size());
-        for (int c = 0; c < cells.size(); ++c) {
-            bool number = false;
-            if (c == kFloorColumn) cells[c].toLongLong(&number);
-            guarded << (number ? cells[c] : GuardFormulaText(cells[c]));
-        }
-        AppendCsvLine(buffer_, guarded);
-        return buffer_.size() < kFlushBytes || flush();
-    }
-    bool Finish() override
-    {
-        if (!flush()) return false;
-        file_.close();
-        if (file_.error() != QFileDevice::NoError) return failed();
-        return putInPlace(file_.fileName(), path_);
-    }
-
-private:
-    static constexpr int kFlushBytes = 256 * 1024;
-    bool flush()
-    {
-        if (file_.write(buffer_) != buffer_.size()) return failed();
-        buffer_.clear();
-        return true;
-    }
-    bool failed()
-    {
-        error = QStringLiteral("无法写入文件 %1：%2").arg(path_, file_.errorString());
-        return false;
-    }
-    QString path_;
-    QFile file_;
-    QByteArray buffer_;
-};
-
-class XlsxSink : public Sink {
-public:
-    XlsxSink(const QString& path, const QString& catalogue)
-        : path_(path), part_(path + QStringLiteral(".part")), catalogue_(catalogue.toUtf8())
-    {
-    }
-    ~XlsxSink() override
-    {
-        if (workbook_) {
-            workbook_close(workbook_);
-            QFile::remove(part_);
-        }
-    }
-    bool Header(const QStringList& titles) override
-    {
-        QFile::remove(part_);
-        // Rows go straight to disk and strings are written in place rather than gathered into a
-        // shared table first: memory stays flat however large the catalogue is.
-        lxw_workbook_options options = {};
-        options.constant_memory = LXW_TRUE;
-        workbook_ = workbook_new_opt(QFile::encodeName(part_).constData(), &options);
-        if (!workbook_) {
-            error = QStringLiteral("无法写入文件 %1").arg(path_);
-            return false;
-        }
-        // The catalogue the list came from, so that an import elsewhere can tell (see
-        // CatalogueIdentity); the program that opens the workbook shows it among its properties.
-        if (!catalogue_.isEmpty())
-            workbook_set_custom_property_string(workbook_, kCatalogueProperty, catalogue_.constData());
-        sheet_ = workbook_add_worksheet(workbook_, "价目表");
-        lxw_format* bold = workbook_add_format(workbook_);
-        format_set_bold(bold);
-        for (int c = 0; c < titles.size(); ++c)
-            worksheet_write_string(sheet_, 0, lxw_col_t(c), titles[c].toUtf8().constData(), bold);
-        worksheet_freeze_panes(sheet_, 1, 0);
-        return true;
-    }
-    bool Row(const QStringList& cells) override
-    {
-        ++row_;
-        for (int c = 0; c < cells.size(); ++c) {
-            const QString& cell = cells[c];
-            if (cell.isEmpty()) continue;
-            bool isNumber = false;
-            const int floor = c == kFloorColumn ? cell.toInt(&isNumber) : 0;
-            // The floor is a number the spreadsheet can sort and sum; everything else is a string
-            // cell, which no spreadsheet program runs as a formula whatever it begins with, and
-            // the six-digit house number keeps its leading zeros.
-            if (isNumber)
-                worksheet_write_number(sheet_, row_, lxw_col_t(c), floor, nullptr);
-            else
-                worksheet_write_string(sheet_, row_, lxw_col_t(c), cell.toUtf8().constData(), nullptr);
-        }
-        return true;
-    }
-    bool Finish() override
-    {
-        const lxw_error result = workbook_close(workbook_);
-        workbook_ = nullptr;
-        if (result != LXW_NO_ERROR) {
-            QFile::remove(part_);
-            error = QStringLiteral("无法写入文件 %1：%2").arg(path_, QString::fromUtf8(lxw_strerror(result)));
-            return false;
-        }
-        return putInPlace(part_, path_);
-    }
-
-private:
-    QString path_;
-    QString part_;
-    QByteArray catalogue_;
-    lxw_workbook* workbook_ = nullptr;
-    lxw_worksheet* sheet_ = nullptr;
-    lxw_row_t row_ = 0;
-};
 
 // The catalogue read forward in key order: the houses with their type (the same inner join as
 // every list of the program: a house whose type row is missing is not part of the catalogue the
@@ -193,7 +35,7 @@ public:
     // written, walking the houses in key order and each house's attribute rows in their own order.
     bool Captions(QStringList* captions);
     // Second pass: every house as its row of cells, handed to the sink as it is read.
-    bool Rows(const QHash<QString, int>& captionColumn, Sink& sink, int* count);
+    bool Rows(const QHash<QString, int>& captionColumn, table::Writer& sink, int* count);
     QString error() const { return connection_.LastError(); }
 
 private:
@@ -243,7 +85,7 @@ bool CatalogueWalk::Captions(QStringList* captions)
     return connection_.LastError() == errorBefore_;
 }
 
-bool CatalogueWalk::Rows(const QHash<QString, int>& captionColumn, Sink& sink, int* count)
+bool CatalogueWalk::Rows(const QHash<QString, int>& captionColumn, table::Writer& sink, int* count)
 {
     if (!open(true)) return false;
     const int captions = int(captionColumn.size());
@@ -318,11 +160,16 @@ int exportFrom(db::Connection& connection, const QString& path, const QSet<qint3
     QStringList header{kColumnNumber, kColumnBuilding, kColumnType, kColumnFloor, kColumnRoom, kColumnIntro};
     header << captions << kColumnPictures;
 
-    std::unique_ptr<Sink> sink;
-    if (xlsx)
-        sink = std::make_unique<XlsxSink>(path, catalogue);
-    else
-        sink = std::make_unique<CsvSink>(path);
+    // The floor is a number the spreadsheet can sort and sum; the rest is text. The workbook
+    // names the catalogue the list came from (see CatalogueIdentity), so that an import elsewhere
+    // can tell; the program that opens it shows it among its properties.
+    table::Options options;
+    options.sheetName = QStringLiteral("价目表");
+    options.propertyName = kCatalogueProperty;
+    options.propertyValue = catalogue;
+    options.numberColumns = {kFloorColumn};
+    const std::unique_ptr<table::Writer> sink =
+        xlsx ? table::MakeXlsxWriter(path, options) : table::MakeCsvWriter(path, options);
     int count = 0;
     if (!sink->Header(header) || !walk.Rows(captionColumn, *sink, &count) || !sink->Finish()) {
         if (error) *error = sink->error.isEmpty() ? walk.error() : sink->error;

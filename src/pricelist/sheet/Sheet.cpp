@@ -6,19 +6,11 @@
 #include <QRegularExpression>
 #include <cmath>
 
+#include "core/table/TableFile.h"
+
 namespace pricelist {
 
 namespace {
-
-const QString kFormulaStarts = QStringLiteral("=+-@\t\r");
-
-bool startsLikeFormula(const QString& text, int* apostrophes)
-{
-    int i = 0;
-    while (i < text.size() && text.at(i) == QLatin1Char('\'')) ++i;
-    *apostrophes = i;
-    return i < text.size() && kFormulaStarts.contains(text.at(i));
-}
 
 bool isEncryptedOffice(const QByteArray& bytes)
 {
@@ -175,14 +167,12 @@ QString DateText(double serial, const QString& excelFormat, bool from1904)
 
 QString GuardFormulaText(const QString& text)
 {
-    int apostrophes = 0;
-    return startsLikeFormula(text, &apostrophes) ? QLatin1Char('\'') + text : text;
+    return table::GuardFormulaText(text);
 }
 
 QString UnguardFormulaText(const QString& text)
 {
-    int apostrophes = 0;
-    return startsLikeFormula(text, &apostrophes) && apostrophes > 0 ? text.mid(1) : text;
+    return table::UnguardFormulaText(text);
 }
 
 }  // namespace pricelist
