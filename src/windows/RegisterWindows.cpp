@@ -9,6 +9,7 @@
 #include "presentation/frmHouseShow.h"
 #include "pricelist/PriceListExport.h"
 #include "pricelist/frmPriceListImport.h"
+#include "report/frmSalesReport.h"
 #include "sales/frmHouseSheet.h"
 #include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
@@ -33,6 +34,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmPriceListImport"), [] { return new frmPriceListImport; });
     add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
     add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
+    add(QStringLiteral("frmSalesReport"), [] { return new frmSalesReport; });
     ui::SetPriceListExport(pricelist::ExportWithDialog);
     return names;
 }

@@ -75,6 +75,8 @@ void frmMain::setupControls()
     mnuSales->addSeparator();
     mnuPriceListImport = entry(mnuSales, "mnuPriceListImport", QStringLiteral("导入价目表…"));
     mnuPriceListExport = entry(mnuSales, "mnuPriceListExport", QStringLiteral("导出价目表…"));
+    mnuSales->addSeparator();
+    mnuSalesReport = entry(mnuSales, "mnuSalesReport", QStringLiteral("销售报表…"));
     mnuHelp = menu("mnuHelp", QStringLiteral("帮助"));
     mnuAbout = entry(mnuHelp, "mnuAbout", QStringLiteral("关于"));
 
@@ -86,6 +88,7 @@ void frmMain::setupControls()
     connect(mnuPriceListImport, &QAction::triggered, this,
             [] { Forms::Show(QStringLiteral("frmPriceListImport")); });
     connect(mnuPriceListExport, &QAction::triggered, this, [this] { pricelist::ExportWithDialog(this); });
+    connect(mnuSalesReport, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesReport")); });
     connect(mnuSalesBoard, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesBoard")); });
     // The sheet always shows the house that is current now, so an open one starts afresh.
     connect(mnuHouseSheet, &QAction::triggered, this, [] {

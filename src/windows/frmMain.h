@@ -42,6 +42,7 @@ public:
     QAction* mnuHouseSheet;
     QAction* mnuPriceListImport;
     QAction* mnuPriceListExport;
+    QAction* mnuSalesReport;
     QMenu* mnuHelp;
     QAction* mnuAbout;
 

@@ -56,7 +56,8 @@ private slots:
                  (QStringList{"mnuSystem=系统[mnuExit=退出]",
                               "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
                               "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
-                              "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…]",
+                              "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…,=,"
+                              "mnuSalesReport=销售报表…]",
                               "mnuHelp=帮助[mnuAbout=关于]"}));
     }
 
