@@ -49,6 +49,9 @@ struct Dialect {
                    " Order By c.List, c.ContentID Limit 1)")
             .arg(server ? QStringLiteral(" Collate \"C\"") : QString(), house);
     }
+    // Ends a subquery in FROM so that the store computes its columns once per row instead of
+    // pasting their expressions (a correlated subquery among them) into every use above it.
+    QString Fence() const { return server ? QStringLiteral(" Offset 0") : QStringLiteral(" Limit -1"); }
     // Whether a price text (blanks and thousands separators already taken out) is a plain
     // decimal number: digits, at most one point with digits after it.
     QString IsNumber(const QString& p) const
@@ -85,8 +88,8 @@ Query statusQuery(const Dialect& dialect, const QString& statusCaption)
     // Every house of the catalogue (those with a type, as every list shows them) by building and by
     // the value of its first status row.
     return {QStringLiteral("Select S.B, S.St, Count(*) From (Select a.HouseName As B, %1 As St"
-                           " From t_House a, t_HouseType b Where a.TypeID = b.TypeID) S Group By S.B, S.St")
-                .arg(dialect.FirstRow(QStringLiteral("a.HouseID"))),
+                           " From t_House a, t_HouseType b Where a.TypeID = b.TypeID%2) S Group By S.B, S.St")
+                .arg(dialect.FirstRow(QStringLiteral("a.HouseID")), dialect.Fence()),
             {statusCaption}};
 }
 
@@ -106,10 +109,10 @@ std::vector<Query> eventQueries(const Dialect& dialect, const QDate& from, const
                 " Sum(Case When %1 Then Cast(E.P As Double Precision) Else 0 End)"
                 " From (Select %2 As K, h.Path As Path,"
                 " Case When h.Path In ('deposit', 'contract') Then %3 End As P"
-                " From t_History h%4 Where h.ChangedAt >= %5 And h.ChangedAt < %5 And h.Path In %6) E"
+                " From t_History h%4 Where h.ChangedAt >= %5 And h.ChangedAt < %5 And h.Path In %6%7) E"
                 " Group By E.K, E.Path")
                 .arg(dialect.IsNumber(QStringLiteral("E.P")), key, priceText, joins, dialect.Instant(),
-                     kCountedPaths);
+                     kCountedPaths, dialect.Fence());
         if (!priceCaption.isEmpty()) values << priceCaption;
         values << dialect.InstantValue(SalesFigures::RangeStart(from))
                << dialect.InstantValue(SalesFigures::RangeEnd(to));
@@ -131,9 +134,9 @@ Query notSummedQuery(const Dialect& dialect, const QDate& from, const QDate& to,
                 "Select E.B, E.N, E.Path, E.Raw From (Select Coalesce(a.HouseName, '') As B,"
                 " Coalesce(a.HouseNo, '') As N, h.Path As Path, h.HistoryID As I, %1 As Raw"
                 " From t_History h Left Join t_House a On a.HouseID = h.HouseID"
-                " Where h.ChangedAt >= %2 And h.ChangedAt < %2 And h.Path In ('deposit', 'contract')) E"
-                " Where Not %3 Order By E.I Limit %4")
-                .arg(dialect.FirstRow(QStringLiteral("h.HouseID")), dialect.Instant(),
+                " Where h.ChangedAt >= %2 And h.ChangedAt < %2 And h.Path In ('deposit', 'contract')%3) E"
+                " Where Not %4 Order By E.I Limit %5")
+                .arg(dialect.FirstRow(QStringLiteral("h.HouseID")), dialect.Instant(), dialect.Fence(),
                      dialect.IsNumber(QStringLiteral("Replace(Trim(Coalesce(E.Raw, '')), ',', '')")))
                 .arg(SalesFigures::kMaxListed),
             {priceCaption, dialect.InstantValue(SalesFigures::RangeStart(from)),

@@ -19,31 +19,6 @@ inline bool Exec(const testsupport::ProgramFolder& f, const QString& sql)
     return ok;
 }
 
-// The deals tables, for a catalogue made before they were part of the schema.
-inline void EnsureDealsTables(const testsupport::ProgramFolder& f)
-{
-    if (f.Exec(QStringLiteral("Select Count(*) From t_History"))) return;
-    const bool server = !f.ServerUri().isEmpty();
-    const QString key = server ? QStringLiteral("bigserial PRIMARY KEY")
-                               : QStringLiteral("INTEGER PRIMARY KEY AUTOINCREMENT");
-    const QString time = server ? QStringLiteral("timestamptz") : QStringLiteral("TEXT");
-    Exec(f, QStringLiteral("Create Table t_Setting (Name TEXT PRIMARY KEY, Value TEXT)"));
-    Exec(f, QStringLiteral("Create Table t_Consultant (ConsultantID %1, ConsultantName TEXT NOT NULL UNIQUE, "
-                           "Login TEXT, Active INTEGER NOT NULL DEFAULT 1)")
-                .arg(key));
-    Exec(f, QStringLiteral(
-                "Create Table t_Deal (DealID %1, HouseID INTEGER NOT NULL, CustomerID INTEGER, "
-                "ConsultantID INTEGER, Stage TEXT NOT NULL, Active INTEGER, HoldStart %2, HoldEnd %2, "
-                "Extensions INTEGER NOT NULL DEFAULT 0, PriorStatus TEXT, Deposit TEXT, "
-                "DepositDate TEXT, ContractDate TEXT, Reason TEXT, CreatedAt %2, ClosedAt %2)")
-                .arg(key, time));
-    Exec(f, QStringLiteral("Create Table t_History (HistoryID %1, HouseID INTEGER, ContentID INTEGER, "
-                           "ChangedAt %2, ChangedBy TEXT, Machine TEXT, OldValue TEXT, NewValue TEXT, "
-                           "CustomerID INTEGER, DealID INTEGER, Reason TEXT, Path TEXT)")
-                .arg(key, time));
-    Exec(f, QStringLiteral("Create Index ix_History_ChangedAt On t_History (ChangedAt)"));
-}
-
 // A UTC time as the store keeps it: text on House.db, timestamptz on the server.
 inline QString Utc(const testsupport::ProgramFolder& f, const QString& text)
 {
@@ -81,7 +56,6 @@ inline void FillCatalogue(const testsupport::ProgramFolder& f)
 {
     using testsupport::AddContentRow;
     using testsupport::AddHouse;
-    EnsureDealsTables(f);
     Exec(f, QStringLiteral("Insert Into t_HouseType (TypeID, List, HouseType, MusicTitle, MusicFile) Values "
                            "(1, 1, '三室两厅', '', '')"));
     const QString a = QStringLiteral("翠湖苑一号楼");

@@ -23,6 +23,7 @@
 
 #include "MdiFrame.h"
 #include "ReportFixture.h"
+#include "core/db/ChangeContext.h"
 #include "core/db/Connection.h"
 #include "core/db/Store.h"
 #include "core/mdlHouse.h"
@@ -238,6 +239,35 @@ private slots:
         QCOMPARE(f.total.events.contracts.count, 2);
         QCOMPARE(f.total.events.contracts.sum, 0.0);
         QCOMPARE(f.notSummedCount, 0);
+    }
+
+    // A step written as the deal steps write it (a change context, then the status row) is found
+    // by the report through the history the store's own triggers write, at the store's own time.
+    void stepsRecordedByTheTriggers()
+    {
+        testsupport::ProgramFolder folder;
+        FillCatalogue(folder);
+        const QDate today = QDate::currentDate();
+        const report::SalesFigures before = compute(today, today);
+        {
+            db::Connection connection;
+            mdlHouse::OpenDatabase(connection);
+            db::Transaction transaction(connection);
+            QVERIFY(db::SetChangeContext(connection, {QStringLiteral("contract"), 0, 2, QString()}));
+            QVERIFY(connection.Execute(QStringLiteral(
+                "Update t_Content Set Content = '已售' Where HouseID = 6 And Caption = '状态'")));
+            QCOMPARE(connection.RowsAffected(), 1);
+            QVERIFY(transaction.Commit());
+        }
+        // The history row is stamped now; around midnight it may fall on either side.
+        const report::SalesFigures after = compute(today.addDays(-1), today.addDays(1));
+        QCOMPARE(before.total.events.contracts.count, 0);
+        QCOMPARE(after.total.events.contracts.count, 1);
+        QCOMPARE(after.total.events.contracts.sum, 900000.0);
+        const auto* li = consultant(after, QStringLiteral("李四"));
+        QVERIFY(li);
+        QCOMPARE(li->events.contracts.count, 1);
+        QCOMPARE(statusCount(after.total, QStringLiteral("已售")), 3);
     }
 
     void windowDefaultsAndRanges()
