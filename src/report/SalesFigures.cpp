@@ -34,11 +34,21 @@ struct Dialect {
         const QString text = utc.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
         return server ? text + QStringLiteral("+00") : text;
     }
-    // Seconds since 1970 of a history time, plus a bound offset, in bound-sized buckets.
-    QString Bucket() const
+    // A history time as UTC text cut after the hour ("2026-03-09 16") or, where the local offset is
+    // not a whole number of hours, after the minute: cheap to make, and every local midnight falls
+    // on such a boundary.
+    QString TimeText(bool minutes) const
     {
-        return server ? QStringLiteral("Cast(Floor((Extract(Epoch From h.ChangedAt) + ?) / ?) As Bigint)")
-                      : QStringLiteral("((Cast(strftime('%s', h.ChangedAt) As Integer) + ?) / ?)");
+        if (server)
+            return QStringLiteral("to_char(h.ChangedAt At Time Zone 'UTC', '%1')")
+                .arg(minutes ? QStringLiteral("YYYY-MM-DD HH24:MI") : QStringLiteral("YYYY-MM-DD HH24"));
+        return QStringLiteral("substr(h.ChangedAt, 1, %1)").arg(minutes ? 16 : 13);
+    }
+    // Text compared byte by byte: grouping and matching codes without the case-insensitive
+    // collation, which costs a call per comparison (case variants are merged afterwards).
+    QString Binary(const QString& text) const
+    {
+        return text + (server ? QStringLiteral(" Collate \"C\"") : QStringLiteral(" Collate Binary"));
     }
     // The first row of the caption of the event's house, as the board shows it. On the server the
     // value leaves the case-insensitive collation, under which text cannot be searched or matched.
@@ -64,83 +74,81 @@ struct Dialect {
     }
 };
 
-// The local days of a range as buckets of UTC seconds. When the local offset from UTC is the same
-// all through the range (no change to or from summer time in it), a history time shifted by that
-// offset falls on its local day by whole days of 86,400 seconds; otherwise times are counted by
-// quarter hours (every offset in use is a multiple of 15 minutes) and each quarter goes to the
-// local day it starts in.
-struct DayBuckets {
-    qint64 offset = 0;
-    qint64 size = 86400;
-};
-
-DayBuckets dayBuckets(const QDate& from, const QDate& to)
+// Whether the range's local days start on whole UTC hours: true unless the local offset from UTC
+// is not a whole number of hours at one of its midnights (India, Nepal ...), where the history is
+// then counted by minutes. Each bucket goes to the local day of its own start, so a change to or
+// from summer time inside the range is followed too.
+bool minuteBuckets(const QDate& from, const QDate& to)
 {
-    const int offset = SalesFigures::RangeStart(from).toLocalTime().offsetFromUtc();
-    bool steady = true;
-    for (QDate d = from; d <= to.addDays(1) && steady; d = d.addDays(1))
-        steady = QDateTime(d, QTime(0, 0), Qt::LocalTime).offsetFromUtc() == offset;
-    return steady ? DayBuckets{offset, 86400} : DayBuckets{0, 900};
+    for (QDate d = from; d <= to.addDays(1); d = d.addDays(1))
+        if (QDateTime(d, QTime(0, 0), Qt::LocalTime).offsetFromUtc() % 3600 != 0) return true;
+    return false;
 }
 
 Query statusQuery(const Dialect& dialect, const QString& statusCaption)
 {
     // Every house of the catalogue (those with a type, as every list shows them) by building and by
     // the value of its first status row.
-    return {QStringLiteral("Select S.B, S.St, Count(*) From (Select a.HouseName As B, %1 As St"
-                           " From t_House a, t_HouseType b Where a.TypeID = b.TypeID%2) S Group By S.B, S.St")
-                .arg(dialect.FirstRow(QStringLiteral("a.HouseID")), dialect.Fence()),
+    return {QStringLiteral("Select S.B, S.St, Count(*) From (Select %1 As B, %2 As St"
+                           " From t_House a, t_HouseType b Where a.TypeID = b.TypeID%3) S Group By %4, %5")
+                .arg(dialect.Binary(QStringLiteral("a.HouseName")),
+                     dialect.Binary(dialect.FirstRow(QStringLiteral("a.HouseID"))), dialect.Fence(),
+                     QStringLiteral("S.B"), QStringLiteral("S.St")),
             {statusCaption}};
 }
 
 // The events of the range, each with its key (a building, a consultant or a day) and, for a deposit
 // or a contract, the house's price text; grouped by the key and the path.
 std::vector<Query> eventQueries(const Dialect& dialect, const QDate& from, const QDate& to,
-                                const QString& priceCaption, const DayBuckets& buckets)
+                                const QString& priceCaption, bool minutes)
 {
     const QString priceText =
         priceCaption.isEmpty()
             ? QStringLiteral("Cast(Null As Text)")
             : QStringLiteral("Replace(Trim(%1), ',', '')").arg(dialect.FirstRow(QStringLiteral("h.HouseID")));
-    auto grouped = [&](const QString& key, const QString& joins, QVariantList values) {
+    // The keys and paths are grouped byte by byte: the collations given inside the subquery hold
+    // for its columns.
+    auto grouped = [&](const QString& key, const QString& joins) {
         const QString sql =
             QStringLiteral(
                 "Select E.K, E.Path, Count(*), Sum(Case When %1 Then 1 Else 0 End),"
                 " Sum(Case When %1 Then Cast(E.P As Double Precision) Else 0 End)"
-                " From (Select %2 As K, h.Path As Path,"
-                " Case When h.Path In ('deposit', 'contract') Then %3 End As P"
-                " From t_History h%4 Where h.ChangedAt >= %5 And h.ChangedAt < %5 And h.Path In %6%7) E"
-                " Group By E.K, E.Path")
-                .arg(dialect.IsNumber(QStringLiteral("E.P")), key, priceText, joins, dialect.Instant(),
-                     kCountedPaths, dialect.Fence());
+                " From (Select %2 As K, %3 As Path,"
+                " Case When %3 In ('deposit', 'contract') Then %4 End As P"
+                " From t_History h%5 Where h.ChangedAt >= %6 And h.ChangedAt < %6 And %3 In %7%8) E"
+                " Group By %9, %10")
+                .arg(dialect.IsNumber(QStringLiteral("E.P")), key, dialect.Binary(QStringLiteral("h.Path")),
+                     priceText, joins, dialect.Instant(), kCountedPaths, dialect.Fence(),
+                     QStringLiteral("E.K"))
+                .arg(QStringLiteral("E.Path"));
+        QVariantList values;
         if (!priceCaption.isEmpty()) values << priceCaption;
         values << dialect.InstantValue(SalesFigures::RangeStart(from))
                << dialect.InstantValue(SalesFigures::RangeEnd(to));
         return Query{sql, values};
     };
-    return {grouped(QStringLiteral("Coalesce(a.HouseName, '')"),
-                    QStringLiteral(" Left Join t_House a On a.HouseID = h.HouseID"), {}),
-            grouped(QStringLiteral("Coalesce(k.ConsultantName, '')"),
-                    QStringLiteral(" Left Join t_Deal d On d.DealID = h.DealID"
-                                   " Left Join t_Consultant k On k.ConsultantID = d.ConsultantID"),
-                    {}),
-            grouped(dialect.Bucket(), QString(), {buckets.offset, buckets.size})};
+    return {grouped(dialect.Binary(QStringLiteral("Coalesce(a.HouseName, '')")),
+                    QStringLiteral(" Left Join t_House a On a.HouseID = h.HouseID")),
+            grouped(QStringLiteral("Coalesce(d.ConsultantID, 0)"),
+                    QStringLiteral(" Left Join t_Deal d On d.DealID = h.DealID")),
+            grouped(dialect.TimeText(minutes), QString())};
 }
 
-// The deposits and contracts of the range whose price is not a number, in the order they happened.
+// The deposits and contracts of the range whose price is not a number (the first found).
 Query notSummedQuery(const Dialect& dialect, const QDate& from, const QDate& to, const QString& priceCaption)
 {
-    return {QStringLiteral(
-                "Select E.B, E.N, E.Path, E.Raw From (Select Coalesce(a.HouseName, '') As B,"
-                " Coalesce(a.HouseNo, '') As N, h.Path As Path, h.HistoryID As I, %1 As Raw"
-                " From t_History h Left Join t_House a On a.HouseID = h.HouseID"
-                " Where h.ChangedAt >= %2 And h.ChangedAt < %2 And h.Path In ('deposit', 'contract')%3) E"
-                " Where Not %4 Order By E.I Limit %5")
-                .arg(dialect.FirstRow(QStringLiteral("h.HouseID")), dialect.Instant(), dialect.Fence(),
-                     dialect.IsNumber(QStringLiteral("Replace(Trim(Coalesce(E.Raw, '')), ',', '')")))
-                .arg(SalesFigures::kMaxListed),
-            {priceCaption, dialect.InstantValue(SalesFigures::RangeStart(from)),
-             dialect.InstantValue(SalesFigures::RangeEnd(to))}};
+    return {
+        QStringLiteral("Select E.B, E.N, E.Path, E.Raw From (Select Coalesce(a.HouseName, '') As B,"
+                       " Coalesce(a.HouseNo, '') As N, h.Path As Path, h.HistoryID As I, %1 As Raw"
+                       " From t_History h Left Join t_House a On a.HouseID = h.HouseID"
+                       " Where h.ChangedAt >= %2 And h.ChangedAt < %2 And %3 In ('deposit', 'contract')%4) E"
+                       " Where Not %5 Limit %6")
+            .arg(dialect.FirstRow(QStringLiteral("h.HouseID")), dialect.Instant(),
+                 dialect.Binary(QStringLiteral("h.Path")), dialect.Fence(),
+                 dialect.IsNumber(QStringLiteral("Replace(Trim(Coalesce(E.Raw, '')), ',', '')")))
+            .arg(SalesFigures::kMaxListed),
+        {priceCaption, dialect.InstantValue(SalesFigures::RangeStart(from)),
+         dialect.InstantValue(SalesFigures::RangeEnd(to))}};
 }
 
 // Runs a query with its values bound in order; calls row for each row. False on failure.
@@ -236,7 +244,7 @@ std::vector<Query> SalesFigures::Queries(bool server, const QDate& from, const Q
 {
     const Dialect dialect{server};
     std::vector<Query> all{statusQuery(dialect, statusCaption)};
-    for (const Query& q : eventQueries(dialect, from, to, priceCaption, dayBuckets(from, to)))
+    for (const Query& q : eventQueries(dialect, from, to, priceCaption, minuteBuckets(from, to)))
         all.push_back(q);
     if (!priceCaption.isEmpty()) all.push_back(notSummedQuery(dialect, from, to, priceCaption));
     return all;
@@ -259,6 +267,7 @@ bool SalesFigures::Compute(db::Connection& connection, const QDate& fromDay, con
                            const QString& price)
 {
     clear();
+    names_.clear();
     from = std::min(fromDay, toDay);
     to = std::max(fromDay, toDay);
     priceCaption = price;
@@ -286,7 +295,9 @@ bool SalesFigures::readStatusCaption(db::Connection& connection)
 bool SalesFigures::readStatuses(db::Connection& connection)
 {
     const Query q = statusQuery(Dialect{connection.IsServer()}, statusCaption);
-    QMap<QString, QHash<QString, int>> byBuilding;  // sorted by building
+    // Buildings are grouped byte by byte and merged here without regard to case, as the catalogue
+    // compares them; the first spelling met names the building.
+    QMap<QString, QHash<QString, int>> byBuilding;  // by folded name
     QHash<QString, int> overall;
     const bool ok = query(
         connection, q.sql, q.values,
@@ -294,7 +305,9 @@ bool SalesFigures::readStatuses(db::Connection& connection)
             const QString building = s.Column(0).toString();
             const QString status = s.Column(1).toString();
             const int count = s.Column(2).toInt();
-            byBuilding[building][status] += count;
+            const QString key = building.toCaseFolded();
+            if (!names_.contains(key)) names_.insert(key, building);
+            byBuilding[key][status] += count;
             overall[status] += count;
         },
         &error_);
@@ -312,7 +325,7 @@ bool SalesFigures::readStatuses(db::Connection& connection)
     };
     for (auto it = byBuilding.cbegin(); it != byBuilding.cend(); ++it) {
         BuildingFigures f;
-        f.building = it.key();
+        f.building = names_.value(it.key());
         fill(f, it.value());
         buildings.push_back(f);
     }
@@ -322,9 +335,9 @@ bool SalesFigures::readStatuses(db::Connection& connection)
 
 bool SalesFigures::readEvents(db::Connection& connection)
 {
-    const Dialect dialect{connection.IsServer()};
-    const DayBuckets buckets = dayBuckets(from, to);
-    const std::vector<Query> queries = eventQueries(dialect, from, to, priceCaption, buckets);
+    const bool minutes = minuteBuckets(from, to);
+    const std::vector<Query> queries =
+        eventQueries(Dialect{connection.IsServer()}, from, to, priceCaption, minutes);
     auto grouped = [&](const Query& q,
                        const std::function<void(const QVariant&, const QString&, int, int, double)>& add) {
         return query(
@@ -335,53 +348,75 @@ bool SalesFigures::readEvents(db::Connection& connection)
             },
             &error_);
     };
-    QMap<QString, Events> byBuilding;
-    QMap<QString, Events> byConsultant;
+    QMap<QString, Events> byBuilding;  // by folded name
+    QMap<qint64, Events> byConsultant;
     QMap<QDate, Events> byDay;
     Events all;
+    const QString timeFormat = minutes ? QStringLiteral("yyyy-MM-dd HH:mm") : QStringLiteral("yyyy-MM-dd HH");
     const bool ok =
         grouped(queries[0],
                 [&](const QVariant& k, const QString& path, int n, int summed, double sum) {
-                    addEvent(byBuilding[k.toString()], path, n, summed, sum);
+                    const QString key = k.toString().toCaseFolded();
+                    if (!names_.contains(key)) names_.insert(key, k.toString());
+                    addEvent(byBuilding[key], path, n, summed, sum);
                     addEvent(all, path, n, summed, sum);
                 }) &&
         grouped(queries[1],
                 [&](const QVariant& k, const QString& path, int n, int summed, double sum) {
-                    addEvent(byConsultant[k.toString()], path, n, summed, sum);
+                    addEvent(byConsultant[k.toLongLong()], path, n, summed, sum);
                 }) &&
         grouped(queries[2], [&](const QVariant& k, const QString& path, int n, int summed, double sum) {
-            const qint64 bucket = k.toLongLong();
-            const QDate day =
-                buckets.size == 86400
-                    ? QDate(1970, 1, 1).addDays(bucket)
-                    : QDateTime::fromSecsSinceEpoch(bucket * buckets.size, Qt::UTC).toLocalTime().date();
-            addEvent(byDay[day], path, n, summed, sum);
+            // The bucket's start, a UTC time, on the local calendar.
+            QDateTime start = QDateTime::fromString(k.toString(), timeFormat);
+            start.setTimeSpec(Qt::UTC);
+            addEvent(byDay[start.toLocalTime().date()], path, n, summed, sum);
         });
     if (!ok) return false;
+    placeBuildingEvents(byBuilding);
+    total.events = all;
+    const QHash<qint64, QString> consultantNames = readConsultantNames(connection);
+    QMap<QString, Events> named;  // by name, so that the list is in order
+    for (auto it = byConsultant.cbegin(); it != byConsultant.cend(); ++it)
+        named[consultantNames.value(it.key())].Add(it.value());
+    for (auto it = named.cbegin(); it != named.cend(); ++it) consultants.push_back({it.key(), it.value()});
+    for (QDate d = from; d <= to; d = d.addDays(1)) days.push_back({d, byDay.value(d)});
+    notSummedCount = priceCaption.isEmpty() ? 0 : all.deposits.NotSummed() + all.contracts.NotSummed();
+    return true;
+}
 
+void SalesFigures::placeBuildingEvents(const QMap<QString, Events>& byBuilding)
+{
     // Buildings that had events but no units now (deleted, or every house without a type) still
     // show what happened in them.
     for (auto it = byBuilding.cbegin(); it != byBuilding.cend(); ++it) {
+        const QString name = names_.value(it.key());
         auto found = std::find_if(buildings.begin(), buildings.end(),
-                                  [&](const BuildingFigures& f) { return f.building == it.key(); });
+                                  [&](const BuildingFigures& f) { return f.building == name; });
         if (found == buildings.end()) {
             BuildingFigures f;
-            f.building = it.key();
+            f.building = name;
             for (const QString& status : statusValues) f.statuses.push_back({status, 0});
             found = buildings.insert(std::lower_bound(buildings.begin(), buildings.end(), f,
                                                       [](const BuildingFigures& a, const BuildingFigures& b) {
-                                                          return a.building < b.building;
+                                                          return a.building.toCaseFolded() <
+                                                                 b.building.toCaseFolded();
                                                       }),
                                      f);
         }
         found->events = it.value();
     }
-    total.events = all;
-    for (auto it = byConsultant.cbegin(); it != byConsultant.cend(); ++it)
-        consultants.push_back({it.key(), it.value()});
-    for (QDate d = from; d <= to; d = d.addDays(1)) days.push_back({d, byDay.value(d)});
-    notSummedCount = priceCaption.isEmpty() ? 0 : all.deposits.NotSummed() + all.contracts.NotSummed();
-    return true;
+}
+
+QHash<qint64, QString> SalesFigures::readConsultantNames(db::Connection& connection)
+{
+    // A deal without a consultant, or one whose consultant is gone, counts under "".
+    QHash<qint64, QString> names;
+    QString ignored;
+    query(
+        connection, QStringLiteral("Select ConsultantID, ConsultantName From t_Consultant"), {},
+        [&](const db::Statement& s) { names.insert(s.Column(0).toLongLong(), s.Column(1).toString()); },
+        &ignored);
+    return names;
 }
 
 bool SalesFigures::readNotSummed(db::Connection& connection)

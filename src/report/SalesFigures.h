@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QDate>
+#include <QHash>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -120,8 +122,11 @@ private:
     bool readStatuses(db::Connection& connection);
     bool readEvents(db::Connection& connection);
     bool readNotSummed(db::Connection& connection);
+    void placeBuildingEvents(const QMap<QString, Events>& byBuilding);
+    QHash<qint64, QString> readConsultantNames(db::Connection& connection);
     void clear();
     QString error_;
+    QHash<QString, QString> names_;  // building: folded name -> the spelling shown
 };
 
 }  // namespace report
