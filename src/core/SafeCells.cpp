@@ -8,31 +8,10 @@ namespace cells {
 
 namespace {
 
-const QString kFormulaStarts = QStringLiteral("=+-@\t\r");
 // What one cell of a workbook holds at most.
 constexpr int kMaxCellText = 32767;
 
-bool startsLikeFormula(const QString& text, int* apostrophes)
-{
-    int i = 0;
-    while (i < text.size() && text.at(i) == QLatin1Char('\'')) ++i;
-    *apostrophes = i;
-    return i < text.size() && kFormulaStarts.contains(text.at(i));
-}
-
 }  // namespace
-
-QString GuardFormulaText(const QString& text)
-{
-    int apostrophes = 0;
-    return startsLikeFormula(text, &apostrophes) ? QLatin1Char('\'') + text : text;
-}
-
-QString UnguardFormulaText(const QString& text)
-{
-    int apostrophes = 0;
-    return startsLikeFormula(text, &apostrophes) && apostrophes > 0 ? text.mid(1) : text;
-}
 
 Workbook::Workbook(const QString& path, bool constantMemory)
     : path_(path), part_(path + QStringLiteral(".part")), constantMemory_(constantMemory)

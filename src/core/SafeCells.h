@@ -7,17 +7,9 @@ struct lxw_workbook;
 struct lxw_worksheet;
 struct lxw_format;
 
-// Cells that a spreadsheet program shows as they are and never runs. Every export of the program
-// that hands text to a spreadsheet (price lists, reports, history) writes through here.
+// A workbook of several sheets whose cells a spreadsheet program shows as they are and never runs,
+// as the price list's export writes its one sheet: text only in string cells.
 namespace cells {
-
-// Formula guards for text files. A spreadsheet program runs a text cell that begins with =, +, -,
-// @, a tab or a carriage return as a formula; CSV writers put an apostrophe before such text
-// (which the program shows as plain text), and readers take one apostrophe off again. Text that
-// already begins with apostrophes before such a character gets one more, so the two are exact
-// inverses.
-QString GuardFormulaText(const QString& text);
-QString UnguardFormulaText(const QString& text);
 
 // An .xlsx workbook written aside under ".part" and renamed into place by Finish, so that a
 // failure never leaves half a file under the name the user chose and an existing file is replaced

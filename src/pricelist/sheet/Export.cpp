@@ -1,10 +1,11 @@
+#include <xlsxwriter.h>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <memory>
 #include <optional>
 
-#include "core/SafeCells.h"
 #include "core/db/CatalogueIdentity.h"
 #include "core/db/Connection.h"
 #include "core/db/Convert.h"
@@ -104,16 +105,40 @@ private:
 
 class XlsxSink : public Sink {
 public:
-    XlsxSink(const QString& path, const QString& catalogue) : book_(path, true), catalogue_(catalogue) {}
+    XlsxSink(const QString& path, const QString& catalogue)
+        : path_(path), part_(path + QStringLiteral(".part")), catalogue_(catalogue.toUtf8())
+    {
+    }
+    ~XlsxSink() override
+    {
+        if (workbook_) {
+            workbook_close(workbook_);
+            QFile::remove(part_);
+        }
+    }
     bool Header(const QStringList& titles) override
     {
+        QFile::remove(part_);
         // Rows go straight to disk and strings are written in place rather than gathered into a
         // shared table first: memory stays flat however large the catalogue is.
-        if (!book_.Open()) return failed();
+        lxw_workbook_options options = {};
+        options.constant_memory = LXW_TRUE;
+        workbook_ = workbook_new_opt(QFile::encodeName(part_).constData(), &options);
+        if (!workbook_) {
+            error = QStringLiteral("无法写入文件 %1").arg(path_);
+            return false;
+        }
         // The catalogue the list came from, so that an import elsewhere can tell (see
         // CatalogueIdentity); the program that opens the workbook shows it among its properties.
-        if (!catalogue_.isEmpty()) book_.SetProperty(QString::fromLatin1(kCatalogueProperty), catalogue_);
-        return (book_.AddSheet(QStringLiteral("价目表")) && book_.Header(titles)) || failed();
+        if (!catalogue_.isEmpty())
+            workbook_set_custom_property_string(workbook_, kCatalogueProperty, catalogue_.constData());
+        sheet_ = workbook_add_worksheet(workbook_, "价目表");
+        lxw_format* bold = workbook_add_format(workbook_);
+        format_set_bold(bold);
+        for (int c = 0; c < titles.size(); ++c)
+            worksheet_write_string(sheet_, 0, lxw_col_t(c), titles[c].toUtf8().constData(), bold);
+        worksheet_freeze_panes(sheet_, 1, 0);
+        return true;
     }
     bool Row(const QStringList& cells) override
     {
@@ -124,25 +149,34 @@ public:
             bool isNumber = false;
             const int floor = c == kFloorColumn ? cell.toInt(&isNumber) : 0;
             // The floor is a number the spreadsheet can sort and sum; everything else is a string
-            // cell (core/SafeCells.h), and the six-digit house number keeps its leading zeros.
+            // cell, which no spreadsheet program runs as a formula whatever it begins with, and
+            // the six-digit house number keeps its leading zeros.
             if (isNumber)
-                book_.Number(row_, c, floor);
+                worksheet_write_number(sheet_, row_, lxw_col_t(c), floor, nullptr);
             else
-                book_.Text(row_, c, cell);
+                worksheet_write_string(sheet_, row_, lxw_col_t(c), cell.toUtf8().constData(), nullptr);
         }
         return true;
     }
-    bool Finish() override { return book_.Finish() || failed(); }
+    bool Finish() override
+    {
+        const lxw_error result = workbook_close(workbook_);
+        workbook_ = nullptr;
+        if (result != LXW_NO_ERROR) {
+            QFile::remove(part_);
+            error = QStringLiteral("无法写入文件 %1：%2").arg(path_, QString::fromUtf8(lxw_strerror(result)));
+            return false;
+        }
+        return putInPlace(part_, path_);
+    }
 
 private:
-    bool failed()
-    {
-        error = book_.Error();
-        return false;
-    }
-    cells::Workbook book_;
-    QString catalogue_;
-    int row_ = 0;
+    QString path_;
+    QString part_;
+    QByteArray catalogue_;
+    lxw_workbook* workbook_ = nullptr;
+    lxw_worksheet* sheet_ = nullptr;
+    lxw_row_t row_ = 0;
 };
 
 // The catalogue read forward in key order: the houses with their type (the same inner join as

@@ -10,6 +10,16 @@ namespace pricelist {
 
 namespace {
 
+const QString kFormulaStarts = QStringLiteral("=+-@\t\r");
+
+bool startsLikeFormula(const QString& text, int* apostrophes)
+{
+    int i = 0;
+    while (i < text.size() && text.at(i) == QLatin1Char('\'')) ++i;
+    *apostrophes = i;
+    return i < text.size() && kFormulaStarts.contains(text.at(i));
+}
+
 bool isEncryptedOffice(const QByteArray& bytes)
 {
     // A password-protected .xlsx is not a zip at all: Office wraps it in the older compound file
@@ -161,6 +171,18 @@ QString DateText(double serial, const QString& excelFormat, bool from1904)
     const qint64 ms = qint64(std::llround((serial - double(wholeDays)) * 86400.0)) * 1000;
     const QDateTime when(epoch.addDays(wholeDays), QTime(0, 0).addMSecs(int(qMin<qint64>(ms, 86399000))));
     return QLocale::c().toString(when, qtDateFormat(excelFormat));
+}
+
+QString GuardFormulaText(const QString& text)
+{
+    int apostrophes = 0;
+    return startsLikeFormula(text, &apostrophes) ? QLatin1Char('\'') + text : text;
+}
+
+QString UnguardFormulaText(const QString& text)
+{
+    int apostrophes = 0;
+    return startsLikeFormula(text, &apostrophes) && apostrophes > 0 ? text.mid(1) : text;
 }
 
 }  // namespace pricelist

@@ -4,7 +4,6 @@
 #include <QStringList>
 #include <vector>
 
-#include "core/SafeCells.h"
 #include "pricelist/sheet/Csv.h"
 
 // A price list as rows of text, whatever program wrote it: CSV or tab-separated text, an Excel
@@ -43,9 +42,11 @@ QString GeneralNumberText(double value);
 // with an Excel number format such as "yyyy/m/d" or "yyyy-mm-dd hh:mm".
 QString DateText(double serial, const QString& excelFormat, bool from1904 = false);
 
-// Formula guards for text files: the CSV export puts an apostrophe before text that a spreadsheet
-// program would run as a formula, and the import takes one off again (core/SafeCells.h).
-using cells::GuardFormulaText;
-using cells::UnguardFormulaText;
+// Formula guards. A spreadsheet program runs a text cell that begins with =, +, -, @, a tab or a
+// carriage return as a formula; the CSV export puts an apostrophe before such text (which the
+// program shows as plain text), and the import takes one apostrophe off again. Text that already
+// begins with apostrophes before such a character gets one more, so the two are exact inverses.
+QString GuardFormulaText(const QString& text);
+QString UnguardFormulaText(const QString& text);
 
 }  // namespace pricelist
