@@ -58,6 +58,9 @@ private slots:
             // 2000 houses: the sales board's building has half of them.
             "draw the sales board of a building of 1000 units",
             "change a status on the sales board",
+            // Ten history rows per house.
+            "sales report over 20000 history rows: one month",
+            "sales report over 20000 history rows: the whole year",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {
