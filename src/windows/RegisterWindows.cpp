@@ -12,6 +12,7 @@
 #include "presentation/frmHouseShow.h"
 #include "pricelist/PriceListExport.h"
 #include "pricelist/frmPriceListImport.h"
+#include "report/frmSalesReport.h"
 #include "sales/frmHouseSheet.h"
 #include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
@@ -39,6 +40,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmCustomers"), [] { return new frmCustomers; });
     add(QStringLiteral("frmHistory"), [] { return new frmHistory; });
     add(QStringLiteral("frmSalesSettings"), [] { return new frmSalesSettings; });
+    add(QStringLiteral("frmSalesReport"), [] { return new frmSalesReport; });
     ui::SetPriceListExport(pricelist::ExportWithDialog);
     return names;
 }

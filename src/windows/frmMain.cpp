@@ -81,6 +81,7 @@ void frmMain::setupControls()
     mnuSales->addSeparator();
     mnuCustomers = entry(mnuSales, "mnuCustomers", QStringLiteral("客户…"));
     mnuHistory = entry(mnuSales, "mnuHistory", QStringLiteral("变更记录…"));
+    mnuSalesReport = entry(mnuSales, "mnuSalesReport", QStringLiteral("销售报表…"));
     mnuSalesSettings = entry(mnuSales, "mnuSalesSettings", QStringLiteral("设置…"));
     mnuHelp = menu("mnuHelp", QStringLiteral("帮助"));
     mnuAbout = entry(mnuHelp, "mnuAbout", QStringLiteral("关于"));
@@ -93,6 +94,7 @@ void frmMain::setupControls()
     connect(mnuPriceListImport, &QAction::triggered, this,
             [] { Forms::Show(QStringLiteral("frmPriceListImport")); });
     connect(mnuPriceListExport, &QAction::triggered, this, [this] { pricelist::ExportWithDialog(this); });
+    connect(mnuSalesReport, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesReport")); });
     connect(mnuSalesBoard, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmSalesBoard")); });
     connect(mnuCustomers, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmCustomers")); });
     connect(mnuHistory, &QAction::triggered, this, [] { Forms::Show(QStringLiteral("frmHistory")); });

@@ -45,6 +45,7 @@ public:
     QAction* mnuCustomers;
     QAction* mnuHistory;
     QAction* mnuSalesSettings;
+    QAction* mnuSalesReport;
     QMenu* mnuHelp;
     QAction* mnuAbout;
 

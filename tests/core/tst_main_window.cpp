@@ -57,7 +57,7 @@ private slots:
                               "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
                               "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
                               "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…,=,"
-                              "mnuCustomers=客户…,mnuHistory=变更记录…,mnuSalesSettings=设置…]",
+                              "mnuCustomers=客户…,mnuHistory=变更记录…,mnuSalesReport=销售报表…,mnuSalesSettings=设置…]",
                               "mnuHelp=帮助[mnuAbout=关于]"}));
     }
 

@@ -64,6 +64,9 @@ private slots:
             "load and paint the sales board of 1000 units with 500 open holds",
             "one deal step: hold a unit (open the catalogue to commit)",
             "release 499 expired holds",
+            // Ten history rows per house.
+            "sales report over 20000 history rows: one month",
+            "sales report over 20000 history rows: the whole year",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {

@@ -32,6 +32,8 @@ const QList<AllowedInclude> kAllowedFeatureIncludes = {
      QStringLiteral(
          "the board's cells show their open deals and their menu offers the deal steps and a unit's "
          "history")},
+    {QStringLiteral("report"), QStringLiteral("sales"),
+     QStringLiteral("the sales report colours each status as the board does (sales::StatusColours)")},
 };
 
 // The pieces of src/core that the data library compiles (CMakeLists.txt: tavrelo_db); the data

@@ -23,6 +23,7 @@
 #include "PriceLists.h"
 #include "ProcessStart.h"
 #include "Report.h"
+#include "SalesReport.h"
 #include "ServerPriceLists.h"
 #include "ServerTool.h"
 #include "Windows.h"
@@ -104,6 +105,7 @@ struct Options {
     QString folder;
     QString baseline;
     QString server;
+    bool reportOnly = false;
 };
 
 Options readOptions(const QApplication& app)
@@ -134,7 +136,11 @@ Options readOptions(const QApplication& app)
         QStringLiteral("Measure on this PostgreSQL server (a libpq URI; its catalogue is replaced), once "
                        "directly and once through a proxy that adds 2 ms of round-trip time."),
         QStringLiteral("URI"));
-    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption});
+    const QCommandLineOption reportOption(
+        QStringLiteral("sales-report-only"),
+        QStringLiteral("Measure only the sales report (on House.db), for a quick look at it."));
+    parser.addOptions(
+        {housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption, reportOption});
     parser.process(app);
     Options options;
     bool ok = false;
@@ -145,6 +151,7 @@ Options readOptions(const QApplication& app)
     options.folder = parser.value(folderOption);
     options.baseline = parser.value(baselineOption);
     options.server = parser.value(serverOption);
+    options.reportOnly = parser.isSet(reportOption);
     return options;
 }
 
@@ -283,6 +290,12 @@ int main(int argc, char* argv[])
         return buttons == ui::Buttons::YesNo ? ui::Answer::Yes : ui::Answer::Ok;
     });
 
+    if (options.reportOnly && options.server.isEmpty()) {
+        bench::MeasureSalesReport(folder, shape, &report);
+        bench::PrintTable(report);
+        return report.problems.isEmpty() ? 0 : 1;
+    }
+
     bench::WindowContext context;
     context.databasePath = options.server.isEmpty() ? folder + QStringLiteral("/House.db") : options.server;
     context.shape = shape;
@@ -294,6 +307,7 @@ int main(int argc, char* argv[])
     report.peakRssKb = peakRssKb();
     if (!options.server.isEmpty()) return measureThroughProxy(options, folder, context, report, messages);
 
+    bench::MeasureSalesReport(folder, shape, &report);
     measureProgramStart(options.program, folder, report);
     bench::PrintTable(report);
     if (!options.json.isEmpty() && !bench::WriteJson(report, options.json, &error)) {

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDate>
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -16,6 +17,7 @@
 #include <QMouseEvent>
 #include <QProcess>
 #include <QScreen>
+#include <QTabWidget>
 #include <QThread>
 #include <algorithm>
 #include <cstdio>
@@ -24,6 +26,7 @@
 #include "core/BrowserSandbox.h"
 #include "core/db/Connection.h"
 #include "core/db/Recordset.h"
+#include "core/db/Statement.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
@@ -37,6 +40,7 @@
 #include "deals/frmHistory.h"
 #include "entry/frmAddNewImage.h"
 #include "entry/frmHouseInput.h"
+#include "report/frmSalesReport.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"
 #include "sales/frmSalesBoard.h"
@@ -283,6 +287,78 @@ void ShootHouseSheet(qint32 house)
     QFile::remove(pdf);
 }
 
+// The demo catalogue has no deals: for the sales report's picture, a month of them is written into
+// the copy being photographed (after every other window's picture), with a total price on each
+// house and three consultants, as an office would have them.
+bool WriteReportMonth()
+{
+    db::Connection c;
+    mdlHouse::OpenDatabase(c);
+    std::vector<qint64> houses;
+    db::Statement read;
+    if (!read.Prepare(c, QStringLiteral("SELECT HouseID FROM t_House ORDER BY HouseID"))) return false;
+    while (read.Next()) houses.push_back(read.Column(0).toLongLong());
+    read.Finalize();
+    if (houses.empty()) return false;
+    db::Transaction transaction(c);
+    auto run = [&c](const QString& sql, const QVariantList& values) {
+        db::Statement s;
+        bool ok = s.Prepare(c, sql);
+        for (int i = 0; ok && i < values.size(); ++i) ok = s.Bind(i + 1, values[i]);
+        return ok && s.Exec();
+    };
+    const QStringList consultants = {QStringLiteral("王芳"), QStringLiteral("李强"), QStringLiteral("陈静")};
+    for (int i = 0; i < consultants.size(); ++i)
+        run(QStringLiteral(
+                "INSERT INTO t_Consultant (ConsultantID, ConsultantName, Active) VALUES (?, ?, 1)"),
+            {100 + i, consultants[i]});
+    const QDate today = QDate::currentDate();
+    const QString paths[] = {QStringLiteral("hold"),    QStringLiteral("deposit"), QStringLiteral("contract"),
+                             QStringLiteral("hold"),    QStringLiteral("expire"),  QStringLiteral("hold"),
+                             QStringLiteral("deposit"), QStringLiteral("cancel")};
+    for (size_t i = 0; i < houses.size(); ++i) {
+        const qint64 house = houses[i];
+        run(QStringLiteral(
+                "INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES (?, '总价', ?, 99)"),
+            {house, QString::number(980000 + qint64(i) * 61000)});
+        run(QStringLiteral("INSERT INTO t_Deal (DealID, HouseID, ConsultantID, Stage, Active, Extensions) "
+                           "VALUES (?, ?, ?, 'contract', NULL, 0)"),
+            {1000 + qint64(i), house, 100 + qint64(i % 3)});
+        for (int step = 0; step < 3; ++step) {
+            const int day = int((i * 5 + size_t(step) * 3) % size_t(today.day())) + 1;
+            const QDateTime at(QDate(today.year(), today.month(), day), QTime(10 + step * 2, 30),
+                               Qt::LocalTime);
+            run(QStringLiteral(
+                    "INSERT INTO t_History (HouseID, ChangedAt, ChangedBy, Machine, OldValue, NewValue, "
+                    "DealID, Path) VALUES (?, ?, 'demo', 'pc', '在售', '预留', ?, ?)"),
+                {house, at.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), 1000 + qint64(i),
+                 paths[(i + size_t(step) * 3) % 8]});
+        }
+    }
+    return transaction.Commit();
+}
+
+void ShootSalesReport()
+{
+    if (!Forms::IsRegistered(QStringLiteral("frmSalesReport")) || !WriteReportMonth()) {
+        std::fprintf(stderr, "tavrelo-shots: no sales report\n");
+        return;
+    }
+    Forms::Unload(QStringLiteral("frmHouseShow"));
+    Forms::Unload(QStringLiteral("frmHouseList"));
+    auto* w = qobject_cast<frmSalesReport*>(Forms::Show(QStringLiteral("frmSalesReport")));
+    if (!w) return;
+    Place(w);
+    w->cmbRange->setCurrentText(QStringLiteral("本月"));
+    Settle(1200);
+    Save(QStringLiteral("frmSalesReport"));
+    w->tabReport->setCurrentIndex(2);
+    Settle(500);
+    Save(QStringLiteral("frmSalesReport_buildings"));
+    Forms::Unload(QStringLiteral("frmSalesReport"));
+    Settle(300);
+}
+
 // The frame as the user works in it: the catalogue, a house presented in front of it with the
 // view of its building, and the house menu open.
 void ShootFrame(frmMain& main, qint32 house)
@@ -452,6 +528,8 @@ int main(int argc, char* argv[])
     for (QMdiSubWindow* sub : Forms::MdiArea() ? Forms::MdiArea()->subWindowList() : QList<QMdiSubWindow*>())
         sub->close();
     ShootDeals();
+    // Last: it writes a month of deals into the catalogue, which no other picture should show.
+    ShootSalesReport();
 
     std::fprintf(stderr, "tavrelo-shots: %d pictures in %s\n", g_saved, qPrintable(g_output));
     // Leave the way the menu's exit does: no unload handlers, nothing written on the way out.
