@@ -1,5 +1,6 @@
 #include "sales/frmSalesBoard.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -8,11 +9,14 @@
 #include <QPainter>
 #include <QPrinter>
 #include <QPushButton>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
 #include "core/Save.h"
+#include "core/db/ChangeWatcher.h"
 #include "core/db/Recordset.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
@@ -20,6 +24,8 @@
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WindowCalls.h"
+#include "sales/BoardChanges.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"
@@ -28,6 +34,7 @@
 namespace {
 
 const QString kStatusCaption = QStringLiteral("状态");
+constexpr int kReadAgainMs = 300;
 
 QIcon swatch(const QColor& colour)
 {
@@ -55,6 +62,12 @@ frmSalesBoard::frmSalesBoard()
     setObjectName(QStringLiteral("frmSalesBoard"));
     setWindowTitle(QStringLiteral("销控表"));
     setupControls();
+    watcher_ = new db::ChangeWatcher(this);
+    connect(watcher_, &db::ChangeWatcher::Changed, this, [this] { catalogueChanged(); });
+    deferred_ = new QTimer(this);
+    deferred_->setSingleShot(true);
+    deferred_->setInterval(100);
+    connect(deferred_, &QTimer::timeout, this, [this] { catalogueChanged(); });
 }
 
 void frmSalesBoard::setupControls()
@@ -80,6 +93,7 @@ void frmSalesBoard::setupControls()
     cmdRefresh = button("cmdRefresh", QStringLiteral("刷新"));
     cmdPrint = button("cmdPrint", QStringLiteral("打印…"));
     cmdSave = button("cmdSave", QStringLiteral("保存…"));
+    cmdWall = button("cmdWall", QStringLiteral("全屏展示"));
 
     picBoard = new SalesBoardView(this);
     picBoard->setObjectName(QStringLiteral("picBoard"));
@@ -105,6 +119,7 @@ void frmSalesBoard::setupControls()
     top->addWidget(cmdRefresh);
     top->addWidget(cmdPrint);
     top->addWidget(cmdSave);
+    top->addWidget(cmdWall);
     auto* middle = new QHBoxLayout;
     middle->addWidget(picBoard, 1);
     middle->addWidget(lsvLegend);
@@ -122,6 +137,7 @@ void frmSalesBoard::setupControls()
     connect(cmdRefresh, &QPushButton::clicked, this, [this] { Refresh(); });
     connect(cmdPrint, &QPushButton::clicked, this, [this] { cmdPrint_Click(); });
     connect(cmdSave, &QPushButton::clicked, this, [this] { cmdSave_Click(); });
+    connect(cmdWall, &QPushButton::clicked, this, [this] { cmdWall_Click(); });
     connect(picBoard, &SalesBoardView::unitDoubleClicked, this,
             [this](qint32 house) { openPresentation(house); });
     connect(picBoard, &SalesBoardView::unitContextMenu, this, [this](qint32 house, const QPoint& at) {
@@ -135,7 +151,50 @@ void frmSalesBoard::Load()
 {
     SetCaption(QStringLiteral("销控表"));
     SetSizeTwips(15600, 9600);
+    // Watching first, so that a change committed while the board reads is not missed.
+    watcher_->WatchProgramFolder(mdlHouse::ProgramFolder());
     Refresh();
+}
+
+void frmSalesBoard::Unload()
+{
+    watcher_->Stop();
+    deferred_->stop();
+}
+
+void frmSalesBoard::catalogueChanged()
+{
+    if (QApplication::activePopupWidget() || QApplication::activeModalWidget()) {
+        if (!deferred_->isActive()) deferred_->start();
+        return;
+    }
+    ReloadChanged();
+}
+
+void frmSalesBoard::ReloadChanged()
+{
+    if (board_.building.isEmpty()) return;
+    // Not OpenDatabase: nobody clicked, so a catalogue out of reach is no reason for a message.
+    db::Connection connection;
+    sales::Board fresh;
+    const bool read = db::OpenCatalogue(connection, mdlHouse::ProgramFolder()) &&
+                      fresh.Load(connection, board_.building, board_.statusCaption, board_.priceCaption);
+    connection.Close();
+    if (!read) {
+        // Held up by a writer, most likely: once more shortly. A catalogue out of reach is tried
+        // again when the watcher reaches it again.
+        if (watcher_->Connected()) QTimer::singleShot(kReadAgainMs, this, [this] { catalogueChanged(); });
+        return;
+    }
+    const sales::BoardChanges changes = sales::CompareBoards(board_, fresh);
+    if (changes.sameLayout && changes.houses.empty()) return;
+    board_ = std::move(fresh);
+    if (changes.sameLayout) {
+        for (const qint32 house : changes.houses) picBoard->UpdateUnit(house);
+    } else {
+        picBoard->BoardChanged();
+    }
+    showLegend();
 }
 
 void frmSalesBoard::Refresh()
@@ -333,6 +392,17 @@ void frmSalesBoard::cmdPrint_Click()
     printer.setDocName(board_.building + QStringLiteral(" 销控表"));
     if (!ui::ExecPrintDialog(printer, this)) return;
     if (sales::RenderBoard(board_, &printer) == 0) ui::MsgBox(QStringLiteral("打印失败。"));
+}
+
+void frmSalesBoard::cmdWall_Click()
+{
+    ui::WallRequest request;
+    for (int i = 0; i < cmbBuilding->count(); ++i) request.buildings << cmbBuilding->itemText(i);
+    request.building = board_.building;
+    request.statusCaption = board_.statusCaption;
+    request.priceCaption = board_.priceCaption;
+    if (request.buildings.isEmpty()) return;
+    ui::StartWall(this, request);
 }
 
 void frmSalesBoard::cmdSave_Click()

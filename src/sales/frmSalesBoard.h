@@ -8,8 +8,13 @@ class QComboBox;
 class QLabel;
 class QMenu;
 class QPushButton;
+class QTimer;
 class QTreeWidget;
 class SalesBoardView;
+
+namespace db {
+class ChangeWatcher;
+}
 
 // The sales board (销控表): every unit of one building at a glance, one row per floor, coloured
 // by its status; the status is set from a cell's context menu.
@@ -19,6 +24,7 @@ public:
     frmSalesBoard();
 
     void Load() override;
+    void Unload() override;
 
     // Reads the choosers again and redraws the chosen building.
     void Refresh();
@@ -27,6 +33,10 @@ public:
     // Sets the status of one house on the board, on the condition that its row still holds the
     // value the board shows. False when it did not (the board then shows what is stored).
     bool SetStatus(qint32 houseId, const QString& value);
+    // Reads the building shown again and draws the cells that show something else now; the whole
+    // board only when units came or went. Quiet: a catalogue out of reach leaves the board as it is.
+    void ReloadChanged();
+    db::ChangeWatcher* Watcher() const { return watcher_; }
 
     const sales::Board& Board() const { return board_; }
     // The context menu of a cell, as it would open there (the caller owns it). Tests look at it.
@@ -41,6 +51,7 @@ public:
     QPushButton* cmdRefresh;
     QPushButton* cmdPrint;
     QPushButton* cmdSave;
+    QPushButton* cmdWall;
     SalesBoardView* picBoard;
     QTreeWidget* lsvLegend;
     QLabel* lblSummary;
@@ -53,8 +64,14 @@ private:
     void askStatus(qint32 houseId);
     void cmdPrint_Click();
     void cmdSave_Click();
+    void cmdWall_Click();
+    void catalogueChanged();
 
     db::Connection connection_;
     sales::Board board_;
     bool filling_ = false;
+    // Another PC's change waits while a menu or a dialog is open, so that what it shows stays
+    // what the board showed when it opened.
+    db::ChangeWatcher* watcher_;
+    QTimer* deferred_;
 };

@@ -13,6 +13,7 @@
 #include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
+#include "wall/frmWallSetup.h"
 
 namespace windows {
 
@@ -34,6 +35,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmSalesBoard"), [] { return new frmSalesBoard; });
     add(QStringLiteral("frmHouseSheet"), [] { return new frmHouseSheet; });
     ui::SetPriceListExport(pricelist::ExportWithDialog);
+    ui::SetWallStarter(wall::StartWithDialog);
     return names;
 }
 
