@@ -157,7 +157,7 @@ QRect frmWall::headerRect() const
 QRect frmWall::legendRect() const
 {
     const int top = headerRect().bottom() + 1;
-    const int w = std::max(px(this, 0.40), width() / 5);
+    const int w = std::max(px(this, 0.46), width() / 5);
     return QRect(width() - w, top, w, height() - top);
 }
 
@@ -198,6 +198,16 @@ void frmWall::arrange()
             std::max(1, int((area.width() / scale_ - B::kLabelWidth - B::kGap) / (B::kCellWidth + B::kGap)));
         rowsPerPage = std::min(rowsPerPage, rows);
         columnsPerPage = std::min(columnsPerPage, columns);
+        // Pages of even size (16 floors at 7 a page: 6, 6 and 4 rather than 7, 7 and 2), each
+        // drawn as large as the largest of them allows.
+        const int rowPages = (rows + rowsPerPage - 1) / rowsPerPage;
+        const int columnPages = (columns + columnsPerPage - 1) / columnsPerPage;
+        rowsPerPage = (rows + rowPages - 1) / rowPages;
+        columnsPerPage = (columns + columnPages - 1) / columnPages;
+        const double pageWidth = B::kLabelWidth + B::kGap + columnsPerPage * (B::kCellWidth + B::kGap);
+        const double pageHeight = B::kGap + rowsPerPage * (B::kCellHeight + B::kGap);
+        scale_ =
+            std::clamp(std::min(area.width() / pageWidth, area.height() / pageHeight), kMinScale, kMaxScale);
     }
     for (int r = 0; r < rows; r += rowsPerPage)
         for (int c = 0; c < columns; c += columnsPerPage)
@@ -310,20 +320,25 @@ void frmWall::paintLegend(QPainter& painter)
                      QStringLiteral("共 %1 套").arg(board_.units.size()));
     y += line + margin / 2;
     const int swatch = line * 6 / 10;
-    const int countRight = inner.left() + inner.width() * 72 / 100;
+    const QFontMetrics metrics(f);
+    const int countRight = inner.right() - metrics.horizontalAdvance(QStringLiteral("100.0%")) - margin / 2;
     painter.setFont(f);
-    for (const sales::LegendEntry& e : board_.Legend()) {
+    const std::vector<sales::LegendEntry> entries = board_.Legend();
+    int countWidth = 0;
+    for (const sales::LegendEntry& e : entries)
+        countWidth = std::max(countWidth, metrics.horizontalAdvance(QString::number(e.count)));
+    for (const sales::LegendEntry& e : entries) {
         if (y + line > inner.bottom() - line) break;
         const QRect row(inner.left(), y, inner.width(), line);
         painter.setPen(e.colour.darker(140));
         painter.setBrush(e.colour);
         painter.drawRoundedRect(QRect(row.left(), row.center().y() - swatch / 2, swatch, swatch), 4, 4);
         painter.setPen(QColor(30, 30, 30));
-        const QRect label(row.left() + swatch + margin / 2, y, countRight - row.left() - swatch - margin,
-                          line);
-        painter.drawText(
-            label, Qt::AlignLeft | Qt::AlignVCenter,
-            QFontMetrics(f).elidedText(sales::StatusLabel(e.value), Qt::ElideRight, label.width()));
+        const int labelLeft = row.left() + swatch + margin / 2;
+        const int labelWidth = countRight - labelLeft - countWidth - margin / 2;
+        const QRect label(labelLeft, y, labelWidth, line);
+        painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter,
+                         metrics.elidedText(sales::StatusLabel(e.value), Qt::ElideRight, label.width()));
         painter.drawText(QRect(row.left(), y, countRight - row.left(), line),
                          Qt::AlignRight | Qt::AlignVCenter, QString::number(e.count));
         painter.drawText(row, Qt::AlignRight | Qt::AlignVCenter,
