@@ -6,19 +6,12 @@
 
 namespace livetest {
 
-// Until the catalogue's own history triggers announce a change on the server, the other PC announces
-// it itself, in the same transaction, as those triggers will.
-constexpr bool kAnnounceByHand = true;
-
+// A unit's status changed by another process, as a second PC would; on a server the catalogue's
+// history trigger announces it.
 inline bool changeElsewhere(const testsupport::ProgramFolder& f, qint32 house, const QString& value)
 {
-    QString sql =
-        QStringLiteral("Update t_Content Set Content = '%1' Where HouseID = %2").arg(value).arg(house);
-    if (!f.ServerUri().isEmpty() && kAnnounceByHand)
-        sql = QStringLiteral("BEGIN; %1; SELECT pg_notify('tavrelo_changes', '%2'); COMMIT")
-                  .arg(sql)
-                  .arg(house);
-    return salestest::ExecElsewhere(f, sql);
+    return salestest::ExecElsewhere(
+        f, QStringLiteral("Update t_Content Set Content = '%1' Where HouseID = %2").arg(value).arg(house));
 }
 
 }  // namespace livetest

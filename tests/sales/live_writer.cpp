@@ -4,8 +4,6 @@
 // random pauses between. A unit is changed again only after kQuietMs, so that a board that keeps up
 // has shown one change before the next arrives. After each commit it prints, for each unit of it,
 // "C <HouseID> <new value> <steady-clock nanoseconds after the commit>", then "done" at the end.
-// With --notify it announces each changed unit itself (pg_notify in the same transaction), for a
-// server catalogue without the history triggers.
 #include <QCoreApplication>
 #include <QRandomGenerator>
 #include <QThread>
@@ -16,7 +14,6 @@
 #include <vector>
 
 #include "core/db/Connection.h"
-#include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
 #include "core/db/Store.h"
 
@@ -52,13 +49,12 @@ int main(int argc, char* argv[])
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() < 5) {
-        std::fprintf(stderr, "usage: live_writer STORE BUILDING COUNT SEED [--notify]\n");
+        std::fprintf(stderr, "usage: live_writer STORE BUILDING COUNT SEED\n");
         return 2;
     }
     const QString store = args[1];
     const int count = args[3].toInt();
     QRandomGenerator random(args[4].toUInt());
-    const bool notify = args.contains(QStringLiteral("--notify"));
 
     db::Connection c;
     if (!open(c, store)) {
@@ -111,9 +107,6 @@ int main(int argc, char* argv[])
                                db::Sql::Quoted(value) + QStringLiteral(" Where ContentID = ") +
                                QString::number(rows[i].contentId)) &&
                      c.RowsAffected() == 1;
-                if (ok && notify)
-                    ok = c.Server()->ExecuteNative(
-                        QStringLiteral("SELECT pg_notify('tavrelo_changes', '%1')").arg(rows[i].houseId));
             }
             if (!ok || !t.Commit()) {
                 std::fprintf(stderr, "change failed: %s\n", qPrintable(c.LastError()));

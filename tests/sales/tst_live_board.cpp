@@ -22,7 +22,6 @@
 
 using namespace salestest;
 using livetest::changeElsewhere;
-using livetest::kAnnounceByHand;
 
 namespace {
 
@@ -198,7 +197,6 @@ private slots:
         });
         QStringList args = {ElsewhereTarget(*folder), kBuilding, QString::number(count),
                             QStringLiteral("2311")};
-        if (!folder->ServerUri().isEmpty() && kAnnounceByHand) args << QStringLiteral("--notify");
         writer.start(writerProgram(), args);
         QVERIFY2(writer.waitForStarted(10000), qPrintable(writer.errorString()));
         QTRY_VERIFY_WITH_TIMEOUT(writer.state() == QProcess::NotRunning, 300000);
