@@ -58,6 +58,7 @@ private slots:
             // 2000 houses: the sales board's building has half of them.
             "draw the sales board of a building of 1000 units",
             "change a status on the sales board",
+            "another PC's status change shown on the sales board (commit to redraw)",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {

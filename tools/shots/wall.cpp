@@ -1,7 +1,8 @@
-// tavrelo-wallshot OUTPUT.png: the wall screen as a showroom's 1920 x 1080 display shows it, for the
-// documentation. It makes a catalogue of its own in a temporary program folder (a building of 16
-// floors with six units each, statuses and prices spread as in a development half sold) and saves
-// what the wall draws. Run it on a screen of that size (xvfb-run -s '-screen 0 1920x1080x24').
+// tavrelo-wallshot OUTPUT.png [SETUP.png]: the wall screen as a showroom's 1920 x 1080 display shows it, for
+// the documentation. It makes a catalogue of its own in a temporary program folder (a building of 16 floors
+// with six units each, statuses and prices spread as in a development half sold) and saves what the wall
+// draws; with a second file, also the dialog that sets it up. Run it on a screen of that size (xvfb-run -s
+// '-screen 0 1920x1080x24').
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -14,6 +15,7 @@
 #include "core/db/Connection.h"
 #include "core/mdlHouse.h"
 #include "wall/frmWall.h"
+#include "wall/frmWallSetup.h"
 
 namespace {
 
@@ -73,8 +75,8 @@ bool fill(const QString& path)
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: tavrelo-wallshot OUTPUT.png\n");
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: tavrelo-wallshot OUTPUT.png [SETUP.png]\n");
         return 2;
     }
     QTemporaryDir folder;
@@ -83,6 +85,18 @@ int main(int argc, char* argv[])
         return 1;
     }
     mdlHouse::SetProgramFolder(folder.path());
+    if (argc == 3) {
+        ui::WallRequest request;
+        request.buildings = {QStringLiteral("翠湖苑一号楼"), QStringLiteral("翠湖苑二号楼"), kBuilding};
+        request.building = kBuilding;
+        request.statusCaption = QStringLiteral("状态");
+        request.priceCaption = QStringLiteral("单价");
+        frmWallSetup setup(request);
+        setup.show();
+        settle(500);
+        if (!setup.grab().save(QString::fromLocal8Bit(argv[2]))) std::fprintf(stderr, "setup NOT saved\n");
+        setup.close();
+    }
     wall::WallOptions options;
     options.buildings = {kBuilding};
     options.statusCaption = QStringLiteral("状态");
