@@ -11,6 +11,7 @@
 #include "core/db/ChangeContext.h"
 #include "core/db/Clock.h"
 #include "core/db/Connection.h"
+#include "core/db/DealsSchema.h"
 #include "core/db/Recordset.h"
 #include "core/db/TextCollation.h"
 #include "core/db/schema_sql.h"
@@ -162,6 +163,7 @@ private slots:
 
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
+        QVERIFY(db::HasDealsTables(cn));
         cn.Close();
         QCOMPARE(f.Value("PRAGMA user_version").toInt(), 3);
         for (const QString& table : kDealsTables)

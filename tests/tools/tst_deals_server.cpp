@@ -21,6 +21,7 @@
 #include "ServerTool.h"
 #include "core/db/ChangeContext.h"
 #include "core/db/Connection.h"
+#include "core/db/DealsSchema.h"
 #include "deals/Expiry.h"
 #include "deals/Settings.h"
 
@@ -359,6 +360,7 @@ private slots:
         // A PC's program still opens it; the deals are not there yet, and it cannot add them.
         db::Connection cn;
         QVERIFY2(cn.OpenServer(uri), qPrintable(cn.LastError()));
+        QVERIFY(!db::HasDealsTables(cn));
         QCOMPARE(deals::ReleaseExpired(cn, QDateTime::currentDateTimeUtc()), -1);
         cn.Close();
 
@@ -390,6 +392,9 @@ private slots:
         QCOMPARE(older.State("UPDATE t_Content SET Content = '预留' WHERE HouseID = 1"), QString());
         QCOMPARE(older.Value("SELECT OldValue || '>' || NewValue || ':' || Path FROM t_History"),
                  QString("在售>预留:sql"));
+        QVERIFY2(cn.OpenServer(uri), qPrintable(cn.LastError()));
+        QVERIFY(db::HasDealsTables(cn));
+        cn.Close();
         const Run again = runTool({"upgrade", uri});
         QCOMPARE(again.exitCode, 0);
         QVERIFY(again.out.contains("nothing was changed"));

@@ -28,7 +28,7 @@ Result failure(const QString& error)
 bool upgradeDeals(const QString& uri, db::ServerUpgrade* done, QString* error)
 {
     *done = db::UpgradeServerCatalogue(uri, error);
-    if (*done == db::ServerUpgrade::Failed) return false;
+    if (*done == db::ServerUpgrade::Failed || *done == db::ServerUpgrade::NoCatalogue) return false;
     if (*done == db::ServerUpgrade::Current) return true;
     const Result roles = SetUpRoles(uri);
     if (!roles.ok) *error = roles.error;
@@ -39,12 +39,15 @@ bool upgradeDeals(const QString& uri, db::ServerUpgrade* done, QString* error)
 // one made before the deals tables gets those.
 bool openServer(db::Connection& server, const QString& uri, bool makeTables, QString* error)
 {
+    // Upgraded before the catalogue is opened, so that the session opened reads the new tables too.
     db::ServerUpgrade upgraded = db::ServerUpgrade::Current;
+    QString upgradeError;
+    const bool current = !makeTables || upgradeDeals(uri, &upgraded, &upgradeError);
     if (server.OpenServer(uri)) {
-        if (!makeTables) return true;
+        if (current) return true;
         server.Close();
-        if (!upgradeDeals(uri, &upgraded, error)) return false;
-        if (server.OpenServer(uri)) return true;
+        *error = upgradeError;
+        return false;
     }
     if (makeTables && server.LastError() == QLatin1String("catalogue tables missing")) {
         if (!db::InitServerCatalogue(uri, error)) return false;
@@ -154,7 +157,8 @@ Result Init(const QString& uri)
     db::ServerUpgrade upgraded = db::ServerUpgrade::Current;
     if (!made) {
         upgraded = db::UpgradeServerCatalogue(uri, &error);
-        if (upgraded == db::ServerUpgrade::Failed) return failure(error);
+        if (upgraded == db::ServerUpgrade::Failed || upgraded == db::ServerUpgrade::NoCatalogue)
+            return failure(error);
         error.clear();
     }
     // A catalogue an earlier version made has its tables but not its roles: init adds them.

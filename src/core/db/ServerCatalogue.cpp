@@ -101,8 +101,10 @@ ServerUpgrade UpgradeServerCatalogue(const QString& uri, QString* error)
     if (!conn) return fail(message);
     const int tables = countTables(conn, kCatalogueTables, &message);
     if (tables < 0) return fail(message);
-    if (tables < 6)
-        return fail(QStringLiteral("the database has no Tavrelo catalogue; run tavrelo-server init"));
+    if (tables < 6) {
+        fail(QStringLiteral("the database has no Tavrelo catalogue; run tavrelo-server init"));
+        return ServerUpgrade::NoCatalogue;
+    }
     const int deals = countTables(conn, kDealsTables, &message);
     if (deals < 0) return fail(message);
     if (deals == 5) {

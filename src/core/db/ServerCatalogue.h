@@ -12,7 +12,8 @@ bool InitServerCatalogue(const QString& uri, QString* error = nullptr);
 // Gives a catalogue made before the deals tables those tables and their functions, in one
 // transaction, nothing else touched. Only a login that may create tables in the catalogue's schema
 // can (the administrator's, through `tavrelo-server upgrade`); a PC's login never can.
-enum class ServerUpgrade { Failed, Current, Upgraded };
+// NoCatalogue: the database has no Tavrelo tables at all (init makes them).
+enum class ServerUpgrade { Failed, NoCatalogue, Current, Upgraded };
 ServerUpgrade UpgradeServerCatalogue(const QString& uri, QString* error = nullptr);
 
 // The key counters' trigger function (CREATE OR REPLACE): it runs with the rights of the role that
