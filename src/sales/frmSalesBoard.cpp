@@ -16,6 +16,8 @@
 #include "core/Save.h"
 #include "core/db/ChangeContext.h"
 #include "core/db/ChangeWatcher.h"
+#include "core/db/Clock.h"
+#include "core/db/Expiry.h"
 #include "core/db/Recordset.h"
 #include "core/db/Store.h"
 #include "core/mdlHouse.h"
@@ -178,8 +180,11 @@ void frmSalesBoard::ReloadChanged()
     // Not OpenDatabase: nobody clicked, so a catalogue out of reach is no reason for a message.
     db::Connection connection;
     sales::Board fresh;
-    const bool read = db::OpenCatalogue(connection, mdlHouse::ProgramFolder()) &&
-                      fresh.Load(connection, board_.building, board_.statusCaption, board_.priceCaption);
+    const bool opened = db::OpenCatalogue(connection, mdlHouse::ProgramFolder());
+    // Reading the units releases the holds past their end first, as every read of them does.
+    if (opened) db::ReleaseExpiredHolds(connection, db::Now());
+    const bool read =
+        opened && fresh.Load(connection, board_.building, board_.statusCaption, board_.priceCaption);
     connection.Close();
     if (!read) {
         // Held up by a writer, most likely: once more shortly. A catalogue out of reach is tried

@@ -10,7 +10,9 @@
 #include <cmath>
 
 #include "core/db/ChangeWatcher.h"
+#include "core/db/Clock.h"
 #include "core/db/Connection.h"
+#include "core/db/Expiry.h"
 #include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "sales/BoardChanges.h"
@@ -93,6 +95,8 @@ bool frmWall::read(const QString& building, sales::Board* board)
     if (unreachable_) return false;
     db::Connection connection;
     if (!db::OpenCatalogue(connection, mdlHouse::ProgramFolder())) return false;
+    // As every read of the units: holds past their end are released first (any login may).
+    db::ReleaseExpiredHolds(connection, db::Now());
     return board->Load(connection, building, options_.statusCaption, options_.priceCaption);
 }
 

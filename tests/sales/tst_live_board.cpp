@@ -259,6 +259,25 @@ private slots:
         QCOMPARE(board->lsvLegend->topLevelItemCount() > 0, true);
     }
 
+    void a_hold_that_ended_is_released_when_the_board_reads_again()
+    {
+        // Another PC holds house 13 (已售 on the board) with 在售 before the hold, a hold that has
+        // already ended: the board reads again because of that change, and releases it first.
+        const qint32 house = 13;
+        QCOMPARE(board->Board().units[size_t(board->Board().IndexOf(house))].status, QStringLiteral("已售"));
+        QVERIFY(
+            ExecElsewhere(*folder, QStringLiteral("Update t_Content Set Content = '预留' Where HouseID = 13; "
+                                                  "Insert Into t_Deal (HouseID, Stage, Active, HoldStart, "
+                                                  "HoldEnd, PriorStatus, CreatedAt) Values (13, 'hold', 1, "
+                                                  "'2020-01-01 00:00:00', '2020-01-02 00:00:00', '在售', "
+                                                  "'2020-01-01 00:00:00')")));
+        QTRY_COMPARE_WITH_TIMEOUT(board->Board().units[size_t(board->Board().IndexOf(house))].status,
+                                  QStringLiteral("在售"), 2000);
+        QCOMPARE(folder->Value(QStringLiteral("Select Stage From t_Deal Where HouseID = 13")).toString(),
+                 QStringLiteral("expired"));
+        QCOMPARE(storedStatuses(*folder)[house], QStringLiteral("在售"));
+    }
+
     void an_open_cell_menu_is_not_disturbed()
     {
         const qint32 house = 37;

@@ -275,6 +275,25 @@ private slots:
         QVERIFY(messages->Texts().isEmpty());
     }
 
+    void an_expired_hold_is_released_when_the_wall_reads()
+    {
+        // House 8 (已售 at first) held until 2020 with 在售 before the hold.
+        QVERIFY(Exec(
+            *folder,
+            QStringLiteral("Update t_Content Set Content = '预留' Where HouseID = 8 And Caption = '状态'")));
+        QVERIFY(Exec(*folder,
+                     QStringLiteral("Insert Into t_Deal (HouseID, Stage, Active, HoldStart, HoldEnd, "
+                                    "PriorStatus, CreatedAt) Values (8, 'hold', 1, '2020-01-01 00:00:00', "
+                                    "'2020-01-02 00:00:00', '在售', '2020-01-01 00:00:00')")));
+        openBoard();
+        QPointer<frmWall> wall = startWall({kBuildings[0]}, 30, false);
+        QVERIFY(wall);
+        QCOMPARE(statusOf(wall, 8), QStringLiteral("在售"));
+        QCOMPARE(folder->Value(QStringLiteral("Select Stage From t_Deal Where HouseID = 8")).toString(),
+                 QStringLiteral("expired"));
+        QVERIFY(folder->Value(QStringLiteral("Select Active From t_Deal Where HouseID = 8")).isNull());
+    }
+
     void a_look_only_server_login_runs_it()
     {
         // Always on the server: a login that may read the catalogue and nothing of the customers.
