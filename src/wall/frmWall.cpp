@@ -36,6 +36,8 @@ frmWall::frmWall(const wall::WallOptions& options, QWidget* parent) : QWidget(pa
     setObjectName(QStringLiteral("frmWall"));
     setWindowTitle(QStringLiteral("销控表"));
     setAttribute(Qt::WA_DeleteOnClose);
+    // Closing the main window still ends the program while the wall is up.
+    setAttribute(Qt::WA_QuitOnClose, false);
     setCursor(Qt::BlankCursor);
     setFocusPolicy(Qt::StrongFocus);
     QPalette p = palette();

@@ -20,6 +20,7 @@
 #include "core/ui/WindowCalls.h"
 #include "wall/frmWall.h"
 #include "wall/frmWallSetup.h"
+#include "windows/RegisterWindows.h"
 
 using namespace salestest;
 using livetest::changeElsewhere;
@@ -126,7 +127,8 @@ class tst_wall_screen : public QObject {
     }
 
 private slots:
-    void initTestCase() { windows_register(); }
+    // The board reaches the wall the way the program wires it.
+    void initTestCase() { windows::RegisterWindows(); }
 
     void init()
     {
@@ -340,9 +342,6 @@ private slots:
         folder.reset();
         qputenv("TAVRELO_TEST_STORE", store);
     }
-
-private:
-    static void windows_register() { ui::SetWallStarter(wall::StartWithDialog); }
 };
 
 QTEST_MAIN(tst_wall_screen)

@@ -119,8 +119,10 @@ void ChangeWatcher::pollConnect()
         serverLost(QString::fromUtf8(PQerrorMessage(conn_)).trimmed());
         return;
     }
-    PQflush(conn_);
+    const bool unsent = PQflush(conn_) == 1;
     watchSocket(true);
+    // The rest of the LISTEN goes out when the socket takes it.
+    if (unsent && writer_) writer_->setEnabled(true);
 }
 
 // Watches the connection's socket for reading or writing; the socket may change while libpq tries
