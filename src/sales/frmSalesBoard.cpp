@@ -177,24 +177,16 @@ void frmSalesBoard::catalogueChanged()
 void frmSalesBoard::ReloadChanged()
 {
     if (board_.building.isEmpty()) return;
-    // Not OpenDatabase: nobody clicked, so a catalogue out of reach is no reason for a message.
-    db::Connection connection;
-    sales::Board fresh;
-    const bool opened = db::OpenCatalogue(connection, mdlHouse::ProgramFolder());
-    // Reading the units releases the holds past their end first, as every read of them does.
-    if (opened) db::ReleaseExpiredHolds(connection, db::Now());
-    const bool read =
-        opened && fresh.Load(connection, board_.building, board_.statusCaption, board_.priceCaption);
-    connection.Close();
-    if (!read) {
+    const sales::Board before = board_;
+    if (!readBuilding(true)) {
+        board_ = before;
         // Held up by a writer, most likely: once more shortly. A catalogue out of reach is tried
         // again when the watcher reaches it again.
         if (watcher_->Connected()) QTimer::singleShot(kReadAgainMs, this, [this] { catalogueChanged(); });
         return;
     }
-    const sales::BoardChanges changes = sales::CompareBoards(board_, fresh);
+    const sales::BoardChanges changes = sales::CompareBoards(before, board_);
     if (changes.sameLayout && changes.houses.empty()) return;
-    board_ = std::move(fresh);
     if (changes.sameLayout) {
         for (const qint32 house : changes.houses) picBoard->UpdateUnit(house);
     } else {
@@ -240,11 +232,25 @@ void frmSalesBoard::fillChoosers()
 
 void frmSalesBoard::ShowBuilding()
 {
-    mdlHouse::OpenDatabase(connection_);
-    board_.Load(connection_, cmbBuilding->currentText(), cmbStatus->currentText(), cmbPrice->currentText());
-    connection_.Close();
+    readBuilding(false);
     picBoard->BoardChanged();
     showLegend();
+}
+
+bool frmSalesBoard::readBuilding(bool quiet)
+{
+    // A read nobody clicked for (another PC's change) gives no message when the catalogue is out
+    // of reach.
+    if (quiet)
+        db::OpenCatalogue(connection_, mdlHouse::ProgramFolder());
+    else
+        mdlHouse::OpenDatabase(connection_);
+    // Reading the units releases the holds past their end first, as every read of them does.
+    if (connection_.IsOpen()) db::ReleaseExpiredHolds(connection_, db::Now());
+    const bool read = board_.Load(connection_, cmbBuilding->currentText(), cmbStatus->currentText(),
+                                  cmbPrice->currentText());
+    connection_.Close();
+    return read;
 }
 
 void frmSalesBoard::showLegend()

@@ -59,6 +59,9 @@ public:
 private:
     void setupControls();
     void fillChoosers();
+    // Reads the building of the choosers into the board: everything a cell shows. False when the
+    // catalogue could not be read (the board is then empty).
+    bool readBuilding(bool quiet);
     void showLegend();
     void openPresentation(qint32 houseId);
     void askStatus(qint32 houseId);
