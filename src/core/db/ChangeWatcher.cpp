@@ -16,7 +16,8 @@ namespace db {
 
 namespace {
 const char* const kChannel = "tavrelo_changes";
-}
+void ignoreNotice(void*, const char*) {}
+}  // namespace
 
 ChangeWatcher::ChangeWatcher(QObject* parent) : QObject(parent)
 {
@@ -92,6 +93,8 @@ void ChangeWatcher::connectServer()
         scheduleRetry();
         return;
     }
+    // The server's goodbye when it shuts down arrives as a notice; the loss is reported by signal.
+    PQsetNoticeProcessor(conn_, ignoreNotice, nullptr);
     connectLimit_->start(kConnectTimeoutMs);
     // libpq's rule: begin as though the last poll had asked to write.
     watchSocket(false);
