@@ -1,5 +1,6 @@
 #include "sales/frmSalesBoard.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -8,12 +9,17 @@
 #include <QPainter>
 #include <QPrinter>
 #include <QPushButton>
+#include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
 #include "core/Save.h"
 #include "core/db/ChangeContext.h"
+#include "core/db/ChangeWatcher.h"
+#include "core/db/Clock.h"
+#include "core/db/Expiry.h"
 #include "core/db/Recordset.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
 #include "core/ui/Forms.h"
@@ -21,8 +27,10 @@
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
 #include "core/ui/Twips.h"
+#include "core/ui/WindowCalls.h"
 #include "deals/Clock.h"
 #include "deals/OpenDeals.h"
+#include "sales/BoardChanges.h"
 #include "sales/BoardOutput.h"
 #include "sales/HouseSheet.h"
 #include "sales/SalesBoardView.h"
@@ -31,6 +39,7 @@
 namespace {
 
 const QString kStatusCaption = QStringLiteral("状态");
+constexpr int kReadAgainMs = 300;
 
 QIcon swatch(const QColor& colour)
 {
@@ -58,6 +67,12 @@ frmSalesBoard::frmSalesBoard()
     setObjectName(QStringLiteral("frmSalesBoard"));
     setWindowTitle(QStringLiteral("销控表"));
     setupControls();
+    watcher_ = new db::ChangeWatcher(this);
+    connect(watcher_, &db::ChangeWatcher::Changed, this, [this] { catalogueChanged(); });
+    deferred_ = new QTimer(this);
+    deferred_->setSingleShot(true);
+    deferred_->setInterval(100);
+    connect(deferred_, &QTimer::timeout, this, [this] { catalogueChanged(); });
 }
 
 void frmSalesBoard::setupControls()
@@ -83,6 +98,7 @@ void frmSalesBoard::setupControls()
     cmdRefresh = button("cmdRefresh", QStringLiteral("刷新"));
     cmdPrint = button("cmdPrint", QStringLiteral("打印…"));
     cmdSave = button("cmdSave", QStringLiteral("保存…"));
+    cmdWall = button("cmdWall", QStringLiteral("全屏展示"));
 
     picBoard = new SalesBoardView(this);
     picBoard->setObjectName(QStringLiteral("picBoard"));
@@ -108,6 +124,7 @@ void frmSalesBoard::setupControls()
     top->addWidget(cmdRefresh);
     top->addWidget(cmdPrint);
     top->addWidget(cmdSave);
+    top->addWidget(cmdWall);
     auto* middle = new QHBoxLayout;
     middle->addWidget(picBoard, 1);
     middle->addWidget(lsvLegend);
@@ -125,6 +142,7 @@ void frmSalesBoard::setupControls()
     connect(cmdRefresh, &QPushButton::clicked, this, [this] { Refresh(); });
     connect(cmdPrint, &QPushButton::clicked, this, [this] { cmdPrint_Click(); });
     connect(cmdSave, &QPushButton::clicked, this, [this] { cmdSave_Click(); });
+    connect(cmdWall, &QPushButton::clicked, this, [this] { cmdWall_Click(); });
     connect(picBoard, &SalesBoardView::unitDoubleClicked, this,
             [this](qint32 house) { openPresentation(house); });
     connect(picBoard, &SalesBoardView::unitContextMenu, this, [this](qint32 house, const QPoint& at) {
@@ -138,7 +156,45 @@ void frmSalesBoard::Load()
 {
     SetCaption(QStringLiteral("销控表"));
     SetSizeTwips(15600, 9600);
+    // Watching first, so that a change committed while the board reads is not missed.
+    watcher_->WatchProgramFolder(mdlHouse::ProgramFolder());
     Refresh();
+}
+
+void frmSalesBoard::Unload()
+{
+    watcher_->Stop();
+    deferred_->stop();
+}
+
+void frmSalesBoard::catalogueChanged()
+{
+    if (QApplication::activePopupWidget() || QApplication::activeModalWidget()) {
+        if (!deferred_->isActive()) deferred_->start();
+        return;
+    }
+    ReloadChanged();
+}
+
+void frmSalesBoard::ReloadChanged()
+{
+    if (board_.building.isEmpty()) return;
+    const sales::Board before = board_;
+    if (!readBuilding(true)) {
+        board_ = before;
+        // Held up by a writer, most likely: once more shortly. A catalogue out of reach is tried
+        // again when the watcher reaches it again.
+        if (watcher_->Connected()) QTimer::singleShot(kReadAgainMs, this, [this] { catalogueChanged(); });
+        return;
+    }
+    const sales::BoardChanges changes = sales::CompareBoards(before, board_);
+    if (changes.sameLayout && changes.houses.empty()) return;
+    if (changes.sameLayout) {
+        for (const qint32 house : changes.houses) picBoard->UpdateUnit(house);
+    } else {
+        picBoard->BoardChanged();
+    }
+    showLegend();
 }
 
 void frmSalesBoard::Refresh()
@@ -178,17 +234,33 @@ void frmSalesBoard::fillChoosers()
 
 void frmSalesBoard::ShowBuilding()
 {
-    mdlHouse::OpenDatabase(connection_);
-    // Reading the open deals first releases the holds past their end, so that the statuses read
-    // after it never show a hold that has already run out.
-    const deals::OpenDeals open = deals::ReadOpenDeals(connection_, cmbBuilding->currentText());
-    const QDateTime now = deals::Now(connection_);
-    readDealSettings();
-    board_.Load(connection_, cmbBuilding->currentText(), cmbStatus->currentText(), cmbPrice->currentText());
-    connection_.Close();
-    attachDeals(open, now);
+    readBuilding(false);
     picBoard->BoardChanged();
     showLegend();
+}
+
+bool frmSalesBoard::readBuilding(bool quiet)
+{
+    // A read nobody clicked for (another PC's change) gives no message when the catalogue is out
+    // of reach.
+    if (quiet)
+        db::OpenCatalogue(connection_, mdlHouse::ProgramFolder());
+    else
+        mdlHouse::OpenDatabase(connection_);
+    // Reading the open deals first releases the holds past their end, so that the statuses read
+    // after it never show a hold that has already run out.
+    deals::OpenDeals open;
+    QDateTime now;
+    if (connection_.IsOpen()) {
+        open = deals::ReadOpenDeals(connection_, cmbBuilding->currentText());
+        now = deals::Now(connection_);
+        readDealSettings();
+    }
+    const bool read = board_.Load(connection_, cmbBuilding->currentText(), cmbStatus->currentText(),
+                                  cmbPrice->currentText());
+    connection_.Close();
+    if (read) attachDeals(open, now);
+    return read;
 }
 
 void frmSalesBoard::showLegend()
@@ -345,6 +417,17 @@ void frmSalesBoard::cmdPrint_Click()
     printer.setDocName(board_.building + QStringLiteral(" 销控表"));
     if (!ui::ExecPrintDialog(printer, this)) return;
     if (sales::RenderBoard(board_, &printer) == 0) ui::MsgBox(QStringLiteral("打印失败。"));
+}
+
+void frmSalesBoard::cmdWall_Click()
+{
+    ui::WallRequest request;
+    for (int i = 0; i < cmbBuilding->count(); ++i) request.buildings << cmbBuilding->itemText(i);
+    request.building = board_.building;
+    request.statusCaption = board_.statusCaption;
+    request.priceCaption = board_.priceCaption;
+    if (request.buildings.isEmpty()) return;
+    ui::StartWall(this, request);
 }
 
 void frmSalesBoard::cmdSave_Click()

@@ -10,12 +10,17 @@ class QComboBox;
 class QLabel;
 class QMenu;
 class QPushButton;
+class QTimer;
 class QTreeWidget;
 class SalesBoardView;
 namespace deals {
 enum class Step;
 struct OpenDeals;
 }  // namespace deals
+
+namespace db {
+class ChangeWatcher;
+}
 
 // The sales board (销控表): every unit of one building at a glance, one row per floor, coloured
 // by its status; the status is set from a cell's context menu.
@@ -25,6 +30,7 @@ public:
     frmSalesBoard();
 
     void Load() override;
+    void Unload() override;
 
     // Reads the choosers again and redraws the chosen building.
     void Refresh();
@@ -33,6 +39,10 @@ public:
     // Sets the status of one house on the board, on the condition that its row still holds the
     // value the board shows. False when it did not (the board then shows what is stored).
     bool SetStatus(qint32 houseId, const QString& value);
+    // Reads the building shown again and draws the cells that show something else now; the whole
+    // board only when units came or went. Quiet: a catalogue out of reach leaves the board as it is.
+    void ReloadChanged();
+    db::ChangeWatcher* Watcher() const { return watcher_; }
 
     const sales::Board& Board() const { return board_; }
     // The context menu of a cell, as it would open there (the caller owns it). Tests look at it.
@@ -52,6 +62,7 @@ public:
     QPushButton* cmdRefresh;
     QPushButton* cmdPrint;
     QPushButton* cmdSave;
+    QPushButton* cmdWall;
     SalesBoardView* picBoard;
     QTreeWidget* lsvLegend;
     QLabel* lblSummary;
@@ -59,6 +70,9 @@ public:
 private:
     void setupControls();
     void fillChoosers();
+    // Reads the building of the choosers into the board: everything a cell shows. False when the
+    // catalogue could not be read (the board is then empty).
+    bool readBuilding(bool quiet);
     void showLegend();
     void openPresentation(qint32 houseId);
     void askStatus(qint32 houseId);
@@ -68,6 +82,8 @@ private:
     void readDealSettings();
     void attachDeals(const deals::OpenDeals& open, const QDateTime& now);
     void addDealEntries(QMenu* menu, qint32 houseId);
+    void cmdWall_Click();
+    void catalogueChanged();
 
     db::Connection connection_;
     sales::Board board_;
@@ -77,4 +93,8 @@ private:
     QString dealCaption_;
     QString wordForSale_;
     int holdHours_ = 24;
+    // Another PC's change waits while a menu or a dialog is open, so that what it shows stays
+    // what the board showed when it opened.
+    db::ChangeWatcher* watcher_;
+    QTimer* deferred_;
 };

@@ -17,6 +17,7 @@
 #include "sales/frmSalesBoard.h"
 #include "types/frmContent.h"
 #include "types/frmHouseType.h"
+#include "wall/frmWallSetup.h"
 
 namespace windows {
 
@@ -42,6 +43,7 @@ QStringList RegisterWindows()
     add(QStringLiteral("frmSalesSettings"), [] { return new frmSalesSettings; });
     add(QStringLiteral("frmSalesReport"), [] { return new frmSalesReport; });
     ui::SetPriceListExport(pricelist::ExportWithDialog);
+    ui::SetWallStarter(wall::StartWithDialog);
     return names;
 }
 

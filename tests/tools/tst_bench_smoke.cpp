@@ -67,6 +67,7 @@ private slots:
             // Ten history rows per house.
             "sales report over 20000 history rows: one month",
             "sales report over 20000 history rows: the whole year",
+            "another PC's status change shown on the sales board (commit to redraw)",
             "program start to main window shown (process)",
         };
         for (const QString& name : expected) {

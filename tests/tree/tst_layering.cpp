@@ -34,6 +34,8 @@ const QList<AllowedInclude> kAllowedFeatureIncludes = {
          "history")},
     {QStringLiteral("report"), QStringLiteral("sales"),
      QStringLiteral("the sales report colours each status as the board does (sales::StatusColours)")},
+    {QStringLiteral("wall"), QStringLiteral("sales"),
+     QStringLiteral("the wall screen shows the sales board full screen: the same units, colours and cells")},
 };
 
 // The pieces of src/core that the data library compiles (CMakeLists.txt: tavrelo_db); the data

@@ -8,11 +8,14 @@
 #include <QMdiSubWindow>
 #include <QMetaObject>
 #include <QPushButton>
+#include <QThread>
 
 #include "Floor.h"
 #include "catalogue/HouseQuery.h"
 #include "catalogue/frmHouseList.h"
+#include "core/db/Connection.h"
 #include "core/db/Convert.h"
+#include "core/db/Store.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -271,6 +274,58 @@ void measurePresentation(Measurer& m, const WindowContext& context, frmHouseList
     unloadWindow(QStringLiteral("frmHouseShow"));
 }
 
+// Another PC's status change reaching the open board: committed on a connection of its own, timed
+// from before the commit until the board has redrawn the cell. On House.db the board learns of it
+// from its watcher's look at the file (every ChangeWatcher::kFilePollMs), on a server from the
+// history trigger's notification; then it reads the building again. The floor: the same change
+// and the board's two statements.
+void measureChangeElsewhere(Measurer& m, const WindowContext& context, frmSalesBoard* board, qint32 house,
+                            const sales::Unit& otherUnit)
+{
+    db::Connection elsewhere;
+    const bool opened = db::IsServerUri(context.databasePath) ? elsewhere.OpenServer(context.databasePath)
+                                                              : elsewhere.Open(context.databasePath);
+    const int index = board->Board().IndexOf(house);
+    if (!opened || index < 0 || board->Board().units[size_t(index)].statusRowId == 0) {
+        m.problem(QStringLiteral("another PC's change: no second connection or no status row"));
+        return;
+    }
+    const qint64 row = board->Board().units[size_t(index)].statusRowId;
+    const QString building = board->Board().building;
+    const QString status = board->Board().statusCaption;
+    // Until the watcher listens (a server) or has read the file once.
+    QElapsedTimer wait;
+    wait.start();
+    while (wait.elapsed() < 1000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(5);
+    }
+    int runs = 0;
+    bool late = false;
+    m.add(QStringLiteral("another PC's status change shown on the sales board (commit to redraw)"),
+          [&] {
+              const QString value = (runs++ % 2 == 0) ? QStringLiteral("预留") : QStringLiteral("在售");
+              elsewhere.Execute(db::Sql(QStringLiteral("Update t_Content Set Content = ")) +
+                                db::Sql::Quoted(value) + QStringLiteral(" Where ContentID = ") +
+                                QString::number(row));
+              QElapsedTimer shown;
+              shown.start();
+              while (board->Board().units[size_t(board->Board().IndexOf(house))].status != value) {
+                  if (shown.elapsed() > 5000) {
+                      late = true;
+                      break;
+                  }
+                  QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+                  QThread::usleep(200);
+              }
+              settle();
+          },
+          {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status).Jet(),
+           sales::BuildingHousesSql(building).Jet(),
+           sales::BuildingValuesSql(building, status, QString()).Jet()});
+    if (late) m.problem(QStringLiteral("another PC's status change did not reach the board within 5 s"));
+}
+
 // The sales board: from choosing the building to its cells drawn, and one status change from the
 // context menu's choice to the cell and legend redrawn.
 void measureSalesBoard(Measurer& m, const WindowContext& context)
@@ -332,6 +387,7 @@ void measureSalesBoard(Measurer& m, const WindowContext& context)
           {sales::UpdateShownValueSql(otherUnit.statusRowId, otherUnit.status, otherUnit.status).Jet(),
            sales::HouseCaptionRowSql(other, status).Jet()});
     if (refused) m.problem(QStringLiteral("a status change on the sales board was refused"));
+    measureChangeElsewhere(m, context, board, house, otherUnit);
     unloadWindow(QStringLiteral("frmSalesBoard"));
 }
 

@@ -191,6 +191,46 @@ PGconn* ConnectServer(const QString& uri, QString* error)
     }
 }
 
+PGconn* StartServerConnection(const QString& uri, QString* error)
+{
+    if (UriHasPassword(uri)) {
+        if (error) *error = PasswordInUriMessage();
+        return nullptr;
+    }
+    Login login;
+    bool haveLogin = false;
+    {
+        std::lock_guard<std::mutex> hold(loginLock);
+        haveLogin = logins().contains(uri);
+        if (haveLogin) login = logins().value(uri);
+    }
+    const QByteArray dbname = uri.toUtf8();
+    const QByteArray user = login.user.toUtf8();
+    const QByteArray password = login.password.toUtf8();
+    // As in connect(): the URI's own settings come after the defaults, a typed login after the URI.
+    const char* keywords[] = {"keepalives",
+                              "keepalives_idle",
+                              "keepalives_interval",
+                              "keepalives_count",
+                              "client_encoding",
+                              "dbname",
+                              "user",
+                              "password",
+                              nullptr};
+    const char* values[] = {
+        "1", "20", "5", "3", "UTF8", dbname.constData(), user.constData(), password.constData(), nullptr};
+    if (!haveLogin) keywords[6] = nullptr;
+    PGconn* conn = PQconnectStartParams(keywords, values, 1);
+    if (!conn || PQstatus(conn) == CONNECTION_BAD) {
+        if (error)
+            *error =
+                conn ? QString::fromUtf8(PQerrorMessage(conn)).trimmed() : QStringLiteral("out of memory");
+        PQfinish(conn);
+        return nullptr;
+    }
+    return conn;
+}
+
 void ForgetServerLogins()
 {
     std::lock_guard<std::mutex> hold(loginLock);

@@ -39,6 +39,12 @@ QString PasswordInUriMessage();
 // not ask again. Returns null with the reason in *error.
 PGconn* ConnectServer(const QString& uri, QString* error);
 
+// Begins a connection without waiting and without asking anybody: with the login typed earlier in
+// this run for this URI, if any, and TCP keepalives (unless the URI sets its own) so that a server
+// that vanished from the network is noticed. The caller drives it with PQconnectPoll. Null, with
+// the reason in *error, when the URI carries a password or libpq could not even begin.
+PGconn* StartServerConnection(const QString& uri, QString* error);
+
 // Forgets the passwords kept for this run.
 void ForgetServerLogins();
 

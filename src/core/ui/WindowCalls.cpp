@@ -37,3 +37,27 @@ bool ExportPriceList(QWidget* parent, const QSet<qint32>* only)
 }
 
 }  // namespace ui
+
+namespace ui {
+
+namespace {
+WallStarter& wallStarter()
+{
+    static WallStarter starter;
+    return starter;
+}
+}  // namespace
+
+void SetWallStarter(WallStarter starter)
+{
+    wallStarter() = std::move(starter);
+}
+
+bool StartWall(QWidget* parent, const WallRequest& request)
+{
+    if (!wallStarter()) return false;
+    wallStarter()(parent, request);
+    return true;
+}
+
+}  // namespace ui

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QSet>
+#include <QString>
+#include <QStringList>
 #include <functional>
 
 class QWidget;
@@ -42,5 +44,18 @@ void SetPriceListExport(PriceListExport exporter);
 // Asks where to save and writes the whole catalogue, or only `only` when given. Returns false when
 // no export has been handed in.
 bool ExportPriceList(QWidget* parent, const QSet<qint32>* only = nullptr);
+
+// The wall screen lives in a folder of its own and shows the board; the window registry hands in
+// how it starts, so that the board can offer it without including that feature.
+struct WallRequest {
+    QStringList buildings;  // the buildings to choose from
+    QString building;       // the one on the board now
+    QString statusCaption;
+    QString priceCaption;
+};
+using WallStarter = std::function<void(QWidget* parent, const WallRequest& request)>;
+void SetWallStarter(WallStarter starter);
+// Asks which buildings to show and starts the wall screen. False when none has been handed in.
+bool StartWall(QWidget* parent, const WallRequest& request);
 
 }  // namespace ui
