@@ -5,6 +5,7 @@
 
 #include <QFile>
 
+#include "core/db/ChangeContext.h"
 #include "core/db/Dialect.h"
 #include "core/db/DialectPostgres.h"
 #include "core/db/TextCollation.h"
@@ -72,6 +73,8 @@ bool RunStatements(const QString& databasePath, const QStringList& jetStatements
         return false;
     }
     sqlite3_create_collation(handle, db::kTextCollation, SQLITE_UTF8, nullptr, asciiNoCase);
+    // A status written here is recorded by the history triggers as the program's is.
+    db::RegisterChangeContext(handle);
     qint64 bytes = 0;
     bool ok = true;
     for (QString jet : jetStatements) {
