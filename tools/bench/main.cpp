@@ -103,6 +103,7 @@ struct Options {
     QString folder;
     QString baseline;
     QString server;
+    QString only;
 };
 
 Options readOptions(const QApplication& app)
@@ -133,7 +134,12 @@ Options readOptions(const QApplication& app)
         QStringLiteral("Measure on this PostgreSQL server (a libpq URI; its catalogue is replaced), once "
                        "directly and once through a proxy that adds 2 ms of round-trip time."),
         QStringLiteral("URI"));
-    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption});
+    const QCommandLineOption onlyOption(
+        QStringLiteral("only"),
+        QStringLiteral("Measure only the price-list lines whose name contains TEXT (no windows, no start)."),
+        QStringLiteral("TEXT"));
+    parser.addOptions(
+        {housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption, onlyOption});
     parser.process(app);
     Options options;
     bool ok = false;
@@ -144,6 +150,7 @@ Options readOptions(const QApplication& app)
     options.folder = parser.value(folderOption);
     options.baseline = parser.value(baselineOption);
     options.server = parser.value(serverOption);
+    options.only = parser.value(onlyOption);
     return options;
 }
 
@@ -211,7 +218,7 @@ int measureThroughProxy(const Options& options, const QString& folder, bench::Wi
     messages.clear();
     context.databasePath = slow;
     context.report = &delayed;
-    bench::MeasureWindows(context);
+    if (options.only.isEmpty()) bench::MeasureWindows(context);
     bench::MeasureServerPriceLists(folder, slow, context.shape, &delayed);
     for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
     delayed.peakRssKb = peakRssKb();
@@ -285,13 +292,14 @@ int main(int argc, char* argv[])
     context.databasePath = options.server.isEmpty() ? folder + QStringLiteral("/House.db") : options.server;
     context.shape = shape;
     context.report = &report;
-    bench::MeasureWindows(context);
+    bench::SetOnly(options.only);
+    if (options.only.isEmpty()) bench::MeasureWindows(context);
     bench::MeasurePriceLists(folder, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
     if (!options.server.isEmpty()) return measureThroughProxy(options, folder, context, report, messages);
 
-    measureProgramStart(options.program, folder, report);
+    if (options.only.isEmpty()) measureProgramStart(options.program, folder, report);
     bench::PrintTable(report);
     if (!options.json.isEmpty() && !bench::WriteJson(report, options.json, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));

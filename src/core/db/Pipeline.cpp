@@ -104,4 +104,43 @@ bool Pipeline::End()
     return synced;
 }
 
+QString ArrayElement(const QString& text)
+{
+    QString quoted = WithoutNul(text);
+    quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+        .replace(QLatin1Char('"'), QStringLiteral("\\\""));
+    return QLatin1Char('"') + quoted + QLatin1Char('"');
+}
+
+RowBatch::RowBatch(const QString& table, const QStringList& columns, const QStringList& types)
+    : arrays_(size_t(columns.size()))
+{
+    QStringList unnested;
+    for (int i = 0; i < types.size(); ++i) unnested << QStringLiteral("$%1::%2[]").arg(i + 1).arg(types[i]);
+    sql_ = QStringLiteral("INSERT INTO %1 (%2) SELECT * FROM unnest(%3)")
+               .arg(table, columns.join(QStringLiteral(", ")), unnested.join(QStringLiteral(", ")));
+}
+
+void RowBatch::Add(const std::vector<QVariant>& row)
+{
+    for (size_t i = 0; i < arrays_.size() && i < row.size(); ++i) {
+        QString& array = arrays_[i];
+        array += rows_ == 0 ? QLatin1Char('{') : QLatin1Char(',');
+        array += row[i].isNull() ? QStringLiteral("NULL") : ArrayElement(row[i].toString());
+    }
+    ++rows_;
+}
+
+bool RowBatch::SendTo(Pipeline& pipeline)
+{
+    if (rows_ == 0) return true;
+    std::vector<QVariant> values;
+    for (QString& array : arrays_) {
+        values.emplace_back(array + QLatin1Char('}'));
+        array.clear();
+    }
+    rows_ = 0;
+    return pipeline.Send(sql_, values);
+}
+
 }  // namespace db
