@@ -11,6 +11,7 @@
 
 #include "core/ImagePage.h"
 #include "core/Save.h"
+#include "core/db/ChangeContext.h"
 #include "core/mdlHouse.h"
 #include "core/ui/Forms.h"
 #include "core/ui/ListView.h"
@@ -410,6 +411,7 @@ bool frmHouseInput::saveNewHouse()
     }
 
     QList<PictureCopy> copies;
+    db::SetChangeContext(cn, db::ChangeContext{QStringLiteral("wizard")});
     writeContentRows(cn, houseId);
     writeImages(cn, houseId, &copies);
     const bool saved = save.Finish();
@@ -446,6 +448,7 @@ bool frmHouseInput::saveEditedHouse()
     rs.Close();
 
     QList<PictureCopy> copies;
+    db::SetChangeContext(cn, db::ChangeContext{QStringLiteral("wizard")});
     cn.Execute(entry::SqlDeleteContent(houseId));
     writeContentRows(cn, houseId);
     // Rows of pictures removed in the wizard go; their files stay in Images.

@@ -12,6 +12,7 @@
 #include <QVBoxLayout>
 
 #include "core/Save.h"
+#include "core/db/ChangeContext.h"
 #include "core/db/Recordset.h"
 #include "core/mdlHouse.h"
 #include "core/ui/FileDialog.h"
@@ -286,6 +287,7 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
         // it still has none): of two PCs reserving the same unit at once, one wins and the other
         // is told.
         db::Transaction transaction(connection_);
+        db::SetChangeContext(connection_, db::ChangeContext{QStringLiteral("board")});
         const bool ran = connection_.Execute(
             unit.statusRowId != 0 ? sales::UpdateShownValueSql(unit.statusRowId, unit.status, value)
                                   : sales::InsertValueRowSql(houseId, caption, value));

@@ -309,6 +309,28 @@ private slots:
         QVERIFY(program.Value("Select Count(*) From t_Image Where Caption = 'O''' ").toInt() > 0);
     }
 
+    void status_rows_read_from_the_old_file_leave_the_deals_tables_empty()
+    {
+        REQUIRE_FIXTURES();
+        const QString old = makeOldFolder("status");
+        QByteArray file = readAll(old + "/House.MDB");
+        // Same byte length: every 朝向 row becomes a status row, which a change would record.
+        QVERIFY(replaceAll(file, utf16("朝向"), utf16("状态")) > 0);
+        QVERIFY(writeAll(old + "/House.MDB", file));
+        ProgramFolder program;
+        const legacy::ImportResult result = legacy::Import({old, program.Path(), false});
+        QVERIFY2(result.ok, qPrintable(result.error));
+        QVERIFY(program.Value("Select Count(*) From t_Content Where Caption = '状态'").toInt() > 0);
+        for (const char* table : {"t_Setting", "t_Consultant", "t_Customer", "t_Deal", "t_History"})
+            QVERIFY2(
+                program.Value(QStringLiteral("Select Count(*) From %1").arg(QLatin1String(table))).toInt() ==
+                    0,
+                table);
+        // The history triggers are in place again for what the program changes next.
+        QVERIFY(program.Exec("Update t_Content Set Content = 'x' Where Caption = '状态'"));
+        QVERIFY(program.Value("Select Count(*) From t_History").toInt() > 0);
+    }
+
     void null_stays_null()
     {
         REQUIRE_FIXTURES();

@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "LegacyReader.h"
+#include "core/db/CatalogueCopy.h"
 #include "core/db/Connection.h"
 #include "core/db/Statement.h"
 
@@ -43,7 +44,7 @@ bool catalogueHasRows(const QString& path)
 {
     db::Connection connection;
     if (!connection.Open(path)) return true;
-    for (const char* table : db::kTableNames) {
+    for (const char* table : db::kCopiedTables) {
         db::Statement exists;
         if (!exists.Prepare(connection,
                             QStringLiteral("SELECT EXISTS (SELECT 1 FROM %1)").arg(QLatin1String(table))) ||
@@ -99,14 +100,20 @@ bool writeCatalogue(const QString& path, const Catalogue& catalogue, QString* er
         *error = QStringLiteral("cannot write: %1").arg(connection.LastError());
         return false;
     }
+    // The rows read are where the catalogue starts, not changes of it: no history is written.
+    if (!db::SetTriggersAside(connection, error)) {
+        connection.RollbackTrans();
+        return false;
+    }
     for (const Table& table : catalogue.tables) {
         if (!writeTable(connection, table, error)) {
             connection.RollbackTrans();
             return false;
         }
     }
-    if (!connection.CommitTrans()) {
-        *error = QStringLiteral("cannot finish writing: %1").arg(connection.LastError());
+    if (!db::PutTriggersBack(connection, error) || !connection.CommitTrans()) {
+        if (error->isEmpty())
+            *error = QStringLiteral("cannot finish writing: %1").arg(connection.LastError());
         connection.RollbackTrans();
         return false;
     }

@@ -1,5 +1,6 @@
 #include "ServerRoles.h"
 
+#include <initializer_list>
 #include <vector>
 
 #include "core/db/ServerAdmin.h"
@@ -11,8 +12,26 @@ namespace servertool {
 namespace {
 
 const char* const kTables[] = {"t_housetype", "t_house", "t_content", "t_image", "t_content_auto", "t_file"};
-// Role names are at most 63 bytes; the longest suffix is "_viewer".
-constexpr int kLongestDatabaseName = 63 - 7;
+// The deals tables have rights of their own (dealGrantStatements).
+const char* const kDealsTables[] = {"t_setting", "t_consultant", "t_customer", "t_deal", "t_history"};
+// The functions of the deals' history and expiry (core/db/deals_postgres.sql).
+const char* const kDealsFunctions[] = {"tavrelo_history()", "tavrelo_deal_notify()", "tavrelo_deal_expire()",
+                                       "tavrelo_release_expired(timestamptz)"};
+// Role names are at most 63 bytes; the longest suffix is "_manager".
+constexpr int kLongestDatabaseName = 63 - 8;
+
+QString kindName(LoginKind kind)
+{
+    switch (kind) {
+        case LoginKind::Staff:
+            return QStringLiteral("staff");
+        case LoginKind::Viewer:
+            return QStringLiteral("viewer");
+        case LoginKind::Manager:
+            break;
+    }
+    return QStringLiteral("manager");
+}
 
 Result failure(const QString& error)
 {
@@ -68,6 +87,10 @@ QStringList ownershipStatements(db::ServerAdmin& admin, const RoleNames& roles)
     QStringList sql;
     for (const char* table : kTables)
         sql << QStringLiteral("ALTER TABLE %1 OWNER TO %2").arg(admin.Ident(QLatin1String(table)), owner);
+    for (const char* table : kDealsTables)
+        sql << QStringLiteral("ALTER TABLE %1 OWNER TO %2").arg(admin.Ident(QLatin1String(table)), owner);
+    for (const char* function : kDealsFunctions)
+        sql << QStringLiteral("ALTER FUNCTION %1 OWNER TO %2").arg(QLatin1String(function), owner);
     sql << QStringLiteral("ALTER FUNCTION sgn(numeric) OWNER TO %1").arg(owner)
         << QStringLiteral("ALTER FUNCTION sgn(double precision) OWNER TO %1").arg(owner)
         << QStringLiteral("ALTER FUNCTION tavrelo_keys_grow() OWNER TO %1").arg(owner)
@@ -115,6 +138,48 @@ QStringList grantStatements(db::ServerAdmin& admin, const RoleNames& roles, cons
     return sql;
 }
 
+// The deals tables: a showroom reads the deals, their history, the settings and the consultants but
+// never a customer; staff add and change customers, deals and consultants and read the history,
+// which only the owner's triggers write (no login may change or delete a history row, nor empty the
+// table); a manager may also change the settings. The expiry release runs with the owner's rights
+// and every login may call it.
+QStringList dealGrantStatements(db::ServerAdmin& admin, const RoleNames& roles)
+{
+    const QString staff = admin.Ident(roles.staff);
+    const QString viewer = admin.Ident(roles.viewer);
+    const QString manager = admin.Ident(roles.manager);
+    const auto names = [&](std::initializer_list<const char*> tables) {
+        QStringList list;
+        for (const char* table : tables) list << admin.Ident(QLatin1String(table));
+        return list.join(QStringLiteral(", "));
+    };
+    QStringList all;
+    for (const char* table : kDealsTables) all << admin.Ident(QLatin1String(table));
+    QStringList sql;
+    sql << QStringLiteral("REVOKE ALL ON %1 FROM PUBLIC, %2, %3, %4")
+               .arg(all.join(QStringLiteral(", ")), staff, viewer, manager)
+        << QStringLiteral("GRANT SELECT ON %1 TO %2")
+               .arg(names({"t_setting", "t_consultant", "t_deal", "t_history"}), viewer)
+        << QStringLiteral("GRANT SELECT ON %1 TO %2").arg(names({"t_setting", "t_history"}), staff)
+        << QStringLiteral("GRANT SELECT, INSERT, UPDATE ON %1 TO %2")
+               .arg(names({"t_customer", "t_deal", "t_consultant"}), staff)
+        << QStringLiteral("GRANT INSERT, UPDATE, DELETE ON %1 TO %2").arg(names({"t_setting"}), manager)
+        << QStringLiteral("GRANT EXECUTE ON FUNCTION tavrelo_release_expired(timestamptz) TO %1, %2")
+               .arg(staff, viewer);
+    for (const char* table : kDealsTables) {
+        const QString seq = admin.Value(
+            QStringLiteral("SELECT s.oid::regclass::text FROM pg_class s JOIN pg_depend d ON d.objid = s.oid "
+                           "WHERE s.relkind = 'S' AND d.refobjid = $1::regclass AND d.deptype IN ('a', 'i')"),
+            {QLatin1String(table)});
+        if (seq.isEmpty()) continue;
+        sql << QStringLiteral("REVOKE ALL ON SEQUENCE %1 FROM PUBLIC, %2, %3").arg(seq, staff, viewer);
+        // New history rows take their keys with the owner's rights, inside the trigger.
+        if (qstrcmp(table, "t_history") != 0)
+            sql << QStringLiteral("GRANT USAGE, SELECT ON SEQUENCE %1 TO %2").arg(seq, staff);
+    }
+    return sql;
+}
+
 // The database's own role names, or an error when the database name is too long for them.
 bool rolesOf(db::ServerAdmin& admin, RoleNames* roles, QString* database, QString* error)
 {
@@ -138,7 +203,7 @@ bool rolesOf(db::ServerAdmin& admin, RoleNames* roles, QString* database, QStrin
 RoleNames RolesFor(const QString& database)
 {
     return {database + QStringLiteral("_owner"), database + QStringLiteral("_staff"),
-            database + QStringLiteral("_viewer")};
+            database + QStringLiteral("_viewer"), database + QStringLiteral("_manager")};
 }
 
 bool RolesInPlace(const QString& uri, QString* error)
@@ -184,9 +249,13 @@ Result SetUpRoles(const QString& uri)
     if (!admin.Run(QStringLiteral("BEGIN")) ||
         !admin.Run(QStringLiteral("SET LOCAL client_min_messages = warning")))
         return fail(QString());
-    for (const QString& role : {roles.owner, roles.staff, roles.viewer}) {
+    for (const QString& role : {roles.owner, roles.staff, roles.viewer, roles.manager}) {
         if (!ensureGroup(admin, role, &error)) return fail(error);
     }
+    // A manager is staff with a few rights more.
+    if (!admin.Run(
+            QStringLiteral("GRANT %1 TO %2").arg(admin.Ident(roles.staff), admin.Ident(roles.manager))))
+        return fail(QString());
     // The administrator who runs init keeps the owner's rights, for upload and upgrades.
     if (!superuser && !admin.Run(QStringLiteral("GRANT %1 TO CURRENT_USER").arg(admin.Ident(roles.owner))))
         return fail(QString());
@@ -203,6 +272,7 @@ Result SetUpRoles(const QString& uri)
         return fail(QString());
     if (!runAll(admin, ownershipStatements(admin, roles))) return fail(QString());
     if (!runAll(admin, grantStatements(admin, roles, database, schema))) return fail(QString());
+    if (!runAll(admin, dealGrantStatements(admin, roles))) return fail(QString());
     // Whoever owns the schema may drop any table in it: by default that is the database's owner,
     // often the login the PCs used before there were roles. Servers before version 15 also let
     // every role create tables in the public schema.
@@ -217,14 +287,15 @@ Result SetUpRoles(const QString& uri)
     r.report << QStringLiteral("%1 owns the tables (used by init and upload; nobody logs in as it).")
                     .arg(roles.owner)
              << QStringLiteral("%1 reads and writes catalogue rows (office PCs).").arg(roles.staff)
-             << QStringLiteral("%1 only reads (showroom PCs).").arg(roles.viewer);
+             << QStringLiteral("%1 only reads (showroom PCs).").arg(roles.viewer)
+             << QStringLiteral("%1 is staff that may also change the deals' settings.").arg(roles.manager);
     if (!previous.isEmpty())
         r.report << QStringLiteral(
                         "%1, which owned the tables, keeps only the rights of %2; give every PC a "
                         "login of its own and stop using %1 on the PCs.")
                         .arg(previous, roles.staff);
     r.report << QStringLiteral(
-        "Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer URI");
+        "Make the PCs' logins with: tavrelo-server user add NAME --role staff|viewer|manager URI");
     return r;
 }
 
@@ -240,7 +311,9 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
     RoleNames roles;
     QString database, error;
     if (!rolesOf(admin, &roles, &database, &error)) return failure(error);
-    const QString group = kind == LoginKind::Staff ? roles.staff : roles.viewer;
+    const QString group = kind == LoginKind::Staff    ? roles.staff
+                          : kind == LoginKind::Viewer ? roles.viewer
+                                                      : roles.manager;
     if (admin.Value(QStringLiteral("SELECT count(*) FROM pg_roles WHERE rolname = $1"), {group}) !=
         QLatin1String("1"))
         return failure(
@@ -256,9 +329,8 @@ Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QS
         return failure(admin.Error());
     Result r;
     r.ok = true;
-    r.report << QStringLiteral("Made the login %1 (%2) for the catalogue %3.")
-                    .arg(name, kind == LoginKind::Staff ? QStringLiteral("staff") : QStringLiteral("viewer"),
-                         database);
+    r.report
+        << QStringLiteral("Made the login %1 (%2) for the catalogue %3.").arg(name, kindName(kind), database);
     return r;
 }
 
@@ -277,7 +349,9 @@ Result RemoveUser(const QString& uri, const QString& name)
         return failure(admin.Error());
     QStringList ours, others;
     for (const QStringList& g : groups)
-        (g.value(0) == roles.staff || g.value(0) == roles.viewer ? ours : others) << g.value(0);
+        (g.value(0) == roles.staff || g.value(0) == roles.viewer || g.value(0) == roles.manager ? ours
+                                                                                                : others)
+            << g.value(0);
     if (ours.isEmpty())
         return failure(QStringLiteral("%1 is not a login of the catalogue %2").arg(name, database));
     QStringList sql{QStringLiteral("BEGIN")};
@@ -307,11 +381,13 @@ Result ListUsers(const QString& uri)
     QString database, error;
     if (!rolesOf(admin, &roles, &database, &error)) return failure(error);
     std::vector<QStringList> rows;
-    if (!admin.Run(QStringLiteral("SELECT r.rolname, CASE g.rolname WHEN $1 THEN 'staff' ELSE 'viewer' END "
-                                  "FROM pg_auth_members m JOIN pg_roles g ON g.oid = m.roleid "
-                                  "JOIN pg_roles r ON r.oid = m.member "
-                                  "WHERE g.rolname IN ($1, $2) AND r.rolcanlogin ORDER BY 1, 2"),
-                   {roles.staff, roles.viewer}, &rows))
+    if (!admin.Run(
+            QStringLiteral("SELECT r.rolname, CASE g.rolname WHEN $1 THEN 'staff' WHEN $2 THEN 'viewer' "
+                           "ELSE 'manager' END "
+                           "FROM pg_auth_members m JOIN pg_roles g ON g.oid = m.roleid "
+                           "JOIN pg_roles r ON r.oid = m.member "
+                           "WHERE g.rolname IN ($1, $2, $3) AND r.rolcanlogin ORDER BY 1, 2"),
+            {roles.staff, roles.viewer, roles.manager}, &rows))
         return failure(admin.Error());
     Result r;
     r.ok = true;

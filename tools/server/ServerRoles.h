@@ -10,16 +10,20 @@
 //             `tavrelo-server init` becomes a member, for upload and later upgrades.
 //   D_staff   office PCs: read and write catalogue rows and pictures; no DDL, no TRUNCATE, no
 //             moving a key counter, no roles.
-//   D_viewer  showroom PCs that only present: read only.
+//   D_viewer  showroom PCs that only present: read only (the deals and their history too, but not
+//             the customers); it may still release expired holds, through the owner's function.
+//   D_manager a member of D_staff that may also change the deals' settings (and, in the program,
+//             extend a hold beyond the limit or release any hold).
 // The logins the PCs use are members of D_staff or D_viewer, never superusers.
 namespace servertool {
 
-enum class LoginKind { Staff, Viewer };
+enum class LoginKind { Staff, Viewer, Manager };
 
 struct RoleNames {
     QString owner;
     QString staff;
     QString viewer;
+    QString manager;
 };
 RoleNames RolesFor(const QString& database);
 
@@ -34,7 +38,7 @@ Result SetUpRoles(const QString& uri);
 Result AddUser(const QString& uri, const QString& name, LoginKind kind, const QString& password);
 // Takes the login out of this catalogue's groups; drops it when it belongs to nothing else.
 Result RemoveUser(const QString& uri, const QString& name);
-// The logins of this catalogue, a line each: name and "staff" or "viewer".
+// The logins of this catalogue, a line each: name and "staff", "viewer" or "manager".
 Result ListUsers(const QString& uri);
 
 }  // namespace servertool

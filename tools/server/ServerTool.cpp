@@ -6,13 +6,10 @@
 #include <QSaveFile>
 
 #include "ServerRoles.h"
+#include "core/db/CatalogueCopy.h"
 #include "core/db/Connection.h"
-#include "core/db/KeyCounter.h"
-#include "core/db/PgSession.h"
-#include "core/db/Recordset.h"
 #include "core/db/ServerCatalogue.h"
 #include "core/db/ServerFiles.h"
-#include "core/db/Statement.h"
 
 namespace servertool {
 
@@ -27,10 +24,31 @@ Result failure(const QString& error)
     return r;
 }
 
-// Opens the server catalogue; with makeTables, a database without the tables gets them first.
+// Adds the deals tables to a catalogue made before them, and gives them their rights.
+bool upgradeDeals(const QString& uri, db::ServerUpgrade* done, QString* error)
+{
+    *done = db::UpgradeServerCatalogue(uri, error);
+    if (*done == db::ServerUpgrade::Failed || *done == db::ServerUpgrade::NoCatalogue) return false;
+    if (*done == db::ServerUpgrade::Current) return true;
+    const Result roles = SetUpRoles(uri);
+    if (!roles.ok) *error = roles.error;
+    return roles.ok;
+}
+
+// Opens the server catalogue; with makeTables, a database without the tables gets them first, and
+// one made before the deals tables gets those.
 bool openServer(db::Connection& server, const QString& uri, bool makeTables, QString* error)
 {
-    if (server.OpenServer(uri)) return true;
+    // Upgraded before the catalogue is opened, so that the session opened reads the new tables too.
+    db::ServerUpgrade upgraded = db::ServerUpgrade::Current;
+    QString upgradeError;
+    const bool current = !makeTables || upgradeDeals(uri, &upgraded, &upgradeError);
+    if (server.OpenServer(uri)) {
+        if (current) return true;
+        server.Close();
+        *error = upgradeError;
+        return false;
+    }
     if (makeTables && server.LastError() == QLatin1String("catalogue tables missing")) {
         if (!db::InitServerCatalogue(uri, error)) return false;
         // A catalogue made here gets its roles as one made by init does.
@@ -45,58 +63,9 @@ bool openServer(db::Connection& server, const QString& uri, bool makeTables, QSt
     return false;
 }
 
-qint64 serverNumber(db::PgSession* server, const QString& sql, bool* ok)
-{
-    db::PgRows rows;
-    *ok = server->ExecuteNative(sql, &rows) && rows.rowCount == 1;
-    return *ok ? rows.cells.front().toLongLong() : 0;
-}
-
 QStringList mediaFiles(const QString& programFolder, const char* folder)
 {
     return QDir(programFolder + QLatin1Char('/') + QLatin1String(folder)).entryList(QDir::Files, QDir::Name);
-}
-
-// Copies one table of House.db to the server in batches of 500 rows, then moves the server's key
-// counter to where House.db's stood. On failure *what says what could not be done.
-bool uploadTable(db::Connection& local, db::PgSession* server, const QString& table, qint64* count,
-                 QString* what)
-{
-    const QString key = server->KeyColumn(table);
-    db::Recordset rows;
-    if (!rows.Open(QStringLiteral("Select * From ") + table, local, db::CursorType::ForwardOnly)) {
-        *what = QStringLiteral("cannot read %1 from House.db").arg(table);
-        return false;
-    }
-    QStringList columns;
-    for (int i = 0; i < rows.FieldCount(); ++i) columns << rows.FieldName(i);
-    const QString head =
-        QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(table, columns.join(QStringLiteral(", ")));
-    QStringList batch;
-    *count = 0;
-    const auto flush = [&] {
-        if (batch.isEmpty()) return true;
-        const bool sent = server->ExecuteNative(head + batch.join(QStringLiteral(", ")));
-        batch.clear();
-        return sent;
-    };
-    *what = QStringLiteral("cannot write %1").arg(table);
-    while (!rows.Eof()) {
-        QStringList values;
-        for (int i = 0; i < rows.FieldCount(); ++i) values << server->Literal(rows.Field(i));
-        batch << QLatin1Char('(') + values.join(QStringLiteral(", ")) + QLatin1Char(')');
-        ++*count;
-        if (batch.size() == 500 && !flush()) return false;
-        rows.MoveNext();
-    }
-    if (!flush()) return false;
-    // The server's key counter continues where House.db's stood, so a deleted key stays unused.
-    const qint64 last = qMax<qint64>(db::LastKey(local, table), 0);
-    *what = QStringLiteral("cannot set the key counter of %1").arg(table);
-    return server->ExecuteNative(QStringLiteral("SELECT setval(pg_get_serial_sequence('%1', '%2'), %3, %4)")
-                                     .arg(table, key)
-                                     .arg(qMax<qint64>(last, 1))
-                                     .arg(last > 0 ? QStringLiteral("true") : QStringLiteral("false")));
 }
 
 // Stores every file of one media folder on the server.
@@ -137,45 +106,6 @@ bool checkDownloadTarget(const QString& programFolder, const QString& databasePa
     return true;
 }
 
-// Writes one server table into House.db with its keys, then moves House.db's key counter to
-// where the server's stood.
-bool downloadTable(db::Connection& local, db::Connection& remote, const QString& table, qint64* count,
-                   QString* what)
-{
-    db::PgSession* server = remote.Server();
-    const QString key = server->KeyColumn(table);
-    db::PgRows rows;
-    if (!server->ExecuteNative(QStringLiteral("SELECT * FROM %1 ORDER BY %2").arg(table, key), &rows)) {
-        *what = QStringLiteral("cannot read %1: %2").arg(table, server->LastError());
-        return false;
-    }
-    QStringList marks;
-    for (int i = 0; i < rows.names.size(); ++i) marks << QStringLiteral("?");
-    db::Statement insert;
-    if (!insert.Prepare(local, QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                                   .arg(table, rows.names.join(QStringLiteral(", ")),
-                                        marks.join(QStringLiteral(", "))))) {
-        *what = QStringLiteral("cannot write %1: %2").arg(table, local.LastError());
-        return false;
-    }
-    const int width = int(rows.names.size());
-    for (int r = 0; r < rows.rowCount; ++r) {
-        for (int c = 0; c < width; ++c) insert.Bind(c + 1, rows.cells[size_t(r) * width + c]);
-        if (!insert.Exec()) {
-            *what = QStringLiteral("cannot write %1: %2").arg(table, local.LastError());
-            return false;
-        }
-    }
-    // House.db's key counter continues where the server's stood.
-    const qint64 last = db::LastKey(remote, table);
-    if (last > 0 && !db::RaiseLastKey(local, table, last)) {
-        *what = QStringLiteral("cannot set the key counter of %1").arg(table);
-        return false;
-    }
-    *count = rows.rowCount;
-    return true;
-}
-
 // Fetches every file of one media folder from the server into the program folder; *written
 // lists what was written, so that a failure can take it back.
 bool downloadFiles(db::Connection& remote, const QString& programFolder, const char* folder,
@@ -204,13 +134,35 @@ bool downloadFiles(db::Connection& remote, const QString& programFolder, const c
 
 }  // namespace
 
+Result Upgrade(const QString& uri)
+{
+    QString error;
+    db::ServerUpgrade done = db::ServerUpgrade::Failed;
+    if (!upgradeDeals(uri, &done, &error)) return failure(error);
+    Result r;
+    r.ok = true;
+    r.report << (done == db::ServerUpgrade::Upgraded
+                     ? QStringLiteral("Added the deals tables (t_Setting, t_Consultant, t_Customer, t_Deal, "
+                                      "t_History) and their rights; nothing else was changed.")
+                     : QStringLiteral("The catalogue already has the deals tables; nothing was changed."));
+    return r;
+}
+
 Result Init(const QString& uri)
 {
     QString error;
     const bool made = db::InitServerCatalogue(uri, &error);
     if (!made && error != QLatin1String("the database already has Tavrelo's tables")) return failure(error);
+    // A catalogue an earlier version made may lack the deals tables: init adds them first.
+    db::ServerUpgrade upgraded = db::ServerUpgrade::Current;
+    if (!made) {
+        upgraded = db::UpgradeServerCatalogue(uri, &error);
+        if (upgraded == db::ServerUpgrade::Failed || upgraded == db::ServerUpgrade::NoCatalogue)
+            return failure(error);
+        error.clear();
+    }
     // A catalogue an earlier version made has its tables but not its roles: init adds them.
-    if (!made && RolesInPlace(uri, &error))
+    if (!made && upgraded == db::ServerUpgrade::Current && RolesInPlace(uri, &error))
         return failure(QStringLiteral("the database already has Tavrelo's tables and roles"));
     if (!made && !error.isEmpty()) return failure(error);
     const Result roles = SetUpRoles(uri);
@@ -233,16 +185,9 @@ Result Upload(const QString& uri, const QString& programFolder, bool replace)
     QString error;
     db::Connection remote;
     if (!openServer(remote, uri, true, &error)) return failure(error);
-    db::PgSession* server = remote.Server();
 
-    bool ok = false;
-    const qint64 present = serverNumber(
-        server,
-        QStringLiteral("SELECT (SELECT count(*) FROM t_HouseType) + (SELECT count(*) FROM t_House) + "
-                       "(SELECT count(*) FROM t_Content) + (SELECT count(*) FROM t_Image) + "
-                       "(SELECT count(*) FROM t_Content_Auto) + (SELECT count(*) FROM t_File)"),
-        &ok);
-    if (!ok) return failure(QStringLiteral("cannot read the server catalogue: ") + server->LastError());
+    const qint64 present = db::ServerCatalogueSize(remote);
+    if (present < 0) return failure(QStringLiteral("cannot read the server catalogue"));
     if (present > 0 && !replace)
         return failure(QStringLiteral("the server catalogue already holds %1 rows and files; "
                                       "use --replace to overwrite it")
@@ -250,33 +195,24 @@ Result Upload(const QString& uri, const QString& programFolder, bool replace)
 
     Result result;
     const auto fail = [&](const QString& what) {
-        server->ExecuteNative(QStringLiteral("ROLLBACK"));
-        return failure(what + QStringLiteral(": ") + server->LastError() +
-                       QStringLiteral(" (nothing was changed)"));
+        db::AbandonUpload(remote);
+        return failure(what + QStringLiteral(" (nothing was changed)"));
     };
     // One transaction: the server holds the old catalogue or the whole new one, never half.
-    if (!server->ExecuteNative(QStringLiteral("BEGIN"))) return fail(QStringLiteral("cannot begin"));
-    if (replace &&
-        !server->ExecuteNative(QStringLiteral(
-            "TRUNCATE t_HouseType, t_House, t_Content, t_Image, t_Content_Auto, t_File RESTART IDENTITY")))
-        return fail(QStringLiteral("cannot empty the server catalogue"));
-
-    QString what;
-    for (const char* name : db::kTableNames) {
+    if (!db::BeginUpload(remote, replace, &error))
+        return failure(error + QStringLiteral(" (nothing was changed)"));
+    for (const char* name : db::kCopiedTables) {
         const QString table = QLatin1String(name);
         qint64 count = 0;
-        if (!uploadTable(local, server, table, &count, &what)) return fail(what);
+        if (!db::UploadTable(local, remote, table, &count, &error)) return fail(error);
         result.report << QStringLiteral("%1: %2 rows").arg(table, -15).arg(count);
     }
     for (const char* folder : kMediaFolders) {
         qint64 count = 0;
-        if (!uploadFiles(remote, programFolder, folder, &count, &what)) return fail(what);
+        if (!uploadFiles(remote, programFolder, folder, &count, &error)) return fail(error);
         result.report << QStringLiteral("%1: %2 files").arg(QLatin1String(folder), -15).arg(count);
     }
-    if (!server->ExecuteNative(QStringLiteral("COMMIT"))) return fail(QStringLiteral("cannot commit"));
-    // Fresh statistics and visibility, so the first queries already use the indexes.
-    server->ExecuteNative(
-        QStringLiteral("VACUUM (ANALYZE) t_HouseType, t_House, t_Content, t_Image, t_Content_Auto, t_File"));
+    if (!db::FinishUpload(remote, &error)) return failure(error + QStringLiteral(" (nothing was changed)"));
     result.ok = true;
     return result;
 }
@@ -288,7 +224,6 @@ Result Download(const QString& uri, const QString& programFolder)
     if (!checkDownloadTarget(programFolder, databasePath, &error)) return failure(error);
     db::Connection remote;
     if (!openServer(remote, uri, false, &error)) return failure(error);
-    db::PgSession* server = remote.Server();
 
     QStringList written;
     const auto fail = [&](const QString& what) {
@@ -302,24 +237,19 @@ Result Download(const QString& uri, const QString& programFolder)
     {
         db::Connection local;
         if (!local.Open(databasePath)) return fail(QStringLiteral("cannot open the new House.db"));
-        if (!local.BeginTrans()) return fail(QStringLiteral("cannot begin on House.db"));
-        // A read-only snapshot: the tables agree with each other even while PCs keep saving.
-        if (!server->ExecuteNative(QStringLiteral("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY")))
-            return fail(QStringLiteral("cannot read the server catalogue: ") + server->LastError());
-        QString what;
-        for (const char* name : db::kTableNames) {
+        if (!db::BeginDownload(remote, local, &error)) return fail(error);
+        for (const char* name : db::kCopiedTables) {
             const QString table = QLatin1String(name);
             qint64 count = 0;
-            if (!downloadTable(local, remote, table, &count, &what)) return fail(what);
+            if (!db::DownloadTable(remote, local, table, &count, &error)) return fail(error);
             result.report << QStringLiteral("%1: %2 rows").arg(table, -15).arg(count);
         }
         for (const char* folder : kMediaFolders) {
             qint64 count = 0;
-            if (!downloadFiles(remote, programFolder, folder, &written, &count, &what)) return fail(what);
+            if (!downloadFiles(remote, programFolder, folder, &written, &count, &error)) return fail(error);
             result.report << QStringLiteral("%1: %2 files").arg(QLatin1String(folder), -15).arg(count);
         }
-        server->ExecuteNative(QStringLiteral("COMMIT"));
-        if (!local.CommitTrans()) return fail(QStringLiteral("cannot commit House.db"));
+        if (!db::FinishDownload(remote, local, &error)) return fail(error);
     }
     result.ok = true;
     return result;

@@ -12,8 +12,12 @@ struct Result {
     QStringList report;  // what was done, a line each
 };
 
-// Makes Tavrelo's tables in an empty database.
+// Makes Tavrelo's tables in an empty database; on a catalogue an earlier version made, adds what it
+// lacks (the roles, the deals tables).
 Result Init(const QString& uri);
+// Gives a catalogue made before the deals tables those tables, their functions and their rights, in
+// one transaction; run by the administrator (a PC's login may not create tables).
+Result Upgrade(const QString& uri);
 // Copies the catalogue of a program folder (House.db with every key kept, Images and Music) to the
 // server, in one transaction. A server catalogue that holds rows or files is only replaced when
 // replace is set. A database without Tavrelo's tables gets them first.

@@ -21,18 +21,22 @@ void usage()
     print(stderr,
           QStringLiteral(
               "usage: tavrelo-server init URI\n"
+              "       tavrelo-server upgrade URI\n"
               "       tavrelo-server upload [--replace] URI [PROGRAM_FOLDER]\n"
               "       tavrelo-server download URI [PROGRAM_FOLDER]\n"
-              "       tavrelo-server user add NAME --role staff|viewer URI\n"
+              "       tavrelo-server user add NAME --role staff|viewer|manager URI\n"
               "       tavrelo-server user remove NAME URI\n"
               "       tavrelo-server user list URI\n"
-              "  init makes Tavrelo's tables in an empty database and the catalogue's three roles\n"
-              "  (DB_owner owns the tables, DB_staff reads and writes rows, DB_viewer only reads); on a\n"
-              "  catalogue an earlier version made it adds the roles. upload copies the catalogue of a\n"
+              "  init makes Tavrelo's tables in an empty database and the catalogue's four roles\n"
+              "  (DB_owner owns the tables, DB_staff reads and writes rows, DB_viewer only reads,\n"
+              "  DB_manager is staff that may also change the deals' settings); on a catalogue an\n"
+              "  earlier version made it adds what is missing. upgrade adds the deals tables to a\n"
+              "  catalogue made before them (the PCs cannot). upload copies the catalogue of a\n"
               "  program folder (House.db with every key kept, Images and Music) to the server; a server\n"
               "  catalogue with rows is only replaced with --replace. download copies the server's\n"
               "  catalogue into a program folder without a catalogue. user add makes a login for an\n"
-              "  office PC (staff) or a showroom PC (viewer); its password is asked for on the terminal,\n"
+              "  office PC (staff), a showroom PC (viewer) or a sales manager (manager); its password is\n"
+              "  asked for on the terminal,\n"
               "  or read as a line from standard input when that is not a terminal, and stored on the\n"
               "  server as SCRAM-SHA-256. URI is a libpq connection URI\n"
               "  (postgresql://admin@host/database?sslmode=verify-full) without a password: the password\n"
@@ -67,7 +71,8 @@ servertool::Result userCommand(const QStringList& positional, const QString& rol
         return servertool::RemoveUser(positional[3], positional[2]);
     }
     if (what != QLatin1String("add") || positional.size() != 4 ||
-        (role != QLatin1String("staff") && role != QLatin1String("viewer")))
+        (role != QLatin1String("staff") && role != QLatin1String("viewer") &&
+         role != QLatin1String("manager")))
         return none;
     *usageError = false;
     QString password;
@@ -75,10 +80,10 @@ servertool::Result userCommand(const QStringList& positional, const QString& rol
         none.error = QStringLiteral("no password for the new login; nothing was made");
         return none;
     }
-    return servertool::AddUser(
-        positional[3], positional[2],
-        role == QLatin1String("staff") ? servertool::LoginKind::Staff : servertool::LoginKind::Viewer,
-        password);
+    const servertool::LoginKind kind = role == QLatin1String("staff")    ? servertool::LoginKind::Staff
+                                       : role == QLatin1String("viewer") ? servertool::LoginKind::Viewer
+                                                                         : servertool::LoginKind::Manager;
+    return servertool::AddUser(positional[3], positional[2], kind, password);
 }
 
 }  // namespace
@@ -124,9 +129,9 @@ int main(int argc, char* argv[])
             return 2;
         }
     } else {
-        const bool known = command == QLatin1String("init") || command == QLatin1String("upload") ||
-                           command == QLatin1String("download");
-        const int most = command == QLatin1String("init") ? 2 : 3;
+        const bool known = command == QLatin1String("init") || command == QLatin1String("upgrade") ||
+                           command == QLatin1String("upload") || command == QLatin1String("download");
+        const int most = command == QLatin1String("init") || command == QLatin1String("upgrade") ? 2 : 3;
         if (!known || positional.size() < 2 || positional.size() > most || !role.isEmpty() ||
             (replace && command != QLatin1String("upload"))) {
             usage();
@@ -136,6 +141,8 @@ int main(int argc, char* argv[])
         const QString folder = positional.size() > 2 ? positional[2] : folders::DefaultProgramFolder();
         if (command == QLatin1String("init"))
             result = servertool::Init(uri);
+        else if (command == QLatin1String("upgrade"))
+            result = servertool::Upgrade(uri);
         else if (command == QLatin1String("upload"))
             result = servertool::Upload(uri, folder, replace);
         else

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include "core/db/Clock.h"
 #include "core/db/Dialect.h"
 #include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
@@ -233,6 +234,10 @@ int Connection::bindSqlite(sqlite3_stmt* stmt, int position, const QVariant& val
             return sqlite3_bind_int64(stmt, position, value.toLongLong());
         case QMetaType::Double:
             return sqlite3_bind_double(stmt, position, value.toDouble());
+        case QMetaType::QDateTime: {
+            const QByteArray utf8 = TimeText(value.toDateTime()).toUtf8();
+            return sqlite3_bind_text(stmt, position, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+        }
         default: {
             const QByteArray utf8 = WithoutNul(value.toString()).toUtf8();
             return sqlite3_bind_text(stmt, position, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
@@ -261,13 +266,10 @@ bool CreateEmptyDatabase(const QString& path, QString* error)
         return false;
     }
     RegisterTextCollation(handle);
-    char* message = nullptr;
-    const int rc = sqlite3_exec(handle, kSchemaSql, nullptr, nullptr, &message);
-    if (rc != SQLITE_OK && error) *error = QString::fromUtf8(message);
-    sqlite3_free(message);
+    const bool made = CreateSchema(handle, error);
     sqlite3_close(handle);
-    if (rc != SQLITE_OK) QFile::remove(path);
-    return rc == SQLITE_OK;
+    if (!made) QFile::remove(path);
+    return made;
 }
 
 }  // namespace db

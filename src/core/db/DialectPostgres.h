@@ -14,7 +14,12 @@ namespace db {
 //    through the columns' collation.
 QString toPostgres(const QString& jetSql);
 
-// The catalogue's schema (src/core/db/schema.sql, written for SQLite) rendered for PostgreSQL.
+// The catalogue's schema (src/core/db/schema.sql and deals.sql, written for SQLite) rendered for
+// PostgreSQL, with the key trigger, the file table and the deals' history and expiry functions
+// (deals_postgres.sql). A script of several statements; run inside one transaction.
 QString PostgresSchema();
+// Only what schema version 3 added (the deals tables and their functions), for a catalogue made
+// before them. Also a script for one transaction.
+QString PostgresDealsSchema();
 
 }  // namespace db

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "core/db/ChangeContext.h"
+#include "core/db/Clock.h"
 #include "core/db/DialectPostgres.h"
 #include "core/db/ServerLogin.h"
 
@@ -65,8 +67,15 @@ struct PgValues {
                     text.push_back(QByteArray::number(v.toDouble(), 'g', 17));
                     type = kFloat8;
                     break;
+                case QMetaType::QDateTime:
+                    text.push_back(TimeText(v.toDateTime()).toUtf8() + "+00");
+                    type = 0;
+                    break;
                 default:
                     text.push_back(WithoutNul(v.toString()).toUtf8());
+                    // A moment as the deals tables keep it goes untyped: the server reads it as
+                    // whatever the statement puts there, text or a timestamptz column.
+                    if (v.typeId() == QMetaType::QString && IsTimeText(v.toString())) type = 0;
             }
             types.push_back(declared && !v.isNull() ? type : 0);
         }
@@ -228,14 +237,19 @@ bool PgSession::loadTables()
     // Hashing text under the case-insensitive collation is far slower than the planner reckons;
     // Distinct then walks the column's index instead (same rows, same order). Both settings are
     // made before the table check, as a statement of their own (the protocol takes one at a time).
-    if (!run(QStringLiteral("SELECT set_config('enable_hashagg', 'off', false), "
-                            "set_config('lock_timeout', '1500', false)"),
-             nullptr) ||
+    // The history triggers record the PC's host name from the session, and times read back in UTC.
+    const std::vector<QVariant> machine{MachineName()};
+    if (!run(
+            QStringLiteral("SELECT set_config('enable_hashagg', 'off', false), "
+                           "set_config('lock_timeout', '1500', false), set_config('TimeZone', 'UTC', false), "
+                           "set_config('tavrelo.machine', $1, false)"),
+            nullptr, &machine) ||
         !run(QStringLiteral(
                  "SELECT c.relname, a.attname, a.atttypid IN (20, 21, 23), a.attidentity <> '' "
                  "FROM pg_attribute a JOIN pg_class c ON c.oid = a.attrelid "
                  "WHERE c.relkind = 'r' AND c.relnamespace = to_regnamespace(current_schema()) "
-                 "AND c.relname IN ('t_housetype', 't_house', 't_content', 't_image', 't_content_auto') "
+                 "AND c.relname IN ('t_housetype', 't_house', 't_content', 't_image', 't_content_auto', "
+                 "'t_setting', 't_consultant', 't_customer', 't_deal', 't_history') "
                  "AND a.attnum > 0 AND NOT a.attisdropped"),
              &rows)) {
         return false;
@@ -246,7 +260,12 @@ bool PgSession::loadTables()
         numberColumns_.insert(table + QLatin1Char('.') + column, rows.cells[size_t(r) * 4 + 2].toBool());
         if (rows.cells[size_t(r) * 4 + 3].toBool()) keys_.insert(table, column);
     }
-    if (keys_.size() != 5) {
+    // The five tables make a catalogue; the deals tables are there too unless the catalogue was
+    // made before them and not yet upgraded (core/db/ServerCatalogue.h).
+    int catalogueKeys = 0;
+    for (const char* table : {"t_housetype", "t_house", "t_content", "t_image", "t_content_auto"})
+        catalogueKeys += keys_.contains(QLatin1String(table)) ? 1 : 0;
+    if (catalogueKeys != 5) {
         lastError_ = QStringLiteral("catalogue tables missing");
         return false;
     }

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include "core/db/ChangeContext.h"
 #include "core/db/Connection.h"
 #include "core/db/schema_sql.h"
 
@@ -127,6 +128,14 @@ bool rebuildTables(sqlite3* handle)
     return true;
 }
 
+// The tables, indexes and triggers of schema version 3; the caller holds the transaction.
+bool addDealsTables(sqlite3* handle)
+{
+    return sqlite3_exec(handle, kDealsSql, nullptr, nullptr, nullptr) == SQLITE_OK &&
+           sqlite3_exec(handle, kDealsSqliteSql, nullptr, nullptr, nullptr) == SQLITE_OK &&
+           exec(handle, QStringLiteral("PRAGMA user_version = %1").arg(kSchemaVersion));
+}
+
 }  // namespace
 
 int CompareFolded(const char* a, int aBytes, const char* b, int bBytes)
@@ -226,20 +235,40 @@ bool RegisterTextCollation(sqlite3* handle)
         ok = sqlite3_create_function(handle, "like", args, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
                                      likeFunction, nullptr, nullptr) == SQLITE_OK &&
              ok;
-    return ok;
+    // The history triggers of the deals tables read who and why through it.
+    return RegisterChangeContext(handle) && ok;
 }
 
 bool UpgradeSchema(sqlite3* handle)
 {
     if (!handle) return false;
-    if (userVersion(handle) != 1) return true;
+    const auto older = [](int version) { return version == 1 || version == 2; };
+    if (!older(userVersion(handle))) return true;
     // Immediate: a second copy opening the same old file at the same moment waits here and then
     // finds the move already made.
     if (!exec(handle, QStringLiteral("BEGIN IMMEDIATE"))) return false;
-    if (userVersion(handle) != 1) return exec(handle, QStringLiteral("COMMIT"));
-    if (rebuildTables(handle) && exec(handle, QStringLiteral("COMMIT"))) return true;
+    const int version = userVersion(handle);
+    if (!older(version)) return exec(handle, QStringLiteral("COMMIT"));
+    // Version 1 first gets its text columns moved; then both get the deals tables, and the five
+    // tables' rows stay exactly as they are.
+    if ((version != 1 || rebuildTables(handle)) && addDealsTables(handle) &&
+        exec(handle, QStringLiteral("COMMIT")))
+        return true;
     if (!sqlite3_get_autocommit(handle)) exec(handle, QStringLiteral("ROLLBACK"));
     return false;
+}
+
+bool CreateSchema(sqlite3* handle, QString* error)
+{
+    for (const char* part : {kSchemaSql, kDealsSql, kDealsSqliteSql}) {
+        char* message = nullptr;
+        if (sqlite3_exec(handle, part, nullptr, nullptr, &message) != SQLITE_OK) {
+            if (error) *error = QString::fromUtf8(message);
+            sqlite3_free(message);
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace db

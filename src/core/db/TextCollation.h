@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 struct sqlite3;
 
 namespace db {
@@ -16,9 +18,10 @@ namespace db {
 // lookups wrongly or writing index entries in the wrong place.
 inline constexpr const char* kTextCollation = "UNICODE_NOCASE";
 
-// The schema version that uses kTextCollation; files of version 1 (ASCII NOCASE) are moved to it
-// when a connection opens them.
-inline constexpr int kSchemaVersion = 2;
+// The schema version: 2 brought kTextCollation (files of version 1, ASCII NOCASE, are moved to it),
+// 3 the deals tables and their triggers (deals.sql, deals_sqlite.sql). A file of version 1 or 2 is
+// brought to 3 when a connection opens it.
+inline constexpr int kSchemaVersion = 3;
 
 // Compares two UTF-8 texts by their simple Unicode case folding (Qt's QChar::toCaseFolded), code
 // point by code point; ASCII is compared without decoding. Returns <0, 0 or >0.
@@ -31,11 +34,16 @@ bool LikeFolded(const char* pattern, int patternBytes, const char* text, int tex
 // that reads or writes a catalogue needs it, including tools and tests that use SQLite directly.
 bool RegisterTextCollation(sqlite3* handle);
 
-// Moves a catalogue of schema version 1 (text columns COLLATE NOCASE) to the current schema: each
-// table is rebuilt with the current definition, its rows and its key counter are carried over, and
-// the indexes are built anew with the new ordering, all in one transaction. Files of the current
+// Moves a catalogue of schema version 1 or 2 to the current schema, in one transaction. Version 1
+// (text columns COLLATE NOCASE) first has each table rebuilt with the current definition, its rows
+// and its key counter carried over, and the indexes built anew with the new ordering; then both get
+// the deals tables and their triggers, the five tables' rows untouched. Files of the current
 // version are left alone. Returns false (the file unchanged) when the move cannot be made, e.g.
 // on a read-only file.
 bool UpgradeSchema(sqlite3* handle);
+
+// Writes the whole current schema (the five tables, the deals tables, their triggers) into an
+// empty database; *error says what failed.
+bool CreateSchema(sqlite3* handle, QString* error = nullptr);
 
 }  // namespace db

@@ -9,7 +9,10 @@
 -- text column is compared or sorted, or a row written. Version 1 files (text columns with
 -- SQLite's ASCII-only NOCASE) are moved to this schema when a connection opens them. Another
 -- store renders this name as its own case-insensitive collation.
-PRAGMA user_version = 2;
+--
+-- Version 3 adds the deals tables (deals.sql) and their triggers beside these five, which stay
+-- as they were; a file of version 1 or 2 gets them when a connection opens it.
+PRAGMA user_version = 3;
 
 CREATE TABLE t_HouseType (
     TypeID     INTEGER PRIMARY KEY AUTOINCREMENT,

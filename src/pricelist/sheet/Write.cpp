@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/ImageNames.h"
+#include "core/db/ChangeContext.h"
 #include "core/db/Connection.h"
 #include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
@@ -263,6 +264,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         result.error = QStringLiteral("数据库正被占用，无法导入：%1").arg(connection.LastError());
         return result;
     }
+    db::SetChangeContext(connection, db::ChangeContext{QStringLiteral("import")});
     PlanWriter writer(connection, images);
     auto undo = [&]() {
         writer.Abandon();
