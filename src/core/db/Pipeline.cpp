@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Sql.h"
 
@@ -31,7 +32,7 @@ bool Pipeline::fail(const QString& message)
 
 bool Pipeline::Begin()
 {
-    PgSession* server = connection_.Server();
+    PgSession* server = Handles::Server(connection_);
     if (!server || !server->Handle()) return fail(QStringLiteral("not a server connection"));
     if (PQenterPipelineMode(server->Handle()) != 1)
         return fail(QString::fromUtf8(PQerrorMessage(server->Handle())));
@@ -42,7 +43,7 @@ bool Pipeline::Begin()
 bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
 {
     if (!active_) return fail(QStringLiteral("the pipeline is not open"));
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     std::vector<QByteArray> bytes;
     std::vector<const char*> pointers;
     std::vector<int> lengths;
@@ -66,7 +67,7 @@ bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
 bool Pipeline::Sync()
 {
     if (!active_) return error_.isEmpty();
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     if (PQpipelineSync(conn) != 1) return fail(QString::fromUtf8(PQerrorMessage(conn)));
     // Every statement's answer ends with a null result; the sync's own answer ends the batch.
     bool ok = true;
@@ -84,7 +85,7 @@ bool Pipeline::Sync()
         if (status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED || status == PGRES_BAD_RESPONSE) {
             ok = false;
             if (status != PGRES_PIPELINE_ABORTED) {
-                connection_.Server()->NoteRefusal(result);
+                Handles::Server(connection_)->NoteRefusal(result);
                 fail(QString::fromUtf8(PQresultErrorMessage(result)));
             }
         }
@@ -98,7 +99,7 @@ bool Pipeline::End()
 {
     if (!active_) return error_.isEmpty();
     const bool synced = Sync();
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     active_ = false;
     if (PQexitPipelineMode(conn) != 1) return fail(QString::fromUtf8(PQerrorMessage(conn)));
     return synced;

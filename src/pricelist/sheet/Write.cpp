@@ -186,7 +186,7 @@ bool PlanWriter::copyPicture(const QString& source, const QString& stored)
         return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
     // A shared catalogue keeps its pictures on the server, in the same transaction as the rows
     // that name them; this PC's Images folder is only its cache.
-    if (connection_.Server()) {
+    if (connection_.IsServer()) {
         const bool sent =
             batch_ ? batch_->PutFile(stored, picture.digest, picture.content)
                    : db::PutServerFile(connection_, QStringLiteral("Images"), stored, picture.content);
@@ -279,7 +279,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         return result;
     };
     if (!writer.Prepare() || !writer.CreateTypes(plan.newTypes, &result.typesCreated)) return fail(0);
-    if (connection.Server() && !writer.BeginBatches(plan)) return fail(0);
+    if (connection.IsServer() && !writer.BeginBatches(plan)) return fail(0);
 
     int total = 0;
     for (const PlanLine& line : plan.lines) total += line.kind != LineKind::Error ? 1 : 0;
