@@ -59,12 +59,13 @@ bool PictureCopies::Stage(const QString& source, const QString& stored, const Pi
     if (same != written_.constEnd() &&
         ::link(QFile::encodeName(same.value()).constData(), temporary.constData()) == 0)
         return true;
-    // A file system without hard links gets a copy of its own for every name.
+    // A file system without hard links gets a copy of its own for every name; a file with as many
+    // links as the file system allows is followed by a new one, which the next names link to.
     QFile out(copy.temporary);
     if (!out.open(QIODevice::WriteOnly) || out.write(picture.content) != picture.content.size() ||
         !out.flush())
         return false;
-    if (same == written_.constEnd()) written_.insert(picture.digest, copy.temporary);
+    written_.insert(picture.digest, copy.temporary);
     return true;
 }
 
