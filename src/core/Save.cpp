@@ -7,7 +7,7 @@ namespace mdlHouse {
 QString RefusedSaveMessage(const db::Connection& connection)
 {
     // A server refuses a login; a House.db that cannot be written is a file matter, not a login's.
-    return connection.Server() && connection.WriteRefused() ? kLookOnlyMessage : kNothingSavedMessage;
+    return connection.IsServer() && connection.WriteRefused() ? kLookOnlyMessage : kNothingSavedMessage;
 }
 
 Save::Save(db::Connection& connection) : connection_(connection)

@@ -246,7 +246,7 @@ void frmPriceListImport::cmdImport_Click()
             QCoreApplication::processEvents();
             return !cancelRequested_;
         });
-    const bool lookOnly = connection_.Server() && connection_.WriteRefused();
+    const bool lookOnly = connection_.IsServer() && connection_.WriteRefused();
     connection_.Close();
     setWriting(false);
 

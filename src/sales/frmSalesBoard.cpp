@@ -378,7 +378,7 @@ bool frmSalesBoard::SetStatus(qint32 houseId, const QString& value)
         // A statement or a commit that failed is not somebody else's change.
         failed = !ran || (held && !written);
     }
-    const bool refused = connection_.Server() && connection_.WriteRefused();
+    const bool refused = connection_.IsServer() && connection_.WriteRefused();
     // What is stored now, read the way the board reads it.
     db::Recordset rs;
     if (connection_.Execute(sales::HouseCaptionRowSql(houseId, caption), rs)) {

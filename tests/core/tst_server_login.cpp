@@ -23,7 +23,7 @@
 #include "TestSupport.h"
 #include "catalogue/CatalogueFixture.h"
 #include "core/db/Connection.h"
-#include "core/db/PgSession.h"
+#include "core/db/Probe.h"
 #include "core/db/ServerLogin.h"
 #include "core/mdlHouse.h"
 #include "core/ui/LoginDialog.h"
@@ -234,9 +234,7 @@ private slots:
         mdlHouse::OpenDatabase(connection);
         QVERIFY(connection.IsOpen());
         QCOMPARE(driver.offeredUsers, QStringList{"carol"});
-        db::PgRows rows;
-        QVERIFY(connection.Server()->ExecuteNative("SELECT current_user", &rows));
-        QCOMPARE(rows.cells.front().toString(), QString("carol"));
+        QCOMPARE(db::SessionLogin(connection), QString("carol"));
     }
 
     void a_password_file_needs_no_dialog()

@@ -4,7 +4,6 @@
 // sslmode=verify-full and the authority's certificate, and gets the connection message, and
 // nothing else, when the server shows a certificate for another host name or from another
 // authority.
-#include <libpq-fe.h>
 
 #include <QFile>
 #include <QProcess>
@@ -15,7 +14,7 @@
 #include "PgCluster.h"
 #include "TestSupport.h"
 #include "core/db/Connection.h"
-#include "core/db/PgSession.h"
+#include "core/db/Probe.h"
 #include "core/db/ServerLogin.h"
 #include "core/mdlHouse.h"
 
@@ -90,7 +89,7 @@ class tst_server_ssl : public QObject {
         MsgBoxRecorder boxes;
         db::Connection connection;
         mdlHouse::OpenDatabase(connection);
-        *encrypted = connection.IsOpen() && PQsslInUse(connection.Server()->Handle()) == 1;
+        *encrypted = connection.IsOpen() && db::UsesEncryption(connection);
         return boxes.Texts();
     }
 

@@ -1,12 +1,11 @@
 // A window action's save as one transaction: what is committed, what is rolled back, that a
 // failing statement inside is still skipped alone, and that a transaction SQLite rolls back by
 // itself leaves the connection going on without one.
-#include <sqlite3.h>
-
 #include <QTest>
 
 #include "TestSupport.h"
 #include "core/db/Connection.h"
+#include "core/db/Probe.h"
 #include "core/db/Recordset.h"
 
 using testsupport::ProgramFolder;
@@ -24,14 +23,6 @@ QStringList types(const ProgramFolder& f)
     for (const QVariantList& row : f.Rows("SELECT HouseType FROM t_HouseType ORDER BY List"))
         names << row[0].toString();
     return names;
-}
-
-// A function that interrupts the statement calling it: SQLite then rolls the whole transaction
-// back by itself, as it does on a full disk or an I/O error.
-void interruptNow(sqlite3_context* context, int, sqlite3_value**)
-{
-    sqlite3_interrupt(sqlite3_context_db_handle(context));
-    sqlite3_result_int(context, 0);
 }
 
 }  // namespace
@@ -143,9 +134,9 @@ private slots:
         ProgramFolder f;
         db::Connection cn;
         QVERIFY(cn.Open(f.DatabasePath()));
-        QCOMPARE(sqlite3_create_function(cn.Handle(), "InterruptNow", 0, SQLITE_UTF8, nullptr, interruptNow,
-                                         nullptr, nullptr),
-                 SQLITE_OK);
+        // InterruptNow() interrupts the statement calling it: SQLite then rolls the whole transaction
+        // back by itself, as it does on a full disk or an I/O error.
+        QVERIFY(db::AddInterruptFunction(cn));
         db::Transaction t(cn);
         QVERIFY(cn.Execute(kInsertA));
         QVERIFY(!cn.Execute("Update t_HouseType Set List = InterruptNow() + List"));

@@ -161,6 +161,23 @@ QString StoreViolation(const Include& inc)
         .arg(inc.target);
 }
 
+// The data layer's inside: the raw handles behind a Connection and the server session. Nothing
+// outside src/core/db includes them; above it a Connection says IsServer and core/db offers the rest.
+const QStringList kDataLayerInside = {QStringLiteral("core/db/Handles.h"),
+                                      QStringLiteral("core/db/PgSession.h")};
+
+// What is wrong with a file under src/ or tools/ including the data layer's inside, or "".
+QString InsideViolation(const Include& inc)
+{
+    if (!inc.quoted || !kDataLayerInside.contains(inc.target) ||
+        inc.file.startsWith(QLatin1String("core/db/")))
+        return QString();
+    return QStringLiteral("%1:%2 includes \"%3\" — the raw handles stay inside the data layer")
+        .arg(inc.file)
+        .arg(inc.line)
+        .arg(inc.target);
+}
+
 }  // namespace
 
 class tst_layering : public QObject {
@@ -286,6 +303,33 @@ private slots:
         QStringList violations;
         for (const Include& inc : includes + toolIncludes) {
             const QString v = StoreViolation(inc);
+            if (!v.isEmpty()) violations << v;
+        }
+        if (!violations.isEmpty()) QFAIL(qPrintable(QLatin1Char('\n') + violations.join(QLatin1Char('\n'))));
+    }
+
+    void insideRuleCatchesViolations()
+    {
+        QVERIFY(!InsideViolation({QStringLiteral("tools/pricelist/main.cpp"), 3,
+                                  QStringLiteral("core/db/Handles.h"), true})
+                     .isEmpty());
+        QVERIFY(!InsideViolation({QStringLiteral("pricelist/sheet/Write.cpp"), 3,
+                                  QStringLiteral("core/db/PgSession.h"), true})
+                     .isEmpty());
+        QVERIFY(InsideViolation(
+                    {QStringLiteral("core/db/KeyCounter.cpp"), 3, QStringLiteral("core/db/Handles.h"), true})
+                    .isEmpty());
+        QVERIFY(InsideViolation(
+                    {QStringLiteral("core/Save.cpp"), 3, QStringLiteral("core/db/Connection.h"), true})
+                    .isEmpty());
+    }
+
+    // Only the data layer's own files hold a connection's raw handles or its server session.
+    void rawHandlesStayInsideTheDataLayer()
+    {
+        QStringList violations;
+        for (const Include& inc : includes + toolIncludes) {
+            const QString v = InsideViolation(inc);
             if (!v.isEmpty()) violations << v;
         }
         if (!violations.isEmpty()) QFAIL(qPrintable(QLatin1Char('\n') + violations.join(QLatin1Char('\n'))));

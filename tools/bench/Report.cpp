@@ -36,6 +36,17 @@ double Operation::programCpuMedian() const
 
 namespace {
 
+QString& onlyText()
+{
+    static QString text;
+    return text;
+}
+
+bool selected(const Operation& op)
+{
+    return onlyText().isEmpty() || op.name.contains(onlyText(), Qt::CaseInsensitive);
+}
+
 double processCpuMs()
 {
     timespec t{};
@@ -57,6 +68,7 @@ void Measure(Operation* op, const std::function<void()>& body, const std::functi
     op->programMs.clear();
     op->floorMs.clear();
     op->programCpuMs.clear();
+    if (!selected(*op)) return;
     for (int run = 0; run <= kCountedRuns; ++run) {
         if (prepare) prepare();
         const double cpu = processCpuMs();
@@ -86,6 +98,11 @@ QString ratioText(const Operation& op)
 
 }  // namespace
 
+void SetOnly(const QString& text)
+{
+    onlyText() = text;
+}
+
 void PrintTable(const Report& report)
 {
     std::printf("Tavrelo benchmark: %d houses (catalogue filled in %.0f ms)\n", report.houses, report.fillMs);
@@ -96,6 +113,7 @@ void PrintTable(const Report& report)
         growth ? qPrintable(QStringLiteral(" growth from %1 houses |").arg(report.baselineHouses)) : "");
     std::printf("|---|---:|---:|---:|---:|%s\n", growth ? "---:|" : "");
     for (const Operation& op : report.operations) {
+        if (!selected(op)) continue;
         const QString floor =
             op.floorMs.empty() ? QStringLiteral("-") : QString::number(op.floorMedian(), 'f', 1);
         QString growthText;
@@ -112,7 +130,8 @@ void PrintTable(const Report& report)
                 report.peakRssKb / 1024.0, report.childPeakRssKb / 1024.0);
     QStringList notes;
     for (const Operation& op : report.operations) {
-        if (!op.floorName.isEmpty()) notes << op.name + QStringLiteral(": floor = ") + op.floorName;
+        if (selected(op) && !op.floorName.isEmpty())
+            notes << op.name + QStringLiteral(": floor = ") + op.floorName;
     }
     if (!notes.isEmpty()) std::printf("\n%s\n", qPrintable(notes.join(QLatin1Char('\n'))));
     for (const QString& p : report.problems) std::printf("PROBLEM: %s\n", qPrintable(p));
@@ -128,6 +147,7 @@ bool WriteJson(const Report& report, const QString& path, QString* error)
     };
     QJsonArray operations;
     for (const Operation& op : report.operations) {
+        if (!selected(op)) continue;
         QJsonObject o;
         o[QStringLiteral("name")] = op.name;
         o[QStringLiteral("program_ms")] = op.programMedian();

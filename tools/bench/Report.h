@@ -55,6 +55,10 @@ void Measure(Operation* op, const std::function<void()>& body, const std::functi
 
 double Median(std::vector<double> values);
 
+// With a non-empty text, only the operations whose name contains it run (--only): a quick look at
+// one line without the whole benchmark. The others are left out of the table and the JSON.
+void SetOnly(const QString& text);
+
 void PrintTable(const Report& report);
 bool WriteJson(const Report& report, const QString& path, QString* error);
 

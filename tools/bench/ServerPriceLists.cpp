@@ -82,6 +82,21 @@ bool removeImported(const QString& uri)
     return ok;
 }
 
+// Queues one statement with text values (the last one binary when binaryLast).
+bool send(PGconn* conn, const char* sql, const std::vector<QByteArray>& v, int binaryLast = 0)
+{
+    std::vector<const char*> p;
+    std::vector<int> lengths, formats;
+    for (const QByteArray& b : v) {
+        p.push_back(b.constData());
+        lengths.push_back(int(b.size()));
+        formats.push_back(0);
+    }
+    if (binaryLast) formats.back() = 1;
+    return PQsendQueryParams(conn, sql, int(v.size()), nullptr, p.data(), lengths.data(), formats.data(),
+                             0) == 1;
+}
+
 // Syncs the pipeline and reads every answer up to the sync; false when a statement failed.
 bool drain(PGconn* conn, QString* error)
 {
@@ -102,9 +117,67 @@ bool drain(PGconn* conn, QString* error)
     }
 }
 
-// libpq alone doing the import's writes (in buildings of its own, beside the units the program
-// just imported, which the next run's preparation takes out with these): one transaction, every row sent in
-// pipeline mode without waiting, the pictures' bytes stored as the import stores them.
+// An array value in text form: each element between double quotes, with its backslashes and
+// double quotes escaped.
+QByteArray arrayOf(const QStringList& elements)
+{
+    QStringList quoted;
+    for (QString e : elements)
+        quoted << QLatin1Char('"') +
+                      e.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+                          .replace(QLatin1Char('"'), QStringLiteral("\\\"")) +
+                      QLatin1Char('"');
+    return (QLatin1Char('{') + quoted.join(QLatin1Char(',')) + QLatin1Char('}')).toUtf8();
+}
+
+// The rows of units [from, to) as one statement per table, the unnest of one array per column.
+bool sendUnits(PGconn* conn, qint64 firstKey, int from, int to, QString* error)
+{
+    QStringList keys, names, rooms, floors, contentKeys, captions, contents, lists, imageKeys, files,
+        positions;
+    for (int i = from; i < to; ++i) {
+        const QString key = QString::number(firstKey + i);
+        keys << key;
+        names << building(i) + QStringLiteral("F");
+        rooms << QString::number(1000 + i);
+        floors << QString::number(i % 33 + 1);
+        const QStringList v = values(i);
+        for (int a = 0; a < kCaptions.size(); ++a) {
+            contentKeys << key;
+            captions << kCaptions[a];
+            contents << v[a];
+            lists << QString::number(a + 1);
+        }
+        for (int p = 1; p <= 2; ++p) {
+            imageKeys << key;
+            files << QStringLiteral("f%1_%2.jpg").arg(i).arg(p);
+            positions << QString::number(p);
+        }
+    }
+    const bool sent =
+        send(conn,
+             "INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) SELECT k, n, r, "
+             "'', f, "
+             "(SELECT min(TypeID) FROM t_HouseType WHERE HouseType = '导入户型') "
+             "FROM unnest($1::bigint[], $2::text[], $3::text[], $4::integer[]) AS u(k, n, r, f)",
+             {arrayOf(keys), arrayOf(names), arrayOf(rooms), arrayOf(floors)}) &&
+        send(conn,
+             "INSERT INTO t_Content (HouseID, Caption, Content, List) "
+             "SELECT * FROM unnest($1::bigint[], $2::text[], $3::text[], $4::integer[])",
+             {arrayOf(contentKeys), arrayOf(captions), arrayOf(contents), arrayOf(lists)}) &&
+        send(conn,
+             "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) "
+             "SELECT k, f, '', f, l FROM unnest($1::bigint[], $2::text[], $3::integer[]) AS u(k, f, l)",
+             {arrayOf(imageKeys), arrayOf(files), arrayOf(positions)});
+    if (!sent && error->isEmpty()) *error = QString::fromUtf8(PQerrorMessage(conn));
+    return sent;
+}
+
+// libpq alone doing the import's writes in the cheapest way it can (in buildings of its own,
+// beside the units the program just imported, which the next run's preparation takes out with
+// these): one transaction, the keys taken after the largest one as the import takes them, every
+// table's rows sent as one statement per 2,000 units in pipeline mode without waiting, and the
+// picture's bytes sent once for all the names that hold them, as the import stores them.
 bool insertFloor(const QString& uri, const QByteArray& picture, int units, QString* error)
 {
     PGconn* conn = PQconnectdb(uri.toUtf8().constData());
@@ -113,42 +186,24 @@ bool insertFloor(const QString& uri, const QByteArray& picture, int units, QStri
                    "INSERT INTO t_HouseType (List, HouseType, MusicTitle, MusicFile) "
                    "SELECT coalesce(max(List), 0) + 1, '导入户型', '', '' FROM t_HouseType "
                    "HAVING NOT bool_or(HouseType = '导入户型') OR count(*) = 0") &&
-              PQenterPipelineMode(conn) == 1;
-    auto send = [conn](const char* sql, const std::vector<QByteArray>& v, int binaryLast = 0) {
-        std::vector<const char*> p;
-        std::vector<int> lengths, formats;
-        for (const QByteArray& b : v) {
-            p.push_back(b.constData());
-            lengths.push_back(int(b.size()));
-            formats.push_back(0);
-        }
-        if (binaryLast) formats.back() = 1;
-        return PQsendQueryParams(conn, sql, int(v.size()), nullptr, p.data(), lengths.data(), formats.data(),
-                                 0) == 1;
-    };
-    for (int i = 0; ok && i < units; ++i) {
-        ok = send(
-            "INSERT INTO t_House (HouseName, HouseNo, Intro, HouseFloor, TypeID) VALUES ($1, $2, '', $3, "
-            "(SELECT min(TypeID) FROM t_HouseType WHERE HouseType = '导入户型'))",
-            {(building(i) + QStringLiteral("F")).toUtf8(), QByteArray::number(1000 + i),
-             QByteArray::number(i % 33 + 1)});
-        const QStringList v = values(i);
-        for (int a = 0; ok && a < kCaptions.size(); ++a)
-            ok = send(
-                "INSERT INTO t_Content (HouseID, Caption, Content, List) VALUES "
-                "(currval(pg_get_serial_sequence('t_house', 'houseid')), $1, $2, $3)",
-                {kCaptions[a].toUtf8(), v[a].toUtf8(), QByteArray::number(a + 1)});
-        for (int p = 1; ok && p <= 2; ++p) {
-            const QByteArray name = QStringLiteral("f%1_%2.jpg").arg(i).arg(p).toUtf8();
-            ok = send(
-                     "INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) VALUES "
-                     "(currval(pg_get_serial_sequence('t_house', 'houseid')), $1, '', $1, $2)",
-                     {name, QByteArray::number(p)}) &&
-                 send("INSERT INTO t_File (Folder, Name, Content) VALUES ('Images', $1, $2)", {name, picture},
-                      1);
-        }
-        if (ok && i % 200 == 199) ok = drain(conn, error);
+              exec(conn, "LOCK TABLE t_House IN SHARE ROW EXCLUSIVE MODE");
+    PGresult* last = ok ? PQexec(conn,
+                                 "SELECT coalesce(pg_sequence_last_value(pg_get_serial_sequence('t_house', "
+                                 "'houseid')), 0)")
+                        : nullptr;
+    ok = ok && PQresultStatus(last) == PGRES_TUPLES_OK && PQntuples(last) == 1;
+    const qint64 firstKey = ok ? QByteArray(PQgetvalue(last, 0, 0)).toLongLong() + 1 : 0;
+    PQclear(last);
+    ok = ok && PQenterPipelineMode(conn) == 1;
+    QStringList files;
+    for (int from = 0; ok && from < units; from += 2000) {
+        ok = sendUnits(conn, firstKey, from, qMin(units, from + 2000), error);
+        for (int i = from; i < qMin(units, from + 2000); ++i)
+            files << QStringLiteral("f%1_1.jpg").arg(i) << QStringLiteral("f%1_2.jpg").arg(i);
     }
+    ok =
+        ok && send(conn, "INSERT INTO t_File (Folder, Name, Content) SELECT 'Images', unnest($1::text[]), $2",
+                   {arrayOf(files), picture}, 1);
     ok = ok && drain(conn, error) && PQexitPipelineMode(conn) == 1 && exec(conn, "COMMIT");
     if (!ok && error->isEmpty()) *error = QString::fromUtf8(PQerrorMessage(conn));
     PQfinish(conn);

@@ -106,6 +106,7 @@ struct Options {
     QString baseline;
     QString server;
     bool reportOnly = false;
+    QString only;
 };
 
 Options readOptions(const QApplication& app)
@@ -139,8 +140,12 @@ Options readOptions(const QApplication& app)
     const QCommandLineOption reportOption(
         QStringLiteral("sales-report-only"),
         QStringLiteral("Measure only the sales report (on House.db), for a quick look at it."));
-    parser.addOptions(
-        {housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption, reportOption});
+    const QCommandLineOption onlyOption(
+        QStringLiteral("only"),
+        QStringLiteral("Measure only the price-list lines whose name contains TEXT (no windows, no start)."),
+        QStringLiteral("TEXT"));
+    parser.addOptions({housesOption, jsonOption, programOption, folderOption, baselineOption, serverOption,
+                       reportOption, onlyOption});
     parser.process(app);
     Options options;
     bool ok = false;
@@ -152,6 +157,7 @@ Options readOptions(const QApplication& app)
     options.baseline = parser.value(baselineOption);
     options.server = parser.value(serverOption);
     options.reportOnly = parser.isSet(reportOption);
+    options.only = parser.value(onlyOption);
     return options;
 }
 
@@ -219,9 +225,9 @@ int measureThroughProxy(const Options& options, const QString& folder, bench::Wi
     messages.clear();
     context.databasePath = slow;
     context.report = &delayed;
-    bench::MeasureWindows(context);
+    if (options.only.isEmpty()) bench::MeasureWindows(context);
     bench::MeasureServerPriceLists(folder, slow, context.shape, &delayed);
-    bench::MeasureDeals(slow, context.shape, &delayed);
+    if (options.only.isEmpty()) bench::MeasureDeals(slow, context.shape, &delayed);
     for (const QString& m : messages) delayed.problems << QStringLiteral("a window said: ") + m;
     delayed.peakRssKb = peakRssKb();
     std::printf("\nOn the server through a proxy adding 2 ms of round-trip time:\n");
@@ -300,15 +306,18 @@ int main(int argc, char* argv[])
     context.databasePath = options.server.isEmpty() ? folder + QStringLiteral("/House.db") : options.server;
     context.shape = shape;
     context.report = &report;
-    bench::MeasureWindows(context);
+    bench::SetOnly(options.only);
+    if (options.only.isEmpty()) bench::MeasureWindows(context);
     bench::MeasurePriceLists(folder, shape, &report);
-    bench::MeasureDeals(context.databasePath, shape, &report);
+    if (options.only.isEmpty()) bench::MeasureDeals(context.databasePath, shape, &report);
     for (const QString& m : messages) report.problems << QStringLiteral("a window said: ") + m;
     report.peakRssKb = peakRssKb();
     if (!options.server.isEmpty()) return measureThroughProxy(options, folder, context, report, messages);
 
-    bench::MeasureSalesReport(folder, shape, &report);
-    measureProgramStart(options.program, folder, report);
+    if (options.only.isEmpty()) {
+        bench::MeasureSalesReport(folder, shape, &report);
+        measureProgramStart(options.program, folder, report);
+    }
     bench::PrintTable(report);
     if (!options.json.isEmpty() && !bench::WriteJson(report, options.json, &error)) {
         std::fprintf(stderr, "tavrelo-bench: %s\n", qPrintable(error));

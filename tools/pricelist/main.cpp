@@ -106,7 +106,7 @@ int importPriceList(const QString& file, const QString& folder, const pricelist:
     }
     const pricelist::WriteResult result = pricelist::WritePlan(plan, connection, folder);
     // A login that may only look is told so, not handed the server's wording alone.
-    if (!result.ok && connection.Server() && connection.WriteRefused())
+    if (!result.ok && connection.IsServer() && connection.WriteRefused())
         return fail(
             QStringLiteral("this login may only read the catalogue, not change it; nothing was written (%1)")
                 .arg(result.error));

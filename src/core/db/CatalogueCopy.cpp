@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/KeyCounter.h"
 #include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
@@ -80,7 +81,7 @@ QString serverSelectList(PgSession* server, const QString& table, bool* ok)
 bool fileExec(Connection& file, const char* sql, QString* error)
 {
     char* message = nullptr;
-    if (sqlite3_exec(file.Handle(), sql, nullptr, nullptr, &message) == SQLITE_OK) return true;
+    if (sqlite3_exec(Handles::Sqlite(file), sql, nullptr, nullptr, &message) == SQLITE_OK) return true;
     *error = QStringLiteral("cannot write House.db: ") + QString::fromUtf8(message);
     sqlite3_free(message);
     return false;
@@ -93,7 +94,7 @@ bool SetTriggersAside(Connection& file, QString* error)
     QStringList names;
     {
         Statement triggers;
-        if (!file.Handle() ||
+        if (!Handles::Sqlite(file) ||
             !triggers.Prepare(file,
                               QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'trigger'"))) {
             *error = QStringLiteral("cannot read House.db: ") + file.LastError();
@@ -109,12 +110,12 @@ bool SetTriggersAside(Connection& file, QString* error)
 
 bool PutTriggersBack(Connection& file, QString* error)
 {
-    return file.Handle() && fileExec(file, kDealsSqliteSql, error);
+    return Handles::Sqlite(file) && fileExec(file, kDealsSqliteSql, error);
 }
 
 qint64 ServerCatalogueSize(Connection& connection)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!server) return -1;
     QStringList counts;
     for (const char* table : kCopiedTables)
@@ -130,7 +131,7 @@ qint64 ServerCatalogueSize(Connection& connection)
 
 bool BeginUpload(Connection& connection, bool replace, QString* error)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!server) {
         *error = QStringLiteral("no server catalogue");
         return false;
@@ -148,7 +149,7 @@ bool BeginUpload(Connection& connection, bool replace, QString* error)
 bool UploadTable(Connection& file, Connection& connection, const QString& table, qint64* count,
                  QString* error)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     Recordset rows;
     if (!rows.Open(QStringLiteral("Select * From ") + table, file, CursorType::ForwardOnly)) {
         *error = QStringLiteral("cannot read %1 from House.db: %2").arg(table, file.LastError());
@@ -193,7 +194,7 @@ bool UploadTable(Connection& file, Connection& connection, const QString& table,
 
 bool FinishUpload(Connection& connection, QString* error)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!switchTriggers(server, true, error) ||
         !serverRun(server, QStringLiteral("COMMIT"), error, QStringLiteral("cannot commit"))) {
         AbandonUpload(connection);
@@ -206,13 +207,13 @@ bool FinishUpload(Connection& connection, QString* error)
 
 void AbandonUpload(Connection& connection)
 {
-    if (PgSession* server = connection.Server()) server->ExecuteNative(QStringLiteral("ROLLBACK"));
+    if (PgSession* server = Handles::Server(connection)) server->ExecuteNative(QStringLiteral("ROLLBACK"));
 }
 
 bool BeginDownload(Connection& connection, Connection& file, QString* error)
 {
-    PgSession* server = connection.Server();
-    if (!server || !file.Handle()) {
+    PgSession* server = Handles::Server(connection);
+    if (!server || !Handles::Sqlite(file)) {
         *error = QStringLiteral("no catalogue to copy");
         return false;
     }
@@ -229,7 +230,7 @@ bool BeginDownload(Connection& connection, Connection& file, QString* error)
 bool DownloadTable(Connection& connection, Connection& file, const QString& table, qint64* count,
                    QString* error)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     *count = 0;
     if (!serverHasTable(server, table)) return true;
     bool listed = false;
@@ -270,7 +271,7 @@ bool DownloadTable(Connection& connection, Connection& file, const QString& tabl
 
 bool FinishDownload(Connection& connection, Connection& file, QString* error)
 {
-    connection.Server()->ExecuteNative(QStringLiteral("COMMIT"));
+    Handles::Server(connection)->ExecuteNative(QStringLiteral("COMMIT"));
     if (!PutTriggersBack(file, error)) return false;
     if (!file.CommitTrans()) {
         *error = QStringLiteral("cannot commit House.db: ") + file.LastError();

@@ -5,6 +5,7 @@
 #include <QRandomGenerator>
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 
 namespace db {
@@ -44,8 +45,8 @@ QString serverIdentity(PgSession* server)
 
 QString CatalogueIdentity(Connection& connection, bool assign)
 {
-    if (PgSession* server = connection.Server()) return serverIdentity(server);
-    sqlite3* handle = connection.Handle();
+    if (PgSession* server = Handles::Server(connection)) return serverIdentity(server);
+    sqlite3* handle = Handles::Sqlite(connection);
     if (!handle) return QString();
     qint64 id = applicationId(handle);
     if (id == 0 && assign) {

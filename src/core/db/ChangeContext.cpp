@@ -11,6 +11,7 @@
 
 #include "core/db/Clock.h"
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 
 namespace db {
@@ -154,7 +155,7 @@ bool RegisterChangeContext(sqlite3* handle)
 
 bool SetChangeContext(Connection& connection, const ChangeContext& context)
 {
-    if (PgSession* server = connection.Server()) {
+    if (PgSession* server = Handles::Server(connection)) {
         const auto key = [](qint64 k) { return k > 0 ? QString::number(k) : QString(QLatin1String("")); };
         return server->ExecuteParams(
             QStringLiteral(
@@ -163,7 +164,7 @@ bool SetChangeContext(Connection& connection, const ChangeContext& context)
             {WithoutNul(context.path), key(context.customerId), key(context.dealId),
              WithoutNul(context.reason)});
     }
-    State* state = stateOf(connection.Handle());
+    State* state = stateOf(Handles::Sqlite(connection));
     if (!state) return false;
     state->context = context;
     return true;
@@ -171,7 +172,7 @@ bool SetChangeContext(Connection& connection, const ChangeContext& context)
 
 ChangeContext CurrentChangeContext(Connection& connection)
 {
-    const State* state = connection.IsServer() ? nullptr : stateOf(connection.Handle());
+    const State* state = connection.IsServer() ? nullptr : stateOf(Handles::Sqlite(connection));
     return state ? state->context : ChangeContext();
 }
 

@@ -7,6 +7,7 @@
 
 #include "core/db/Clock.h"
 #include "core/db/Dialect.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Recordset.h"
 #include "core/db/TextCollation.h"
@@ -270,6 +271,16 @@ bool CreateEmptyDatabase(const QString& path, QString* error)
     sqlite3_close(handle);
     if (!made) QFile::remove(path);
     return made;
+}
+
+sqlite3* Handles::Sqlite(const Connection& connection)
+{
+    return connection.Handle();
+}
+
+PgSession* Handles::Server(const Connection& connection)
+{
+    return connection.Server();
 }
 
 }  // namespace db

@@ -68,17 +68,19 @@ public:
     bool LockChange(int kind);
 
     QString LastError() const { return lastError_; }
-    // True when the catalogue is a shared one on a server: what code outside the data layer may
-    // ask instead of reaching for the session itself.
+    // True when the catalogue is a shared one on a server: what code outside the data layer asks
+    // instead of reaching for the session itself.
     bool IsServer() const { return server_ != nullptr; }
-    // The raw SQLite handle and server session, for the data layer's own files.
-    sqlite3* Handle() const { return handle_; }
-    PgSession* Server() const { return server_.get(); }
 
 private:
     friend class Recordset;
     friend class Statement;
     friend class RowCursor;
+    // The data layer's other files reach the handles through core/db/Handles.h.
+    friend struct Handles;
+    // The raw SQLite handle and server session.
+    sqlite3* Handle() const { return handle_; }
+    PgSession* Server() const { return server_.get(); }
     void setError(const QString& message);
     // Prepares SQLite text with $1, $2 ... and binds the values. Text left after the first
     // statement (anything but blanks and semicolons) makes it fail, as the original engine refused it.

@@ -1,6 +1,7 @@
 #include "core/db/DealsSchema.h"
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Statement.h"
 
@@ -8,7 +9,7 @@ namespace db {
 
 bool HasDealsTables(Connection& connection)
 {
-    if (PgSession* server = connection.Server()) {
+    if (PgSession* server = Handles::Server(connection)) {
         PgRows rows;
         return server->ExecuteNative(
                    QStringLiteral("SELECT count(*) FROM pg_class WHERE relkind = 'r' AND relnamespace = "
@@ -18,7 +19,7 @@ bool HasDealsTables(Connection& connection)
                rows.rowCount == 1 && rows.cells.front().toInt() == 5;
     }
     Statement count;
-    return connection.Handle() &&
+    return Handles::Sqlite(connection) &&
            count.Prepare(
                connection,
                QStringLiteral("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name IN "

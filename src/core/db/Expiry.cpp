@@ -3,6 +3,7 @@
 #include "core/db/ChangeContext.h"
 #include "core/db/Clock.h"
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 
 namespace db {
@@ -10,7 +11,7 @@ namespace db {
 int ReleaseExpiredHolds(Connection& connection, const QDateTime& now)
 {
     if (!connection.IsOpen() || !now.isValid()) return -1;
-    if (PgSession* server = connection.Server()) {
+    if (PgSession* server = Handles::Server(connection)) {
         PgRows rows;
         if (!server->ExecuteParams(QStringLiteral("SELECT tavrelo_release_expired($1)"), {now}, &rows) ||
             rows.rowCount != 1)

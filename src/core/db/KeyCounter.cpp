@@ -1,6 +1,7 @@
 #include "core/db/KeyCounter.h"
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Statement.h"
 
@@ -64,14 +65,14 @@ bool serverRaiseLastKey(PgSession* server, const QString& table, qint64 last)
 
 qint64 LastKey(Connection& connection, const QString& table)
 {
-    if (PgSession* server = connection.Server()) return serverLastKey(server, table);
-    return connection.Handle() ? sqliteLastKey(connection, table) : -1;
+    if (PgSession* server = Handles::Server(connection)) return serverLastKey(server, table);
+    return Handles::Sqlite(connection) ? sqliteLastKey(connection, table) : -1;
 }
 
 bool RaiseLastKey(Connection& connection, const QString& table, qint64 last)
 {
-    if (PgSession* server = connection.Server()) return serverRaiseLastKey(server, table, last);
-    return connection.Handle() && sqliteRaiseLastKey(connection, table, last);
+    if (PgSession* server = Handles::Server(connection)) return serverRaiseLastKey(server, table, last);
+    return Handles::Sqlite(connection) && sqliteRaiseLastKey(connection, table, last);
 }
 
 }  // namespace db

@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Sql.h"
 
@@ -31,7 +32,7 @@ bool Pipeline::fail(const QString& message)
 
 bool Pipeline::Begin()
 {
-    PgSession* server = connection_.Server();
+    PgSession* server = Handles::Server(connection_);
     if (!server || !server->Handle()) return fail(QStringLiteral("not a server connection"));
     if (PQenterPipelineMode(server->Handle()) != 1)
         return fail(QString::fromUtf8(PQerrorMessage(server->Handle())));
@@ -42,7 +43,7 @@ bool Pipeline::Begin()
 bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
 {
     if (!active_) return fail(QStringLiteral("the pipeline is not open"));
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     std::vector<QByteArray> bytes;
     std::vector<const char*> pointers;
     std::vector<int> lengths;
@@ -66,7 +67,7 @@ bool Pipeline::Send(const QString& sql, const std::vector<QVariant>& values)
 bool Pipeline::Sync()
 {
     if (!active_) return error_.isEmpty();
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     if (PQpipelineSync(conn) != 1) return fail(QString::fromUtf8(PQerrorMessage(conn)));
     // Every statement's answer ends with a null result; the sync's own answer ends the batch.
     bool ok = true;
@@ -84,7 +85,7 @@ bool Pipeline::Sync()
         if (status == PGRES_FATAL_ERROR || status == PGRES_PIPELINE_ABORTED || status == PGRES_BAD_RESPONSE) {
             ok = false;
             if (status != PGRES_PIPELINE_ABORTED) {
-                connection_.Server()->NoteRefusal(result);
+                Handles::Server(connection_)->NoteRefusal(result);
                 fail(QString::fromUtf8(PQresultErrorMessage(result)));
             }
         }
@@ -98,10 +99,49 @@ bool Pipeline::End()
 {
     if (!active_) return error_.isEmpty();
     const bool synced = Sync();
-    PGconn* conn = connection_.Server()->Handle();
+    PGconn* conn = Handles::Server(connection_)->Handle();
     active_ = false;
     if (PQexitPipelineMode(conn) != 1) return fail(QString::fromUtf8(PQerrorMessage(conn)));
     return synced;
+}
+
+QString ArrayElement(const QString& text)
+{
+    QString quoted = WithoutNul(text);
+    quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+        .replace(QLatin1Char('"'), QStringLiteral("\\\""));
+    return QLatin1Char('"') + quoted + QLatin1Char('"');
+}
+
+RowBatch::RowBatch(const QString& table, const QStringList& columns, const QStringList& types)
+    : arrays_(size_t(columns.size()))
+{
+    QStringList unnested;
+    for (int i = 0; i < types.size(); ++i) unnested << QStringLiteral("$%1::%2[]").arg(i + 1).arg(types[i]);
+    sql_ = QStringLiteral("INSERT INTO %1 (%2) SELECT * FROM unnest(%3)")
+               .arg(table, columns.join(QStringLiteral(", ")), unnested.join(QStringLiteral(", ")));
+}
+
+void RowBatch::Add(const std::vector<QVariant>& row)
+{
+    for (size_t i = 0; i < arrays_.size() && i < row.size(); ++i) {
+        QString& array = arrays_[i];
+        array += rows_ == 0 ? QLatin1Char('{') : QLatin1Char(',');
+        array += row[i].isNull() ? QStringLiteral("NULL") : ArrayElement(row[i].toString());
+    }
+    ++rows_;
+}
+
+bool RowBatch::SendTo(Pipeline& pipeline)
+{
+    if (rows_ == 0) return true;
+    std::vector<QVariant> values;
+    for (QString& array : arrays_) {
+        values.emplace_back(array + QLatin1Char('}'));
+        array.clear();
+    }
+    rows_ = 0;
+    return pipeline.Send(sql_, values);
 }
 
 }  // namespace db

@@ -8,6 +8,7 @@
 #include <QSaveFile>
 
 #include "core/db/Connection.h"
+#include "core/db/Handles.h"
 #include "core/db/PgSession.h"
 #include "core/db/Store.h"
 
@@ -16,7 +17,7 @@ namespace db {
 bool PutServerFile(Connection& connection, const QString& folder, const QString& name,
                    const QByteArray& content)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!server) return false;
     const QByteArray f = folder.toUtf8(), n = name.toUtf8();
     const char* values[] = {f.constData(), n.constData(), content.constData()};
@@ -33,7 +34,7 @@ bool PutServerFile(Connection& connection, const QString& folder, const QString&
 
 bool GetServerFile(Connection& connection, const QString& folder, const QString& name, QByteArray* content)
 {
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!server) return false;
     const QByteArray f = folder.toUtf8(), n = name.toUtf8();
     const char* values[] = {f.constData(), n.constData()};
@@ -49,7 +50,7 @@ bool GetServerFile(Connection& connection, const QString& folder, const QString&
 QStringList ServerFileNames(Connection& connection, const QString& folder)
 {
     QStringList names;
-    PgSession* server = connection.Server();
+    PgSession* server = Handles::Server(connection);
     if (!server) return names;
     PgRows rows;
     if (server->ExecuteNative(QStringLiteral("SELECT Name FROM t_File WHERE Folder = %1 ORDER BY Name")

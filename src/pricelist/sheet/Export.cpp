@@ -142,7 +142,7 @@ int exportFrom(db::Connection& connection, const QString& path, const QSet<qint3
     // On a server the rows are read through cursors, which live in a transaction; it only reads,
     // and it gives both passes the same view of the catalogue.
     std::optional<db::Transaction> reading;
-    if (connection.Server()) {
+    if (connection.IsServer()) {
         reading.emplace(connection);
         if (!connection.InTransaction()) {
             if (error) *error = connection.LastError();

@@ -5,6 +5,62 @@
 
 namespace pricelist {
 
+namespace {
+
+// Rows and picture bytes gathered before they go: enough that statements are few, little enough
+// that memory stays small.
+constexpr int kRowsPerBatch = 2000;
+constexpr qint64 kFileBytesPerBatch = 16 * 1024 * 1024;
+
+}  // namespace
+
+ServerBatch::ServerBatch(db::Connection& connection)
+    : connection_(connection),
+      pipeline_(connection),
+      houses_(QStringLiteral("t_House"),
+              {QStringLiteral("HouseID"), QStringLiteral("HouseName"), QStringLiteral("HouseNo"),
+               QStringLiteral("Intro"), QStringLiteral("HouseFloor"), QStringLiteral("TypeID")},
+              {QStringLiteral("bigint"), QStringLiteral("text"), QStringLiteral("text"),
+               QStringLiteral("text"), QStringLiteral("integer"), QStringLiteral("bigint")}),
+      contents_(QStringLiteral("t_Content"),
+                {QStringLiteral("HouseID"), QStringLiteral("Caption"), QStringLiteral("Content"),
+                 QStringLiteral("List")},
+                {QStringLiteral("bigint"), QStringLiteral("text"), QStringLiteral("text"),
+                 QStringLiteral("integer")}),
+      images_(QStringLiteral("t_Image"),
+              {QStringLiteral("HouseID"), QStringLiteral("Caption"), QStringLiteral("Intro"),
+               QStringLiteral("ImageFile"), QStringLiteral("List")},
+              {QStringLiteral("bigint"), QStringLiteral("text"), QStringLiteral("text"),
+               QStringLiteral("text"), QStringLiteral("integer")})
+{
+}
+
+bool ServerBatch::flush()
+{
+    return houses_.SendTo(pipeline_) && contents_.SendTo(pipeline_) && images_.SendTo(pipeline_);
+}
+
+bool ServerBatch::flushFiles()
+{
+    // The same statement as db::PutServerFile, once for every name that holds the same bytes.
+    for (const SharedFile& file : std::as_const(files_)) {
+        if (file.names.isEmpty()) continue;
+        QStringList elements;
+        for (const QString& name : file.names) elements << db::ArrayElement(name);
+        const bool sent = pipeline_.Send(
+            QStringLiteral(
+                "INSERT INTO t_File (Folder, Name, Content) SELECT 'Images', unnest($1::text[]), $2 "
+                "ON CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
+            {QVariant(QLatin1Char('{') + elements.join(QLatin1Char(',')) + QLatin1Char('}')),
+             QVariant(file.content)});
+        if (!sent) return false;
+    }
+    files_.clear();
+    fileOf_.clear();
+    fileBytes_ = 0;
+    return true;
+}
+
 bool ServerBatch::Begin(const Plan& plan)
 {
     int added = 0;
@@ -46,14 +102,13 @@ bool ServerBatch::Begin(const Plan& plan)
 
 bool ServerBatch::InsertHouse(qint64 houseId, const PlanLine& line, qint64 typeId)
 {
-    return pipeline_.Send(
-        QStringLiteral("INSERT INTO t_House (HouseID, HouseName, HouseNo, Intro, HouseFloor, TypeID) "
-                       "VALUES ($1, $2, $3, $4, $5, $6)"),
-        {houseId, line.building, line.room, line.intro, line.floor, typeId});
+    houses_.Add({houseId, line.building, line.room, line.intro, line.floor, typeId});
+    return houses_.Size() < kRowsPerBatch || flush();
 }
 
 bool ServerBatch::UpdateHouse(qint64 houseId, const PlanLine& line, qint64 typeId)
 {
+    if (!flush()) return false;
     const bool updated =
         line.hasIntro
             ? pipeline_.Send(QStringLiteral("UPDATE t_House SET HouseName = $1, HouseNo = $2, Intro = $3, "
@@ -68,30 +123,35 @@ bool ServerBatch::UpdateHouse(qint64 houseId, const PlanLine& line, qint64 typeI
 
 bool ServerBatch::InsertContent(qint64 houseId, const QString& caption, const QString& value, int list)
 {
-    return pipeline_.Send(QStringLiteral("INSERT INTO t_Content (HouseID, Caption, Content, List) "
-                                         "VALUES ($1, $2, $3, $4)"),
-                          {houseId, caption, value, list});
+    contents_.Add({houseId, caption, value, list});
+    return contents_.Size() < kRowsPerBatch || flush();
 }
 
 bool ServerBatch::DeleteImages(qint64 houseId)
 {
-    return pipeline_.Send(QStringLiteral("DELETE FROM t_Image WHERE HouseID = $1"), {houseId});
+    return flush() && pipeline_.Send(QStringLiteral("DELETE FROM t_Image WHERE HouseID = $1"), {houseId});
 }
 
 bool ServerBatch::InsertImage(qint64 houseId, const QString& caption, const QString& file, int list)
 {
-    return pipeline_.Send(QStringLiteral("INSERT INTO t_Image (HouseID, Caption, Intro, ImageFile, List) "
-                                         "VALUES ($1, $2, '', $3, $4)"),
-                          {houseId, caption, file, list});
+    images_.Add({houseId, caption, QStringLiteral(""), file, list});
+    return images_.Size() < kRowsPerBatch || flush();
 }
 
-bool ServerBatch::PutFile(const QString& folder, const QString& name, const QByteArray& content)
+bool ServerBatch::PutFile(const QString& name, const QByteArray& digest, const QByteArray& content)
 {
-    // The same statement as db::PutServerFile, queued rather than waited for.
-    return pipeline_.Send(
-        QStringLiteral("INSERT INTO t_File (Folder, Name, Content) VALUES ($1, $2, $3) "
-                       "ON CONFLICT (Folder, Name) DO UPDATE SET Content = EXCLUDED.Content"),
-        {folder, name, QVariant(content)});
+    // A name queued again (a house twice in one sheet) keeps only its last bytes, as the
+    // statements one by one would have left it.
+    const auto earlier = fileOf_.constFind(name);
+    if (earlier != fileOf_.constEnd()) files_[earlier.value()].names.removeOne(name);
+    SharedFile& file = files_[digest];
+    if (file.names.isEmpty() && file.content.isNull()) {
+        file.content = content;
+        fileBytes_ += content.size();
+    }
+    file.names << name;
+    fileOf_.insert(name, digest);
+    return fileBytes_ < kFileBytesPerBatch || flushFiles();
 }
 
 }  // namespace pricelist

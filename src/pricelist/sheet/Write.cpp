@@ -1,7 +1,6 @@
 // Writing a price list's plan: one transaction, the new types, then line by line the house, its
 // attribute rows and its pictures; on a shared catalogue the lines' statements go in batches.
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "core/db/Connection.h"
 #include "core/db/ServerFiles.h"
 #include "core/db/Statement.h"
+#include "pricelist/sheet/PictureCopies.h"
 #include "pricelist/sheet/PriceList.h"
 #include "pricelist/sheet/ServerBatch.h"
 
@@ -25,21 +25,11 @@ QString typeKey(const QString& name)
     return name.toCaseFolded();
 }
 
-struct PendingCopy {
-    QString temporary;
-    QString final;
-};
-
-void discard(const std::vector<PendingCopy>& copies)
-{
-    for (const PendingCopy& copy : copies) QFile::remove(copy.temporary);
-}
-
 // Writes a plan inside the caller's transaction: the statements, the new types, then line by line
 // the house, its attribute rows and its pictures. A failing step returns false with error() set.
 class PlanWriter {
 public:
-    PlanWriter(db::Connection& connection, const QString& images) : connection_(connection), images_(images)
+    PlanWriter(db::Connection& connection, const QString& images) : connection_(connection), pictures_(images)
     {
     }
 
@@ -57,7 +47,7 @@ public:
     }
     bool WriteLine(const PlanLine& line, WriteResult* result);
     QString error() const { return error_; }
-    const std::vector<PendingCopy>& copies() const { return copies_; }
+    PictureCopies& pictures() { return pictures_; }
 
 private:
     bool fail(const QString& what)
@@ -71,10 +61,9 @@ private:
     bool copyPicture(const QString& source, const QString& stored);
 
     db::Connection& connection_;
-    QString images_;
+    PictureCopies pictures_;
     QString error_;
     QHash<QString, qint64> types_;
-    std::vector<PendingCopy> copies_;
     std::unique_ptr<ServerBatch> batch_;
     db::Statement lastList_, insertType_, insertHouse_, updateHouse_, updateHouseKeepIntro_, deleteContent_,
         insertContent_, readImages_, deleteImages_, insertImage_, readTypes_;
@@ -192,24 +181,16 @@ bool PlanWriter::writeAttributes(const PlanLine& line, qint64 houseId)
 
 bool PlanWriter::copyPicture(const QString& source, const QString& stored)
 {
-    // Copied aside now, put in place after the commit: until then the folder holds exactly what
-    // the catalogue names.
-    const PendingCopy copy{images_ + QStringLiteral("/.import-%1.part").arg(copies_.size()),
-                           images_ + QLatin1Char('/') + stored};
-    QFile::remove(copy.temporary);
-    const bool copied = QFile::copy(source, copy.temporary);
-    copies_.push_back(copy);
-    if (!copied) return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
+    PictureCopies::Picture picture;
+    if (!pictures_.Read(source, &picture) || !pictures_.Stage(source, stored, picture))
+        return fail(QStringLiteral("无法复制图片\"%1\"").arg(source));
     // A shared catalogue keeps its pictures on the server, in the same transaction as the rows
     // that name them; this PC's Images folder is only its cache.
-    if (connection_.Server()) {
-        QFile picture(copy.temporary);
-        const bool read = picture.open(QIODevice::ReadOnly);
-        const QByteArray bytes = read ? picture.readAll() : QByteArray();
-        const bool stored_ =
-            read && (batch_ ? batch_->PutFile(QStringLiteral("Images"), stored, bytes)
-                            : db::PutServerFile(connection_, QStringLiteral("Images"), stored, bytes));
-        if (!stored_) return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
+    if (connection_.IsServer()) {
+        const bool sent =
+            batch_ ? batch_->PutFile(stored, picture.digest, picture.content)
+                   : db::PutServerFile(connection_, QStringLiteral("Images"), stored, picture.content);
+        if (!sent) return fail(QStringLiteral("无法把图片\"%1\"存到服务器").arg(stored));
     }
     return true;
 }
@@ -288,7 +269,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
     auto undo = [&]() {
         writer.Abandon();
         transaction.Rollback();
-        discard(writer.copies());
+        writer.pictures().Discard();
         result.added = result.updated = result.typesCreated = 0;
     };
     auto fail = [&](int line) {
@@ -298,7 +279,7 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         return result;
     };
     if (!writer.Prepare() || !writer.CreateTypes(plan.newTypes, &result.typesCreated)) return fail(0);
-    if (connection.Server() && !writer.BeginBatches(plan)) return fail(0);
+    if (connection.IsServer() && !writer.BeginBatches(plan)) return fail(0);
 
     int total = 0;
     for (const PlanLine& line : plan.lines) total += line.kind != LineKind::Error ? 1 : 0;
@@ -320,15 +301,13 @@ WriteResult WritePlan(const Plan& plan, db::Connection& connection, const QStrin
         }
     }
     if (!writer.Finish()) return fail(0);
+    writer.pictures().Sync();
     if (!transaction.Commit()) {
-        discard(writer.copies());
+        writer.pictures().Discard();
         result.error = QStringLiteral("无法保存导入：%1").arg(connection.LastError());
         return result;
     }
-    for (const PendingCopy& copy : writer.copies()) {
-        QFile::remove(copy.final);
-        if (QFile::rename(copy.temporary, copy.final)) ++result.picturesCopied;
-    }
+    result.picturesCopied = writer.pictures().Place();
     result.ok = true;
     return result;
 }
