@@ -90,7 +90,8 @@ Query statusQuery(const Dialect& dialect, const QString& statusCaption)
     // Every house of the catalogue (those with a type, as every list shows them) by building and by
     // the value of its first status row. The status rows are read in one pass through the caption's
     // index and numbered per house, instead of one lookup per house; the houses without one are
-    // added by a second, cheap pass.
+    // added by a second, cheap pass (a stray row without a house must not hide them all: Not In
+    // meets no null).
     const QString firstRows = QStringLiteral(
         "(Select c.HouseID As H, c.Content As St, Row_Number() Over (Partition By c.HouseID"
         " Order By c.List, c.ContentID) As N From t_Content c Where c.Caption = ?)");
@@ -99,7 +100,8 @@ Query statusQuery(const Dialect& dialect, const QString& statusCaption)
                            " Where R.N = 1 And a.HouseID = R.H And a.TypeID = b.TypeID"
                            " Union All Select %1, Null From t_House a, t_HouseType b"
                            " Where a.TypeID = b.TypeID And a.HouseID Not In"
-                           " (Select c.HouseID From t_Content c Where c.Caption = ?)) S Group By S.B, S.St")
+                           " (Select c.HouseID From t_Content c Where c.Caption = ? And c.HouseID Is Not "
+                           "Null)) S Group By S.B, S.St")
                 .arg(dialect.Binary(QStringLiteral("a.HouseName")), dialect.Binary(QStringLiteral("R.St")),
                      firstRows),
             {statusCaption, statusCaption}};
