@@ -52,15 +52,13 @@ private slots:
             for (QAction* e : a->menu()->actions()) entries << e->objectName() + "=" + e->text();
             seen << a->menu()->objectName() + "=" + a->text() + "[" + entries.join(",") + "]";
         }
-        QCOMPARE(
-            seen,
-            (QStringList{
-                "mnuSystem=系统[mnuExit=退出]",
-                "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
-                "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
-                "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…,=,"
-                "mnuCustomers=客户…,mnuHistory=变更记录…,mnuSalesReport=销售报表…,mnuSalesSettings=设置…]",
-                "mnuHelp=帮助[mnuAbout=关于]"}));
+        QCOMPARE(seen,
+                 (QStringList{"mnuSystem=系统[mnuExit=退出]",
+                              "mnuHouse=房产信息[mnuHouseList=列表,mnuHouseInput=录入,mnuHouseType=类型]",
+                              "mnuSales=销售[mnuSalesBoard=销控表,mnuHouseSheet=打印房源单页,=,"
+                              "mnuPriceListImport=导入价目表…,mnuPriceListExport=导出价目表…,=,"
+                              "mnuCustomers=客户…,mnuHistory=变更记录…,mnuSalesReport=销售报表…,mnuSalesSettings=设置…]",
+                              "mnuHelp=帮助[mnuAbout=关于]"}));
     }
 
     void load_maximises_resets_the_shared_values_and_makes_the_media_folders()
