@@ -88,50 +88,96 @@ bool minuteBuckets(const QDate& from, const QDate& to)
 Query statusQuery(const Dialect& dialect, const QString& statusCaption)
 {
     // Every house of the catalogue (those with a type, as every list shows them) by building and by
-    // the value of its first status row.
+    // the value of its first status row. The status rows are read in one pass through the caption's
+    // index and numbered per house, instead of one lookup per house; the houses without one are
+    // added by a second, cheap pass (a stray row without a house must not hide them all: Not In
+    // meets no null).
+    const QString firstRows = QStringLiteral(
+        "(Select c.HouseID As H, c.Content As St, Row_Number() Over (Partition By c.HouseID"
+        " Order By c.List, c.ContentID) As N From t_Content c Where c.Caption = ?)");
     return {QStringLiteral("Select S.B, S.St, Count(*) From (Select %1 As B, %2 As St"
-                           " From t_House a, t_HouseType b Where a.TypeID = b.TypeID%3) S Group By %4, %5")
-                .arg(dialect.Binary(QStringLiteral("a.HouseName")),
-                     dialect.Binary(dialect.FirstRow(QStringLiteral("a.HouseID"))), dialect.Fence(),
-                     QStringLiteral("S.B"), QStringLiteral("S.St")),
-            {statusCaption}};
+                           " From %3 R, t_House a, t_HouseType b"
+                           " Where R.N = 1 And a.HouseID = R.H And a.TypeID = b.TypeID"
+                           " Union All Select %1, Null From t_House a, t_HouseType b"
+                           " Where a.TypeID = b.TypeID And a.HouseID Not In"
+                           " (Select c.HouseID From t_Content c Where c.Caption = ? And c.HouseID Is Not "
+                           "Null)) S Group By S.B, S.St")
+                .arg(dialect.Binary(QStringLiteral("a.HouseName")), dialect.Binary(QStringLiteral("R.St")),
+                     firstRows),
+            {statusCaption, statusCaption}};
 }
 
-// The events of the range, each with its key (a building, a consultant or a day) and, for a deposit
-// or a contract, the house's price text; grouped by the key and the path.
+// The events of the range by hour (or minute) and path. Nearly every change has an hour and house
+// of its own, so counting per house first would only add a sort: each change is read once, and a
+// deposit's or contract's price is looked up for it.
+Query dayQuery(const Dialect& dialect, const QDate& from, const QDate& to, const QString& priceCaption,
+               bool minutes)
+{
+    const QString priceText =
+        priceCaption.isEmpty()
+            ? QStringLiteral("Cast(Null As Text)")
+            : QStringLiteral("Replace(Trim(%1), ',', '')").arg(dialect.FirstRow(QStringLiteral("h.HouseID")));
+    const QString sql = QStringLiteral(
+                            "Select E.K, E.Path, Count(*), Sum(Case When %1 Then 1 Else 0 End),"
+                            " Sum(Case When %1 Then Cast(E.P As Double Precision) Else 0 End)"
+                            " From (Select %2 As K, %3 As Path,"
+                            " Case When %3 In ('deposit', 'contract') Then %4 End As P"
+                            " From t_History h Where h.ChangedAt >= %5 And h.ChangedAt < %5 And %3 In %6%7) E"
+                            " Group By E.K, E.Path")
+                            .arg(dialect.IsNumber(QStringLiteral("E.P")), dialect.TimeText(minutes),
+                                 dialect.Binary(QStringLiteral("h.Path")), priceText, dialect.Instant(),
+                                 kCountedPaths, dialect.Fence());
+    QVariantList values;
+    if (!priceCaption.isEmpty()) values << priceCaption;
+    values << dialect.InstantValue(SalesFigures::RangeStart(from))
+           << dialect.InstantValue(SalesFigures::RangeEnd(to));
+    return {sql, values};
+}
+
+// The events of the range, each with its key (a building or a consultant) and, for a deposit
+// or a contract, the house's price text; grouped by the key and the path. The history of the range
+// is first counted per house (and per deal or hour where the key needs it) through its time index,
+// so that the house's price and name are looked up once per group rather than once per change.
 std::vector<Query> eventQueries(const Dialect& dialect, const QDate& from, const QDate& to,
                                 const QString& priceCaption, bool minutes)
 {
     const QString priceText =
         priceCaption.isEmpty()
             ? QStringLiteral("Cast(Null As Text)")
-            : QStringLiteral("Replace(Trim(%1), ',', '')").arg(dialect.FirstRow(QStringLiteral("h.HouseID")));
+            : QStringLiteral("Replace(Trim(%1), ',', '')").arg(dialect.FirstRow(QStringLiteral("H.HouseID")));
+    const QString path = dialect.Binary(QStringLiteral("h.Path"));
     // The keys and paths are grouped byte by byte: the collations given inside the subquery hold
     // for its columns.
-    auto grouped = [&](const QString& key, const QString& joins) {
-        const QString sql =
+    auto grouped = [&](const QString& key, const QString& extra, const QString& joins) {
+        const QString counted =
             QStringLiteral(
-                "Select E.K, E.Path, Count(*), Sum(Case When %1 Then 1 Else 0 End),"
-                " Sum(Case When %1 Then Cast(E.P As Double Precision) Else 0 End)"
-                " From (Select %2 As K, %3 As Path,"
-                " Case When %3 In ('deposit', 'contract') Then %4 End As P"
-                " From t_History h%5 Where h.ChangedAt >= %6 And h.ChangedAt < %6 And %3 In %7%8) E"
-                " Group By %9, %10")
-                .arg(dialect.IsNumber(QStringLiteral("E.P")), key, dialect.Binary(QStringLiteral("h.Path")),
-                     priceText, joins, dialect.Instant(), kCountedPaths, dialect.Fence(),
-                     QStringLiteral("E.K"))
-                .arg(QStringLiteral("E.Path"));
+                "(Select h.HouseID As HouseID%1, %2 As Path, Count(*) As C From t_History h"
+                " Where h.ChangedAt >= %3 And h.ChangedAt < %3 And %2 In %4"
+                " Group By h.HouseID%5, %2)")
+                .arg(extra.isEmpty() ? QString() : QStringLiteral(", ") + extra + QStringLiteral(" As X"),
+                     path, dialect.Instant(), kCountedPaths,
+                     extra.isEmpty() ? QString() : QStringLiteral(", ") + extra);
+        const QString sql = QStringLiteral(
+                                "Select E.K, E.Path, Cast(Sum(E.C) As Bigint),"
+                                " Cast(Sum(Case When %1 Then E.C Else 0 End) As Bigint),"
+                                " Sum(Case When %1 Then E.C * Cast(E.P As Double Precision) Else 0 End)"
+                                " From (Select %2 As K, H.Path As Path, H.C As C,"
+                                " Case When H.Path In ('deposit', 'contract') Then %3 End As P"
+                                " From %4 H%5%6) E"
+                                " Group By E.K, E.Path")
+                                .arg(dialect.IsNumber(QStringLiteral("E.P")), key, priceText, counted, joins,
+                                     dialect.Fence());
         QVariantList values;
         if (!priceCaption.isEmpty()) values << priceCaption;
         values << dialect.InstantValue(SalesFigures::RangeStart(from))
                << dialect.InstantValue(SalesFigures::RangeEnd(to));
         return Query{sql, values};
     };
-    return {grouped(dialect.Binary(QStringLiteral("Coalesce(a.HouseName, '')")),
-                    QStringLiteral(" Left Join t_House a On a.HouseID = h.HouseID")),
-            grouped(QStringLiteral("Coalesce(d.ConsultantID, 0)"),
-                    QStringLiteral(" Left Join t_Deal d On d.DealID = h.DealID")),
-            grouped(dialect.TimeText(minutes), QString())};
+    return {grouped(dialect.Binary(QStringLiteral("Coalesce(a.HouseName, '')")), QString(),
+                    QStringLiteral(" Left Join t_House a On a.HouseID = H.HouseID")),
+            grouped(QStringLiteral("Coalesce(d.ConsultantID, 0)"), QStringLiteral("h.DealID"),
+                    QStringLiteral(" Left Join t_Deal d On d.DealID = H.X")),
+            dayQuery(dialect, from, to, priceCaption, minutes)};
 }
 
 // The deposits and contracts of the range whose price is not a number (the first found).

@@ -134,6 +134,25 @@ private slots:
         QCOMPARE(statusCount(*b, QStringLiteral("已售")), 1);
     }
 
+    // A house's first status row counts; a status row that belongs to no house changes nothing.
+    void statusRowsWithoutHouseOrSecondRow()
+    {
+        testsupport::ProgramFolder folder;
+        FillCatalogue(folder);
+        QVERIFY(Exec(folder, QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) "
+                                            "Values (Null, '状态', '已售', 1)")));
+        QVERIFY(Exec(folder, QStringLiteral("Insert Into t_Content (HouseID, Caption, Content, List) "
+                                            "Values (1, '状态', '已售', 7)")));
+        const report::SalesFigures f = compute(QDate(2026, 4, 1), QDate(2026, 4, 1));
+        QCOMPARE(f.total.units, 7);
+        QCOMPARE(statusCount(f.total, QStringLiteral("在售")), 3);
+        QCOMPARE(statusCount(f.total, QStringLiteral("已售")), 2);
+        QCOMPARE(statusCount(f.total, QString()), 1);
+        const auto* a = building(f, kA);
+        QVERIFY(a);
+        QCOMPARE(statusCount(*a, QString()), 1);
+    }
+
     // The local day 2026-03-09 ends at 15:59:59 UTC: the deposit then is on the 9th, the contract a
     // second later on the 10th.
     void dayBoundaryInLocalTime()
