@@ -31,6 +31,7 @@
 #include "core/ui/InputBox.h"
 #include "core/ui/MsgBox.h"
 #include "core/ui/PrintDialog.h"
+#include "core/ui/WindowCalls.h"
 #include "windows/RegisterWindows.h"
 #include "windows/frmMain.h"
 
@@ -373,6 +374,10 @@ private slots:
 
         const QStringList names = windows::RegisterWindows();
         QVERIFY(!names.isEmpty());
+        // The wall screen takes the whole display until Esc is pressed (its own test drives it):
+        // here a click on 全屏展示 is only counted.
+        int walls = 0;
+        ui::SetWallStarter([&walls](QWidget*, const ui::WallRequest&) { ++walls; });
         QPointer<frmMain> main = new frmMain;
         QVERIFY(main->Load());
 
@@ -449,9 +454,9 @@ private slots:
         qInfo(
             "tst_robustness: %d questions, %d notices, %d file dialogs (%d real files, %d missing handed "
             "out), "
-            "%d exit requests, %d program starts and %d addresses intercepted",
+            "%d exit requests, %d program starts, %d addresses and %d wall screens intercepted",
             questions, notices, dialogs, int(existingHandedOut.size()), int(missingHandedOut.size()), exits,
-            starts, addresses);
+            starts, addresses, walls);
         qInfo("tst_robustness: windows opened: %s, and %d other windows (large picture views)",
               qPrintable(QStringList(driver.opened.values()).join(QLatin1Char(' '))), driver.otherWindows);
         qInfo("tst_robustness: distinct messages: %s",

@@ -25,9 +25,15 @@ QStringList fillStatements(const CatalogueShape& shape)
 {
     const QString houses = QString::number(shape.houses);
     return {
-        QStringLiteral(
-            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
-            "INSERT INTO t_Consultant (ConsultantName, Active) SELECT '顾问' || printf('%02d', i), 1 FROM n")
+        // The deal lines measured before leave their deals and history in the catalogue: the report
+        // is measured on its own year of them alone.
+        QStringLiteral("DELETE FROM t_History"),
+        QStringLiteral("DELETE FROM t_Deal"),
+        QStringLiteral("DELETE FROM t_Customer"),
+        QStringLiteral("DELETE FROM t_Consultant"),
+        QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
+                       "INSERT INTO t_Consultant (ConsultantName, Active) SELECT '报表顾问' || "
+                       "printf('%02d', i), 1 FROM n")
             .arg(kConsultants),
         QStringLiteral("INSERT INTO t_Deal (DealID, HouseID, ConsultantID, Stage, Active, Extensions) "
                        "SELECT HouseID, HouseID, HouseID % %1 + 1, 'contract', NULL, 0 FROM t_House")
